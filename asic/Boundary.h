@@ -1,0 +1,191 @@
+// What every call of the PD API goes through, from the C arguments to the work and back.
+//
+//   call<operation(__func__)>(work, arguments...)
+//
+// 1. a planned fault, if there is one for this call, ends it;
+// 2. the arguments are admitted in their order: the session must be open, the device known, the
+//    pipe one that the chip has, and no pointer null;
+// 3. the work runs on what the arguments named: work(Sessions&), work(Chip&) or
+//    work(Chip&, ScopeIndex), whichever it takes. It writes outputs only if it succeeds;
+// 4. an exception becomes a status;
+// 5. the call log, if it records, gets the call.
+#pragma once
+
+#include "asic/Arguments.h"
+#include "asic/CallLog.h"
+#include "asic/Operations.h"
+#include "asic/Runtime.h"
+#include "asic/Types.h"
+
+#include <array>
+#include <cstddef>
+#include <new>
+#include <type_traits>
+
+namespace asic {
+
+/// Runs the function, and turns an exception into a status: none may cross the C API.
+template <class Function>
+Status contained(Function&& function) noexcept {
+    try {
+        return function();
+    } catch (const std::bad_alloc&) {
+        return P4_PD_STATUS_NO_SYS_RESOURCES;
+    } catch (...) {
+        return P4_PD_STATUS_INTERNAL_ERROR;
+    }
+}
+
+/// What the arguments of a call named.
+struct Subject {
+    Runtime& runtime;
+    Chip* chip = nullptr;
+    ScopeIndex scope = 0;
+
+    // A number names nothing, nor does a struct by itself.
+    template <class T>
+    Status admit(const T&) noexcept {
+        return P4_PD_STATUS_SUCCESS;
+    }
+    template <class T>
+    Status admit(const In<T>& in) noexcept {
+        return in.value ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
+    }
+    template <class T>
+    Status admit(const Out<T>& out) noexcept {
+        return out.value ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
+    }
+    Status admit(const Session& session) noexcept {
+        return runtime.sessions.isOpen(session.handle) ? P4_PD_STATUS_SUCCESS
+                                                       : P4_PD_STATUS_SESSION_NOT_FOUND;
+    }
+    Status admit(const Device& device) noexcept {
+        chip = runtime.chips.find(device.id);
+        return chip ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
+    }
+    Status admit(const p4_pd_dev_target_t& target) noexcept {
+        if (const Status status = admit(Device{target.device_id}); status != P4_PD_STATUS_SUCCESS)
+            return status;
+        const auto named = chip->scope(target.dev_pipe_id);
+        if (!named)
+            return P4_PD_STATUS_INVALID_ARG;
+        scope = *named;
+        return P4_PD_STATUS_SUCCESS;
+    }
+};
+
+template <class Work, class... Arguments>
+Status perform(Runtime& runtime, const Work& work, const Arguments&... arguments) {
+    Subject subject{runtime};
+    Status status = P4_PD_STATUS_SUCCESS;
+    if (!(... && ((status = subject.admit(arguments)) == P4_PD_STATUS_SUCCESS)))
+        return status;
+    if constexpr (std::is_invocable_v<Work, Sessions&>)
+        return work(runtime.sessions);
+    else if constexpr (std::is_invocable_v<Work, Chip&>)
+        return work(*subject.chip);
+    else
+        return work(*subject.chip, subject.scope);
+}
+
+// ---- Recording
+
+template <class T>
+struct ShapeOf {
+    static constexpr ArgumentShape value{kindOf(T{}), Direction::in};
+};
+template <class T>
+struct ShapeOf<In<T>> {
+    static constexpr ArgumentShape value{kindOf(T{}), Direction::in};
+};
+template <class T>
+struct ShapeOf<Out<T>> {
+    static constexpr ArgumentShape value{kindOf(T{}), Direction::out};
+};
+
+template <class... Arguments>
+inline constexpr std::array<ArgumentShape, sizeof...(Arguments)> kShapes{
+    ShapeOf<Arguments>::value...};
+
+template <class... Arguments>
+constexpr std::size_t wordCount() noexcept {
+    return (... + wordsOf(ShapeOf<Arguments>::value.kind));
+}
+
+/// Writes arguments into a record one after the other.
+class Recorder {
+  public:
+    explicit Recorder(CallRecord& record) noexcept : record_(record) {}
+
+    template <class T>
+    void add(const T& value) noexcept {
+        put(word(), value);
+        passed(ShapeOf<T>::value.kind);
+    }
+    template <class T>
+    void add(const In<T>& in) noexcept {
+        pointer(in.value, true);
+    }
+    template <class T>
+    void add(const Out<T>& out) noexcept {
+        pointer(out.value, record_.status == P4_PD_STATUS_SUCCESS);
+    }
+
+  private:
+    std::uint32_t* word() noexcept { return record_.arguments.words.data() + words_; }
+
+    // An output that was not written may be uninitialised, and is not read.
+    template <class T>
+    void pointer(const T* value, bool readable) noexcept {
+        if (!value)
+            record_.arguments.nulls =
+                static_cast<std::uint16_t>(record_.arguments.nulls | 1u << arguments_);
+        else if (readable)
+            put(word(), *value);
+        passed(kindOf(T{}));
+    }
+    void passed(ValueKind kind) noexcept {
+        words_ += wordsOf(kind);
+        ++arguments_;
+    }
+
+    CallRecord& record_;
+    std::size_t words_ = 0;
+    std::size_t arguments_ = 0;
+};
+
+template <std::size_t index, class... Arguments>
+void record(CallLog& log, Status status, const Arguments&... arguments) noexcept {
+    static_assert(wordCount<Arguments...>() <= ArgumentWords::kMaxWords);
+    CallRecord call{.operation = index, .shapes = kShapes<Arguments...>, .status = status};
+    Recorder recorder(call);
+    (recorder.add(arguments), ...);
+    log.append(call);
+}
+
+/// A call while the log records or a fault is planned.
+template <std::size_t index, class Work, class... Arguments>
+[[gnu::noinline]] Status performWatched(Runtime& runtime, const Work& work,
+                                        const Arguments&... arguments) noexcept {
+    Status status = runtime.faults.strike(index);
+    if (status == P4_PD_STATUS_SUCCESS)
+        status = contained([&] { return perform(runtime, work, arguments...); });
+    if constexpr (kOperations[index].logged == Logged::yes) {
+        if (runtime.log.recording())
+            record<index>(runtime.log, status, arguments...);
+    }
+    return status;
+}
+
+template <std::size_t index, class Work, class... Arguments>
+Status call(const Work& work, const Arguments&... arguments) noexcept {
+    static_assert(kOperations[index].argumentCount() == sizeof...(Arguments));
+    return contained([&] {
+        Runtime& all = runtime();
+        if (all.isWatched()) [[unlikely]]
+            return performWatched<index>(all, work, arguments...);
+        return perform(all, work, arguments...);
+    });
+}
+
+} // namespace asic

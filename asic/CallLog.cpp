@@ -1,0 +1,76 @@
+#include "asic/CallLog.h"
+
+#include "asic/Operations.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace asic {
+
+void CallLog::start(std::size_t capacity) {
+    ring_ = std::vector<CallRecord>(capacity);
+    begin_ = end_;
+    recording_ = true;
+}
+
+void CallLog::append(CallRecord record) noexcept {
+    record.sequence = end_;
+    ring_[end_ % ring_.size()] = record;
+    ++end_;
+    begin_ = std::max(begin_, end_ - std::min<std::uint64_t>(end_ - begin_, ring_.size()));
+}
+
+const CallRecord* CallLog::find(std::uint64_t sequence) const noexcept {
+    return sequence >= begin_ && sequence < end_ ? &ring_[sequence % ring_.size()] : nullptr;
+}
+
+namespace {
+
+std::string valueText(ValueKind kind, const std::uint32_t* word) {
+    switch (kind) {
+    case ValueKind::number:
+        return std::to_string(word[0]);
+    case ValueKind::device:
+        return std::to_string(static_cast<std::int32_t>(word[0]));
+    case ValueKind::flag:
+        return word[0] != 0 ? "true" : "false";
+    case ValueKind::target:
+        return '{' + std::to_string(static_cast<std::int32_t>(word[0])) + ", " +
+               std::to_string(word[1]) + '}';
+    case ValueKind::matchSpec: {
+        std::array<char, 32> text{};
+        std::snprintf(text.data(), text.size(), "{0x%x, 0x%x}", static_cast<unsigned>(word[0]),
+                      static_cast<unsigned>(word[1]));
+        return text.data();
+    }
+    case ValueKind::actionSpec:
+        return '{' + std::to_string(word[0]) + '}';
+    }
+    return {};
+}
+
+} // namespace
+
+std::string toText(const CallRecord& record) {
+    const Operation& operation = kOperations[record.operation];
+    std::string inputs;
+    std::string outputs;
+    const std::uint32_t* word = record.arguments.words.data();
+    for (std::size_t i = 0; i < record.shapes.size(); ++i) {
+        const auto [kind, direction] = record.shapes[i];
+        const std::string name = operation.arguments[i];
+        const char* const separator = inputs.empty() ? "" : ", ";
+        if ((record.arguments.nulls >> i & 1u) != 0)
+            inputs += separator + name + "=null";
+        else if (direction == Direction::in)
+            inputs += separator + name + '=' + valueText(kind, word);
+        else if (record.status == P4_PD_STATUS_SUCCESS)
+            outputs += ' ' + name + '=' + valueText(kind, word);
+        word += wordsOf(kind);
+    }
+    return std::string(operation.name) + '(' + inputs + ") -> " + std::to_string(record.status) +
+           outputs;
+}
+
+} // namespace asic

@@ -1,0 +1,53 @@
+// The latest PD calls, in a ring.
+#pragma once
+
+#include "asic/Arguments.h"
+#include "asic/Types.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace asic {
+
+struct CallRecord {
+    std::uint64_t sequence = 0;
+    std::size_t operation = 0;               // index of the operation
+    std::span<const ArgumentShape> shapes{}; // static storage, one for each argument
+    ArgumentWords arguments{};               // outputs only if status is success
+    Status status = P4_PD_STATUS_SUCCESS;
+};
+
+class CallLog {
+  public:
+    [[nodiscard]] bool recording() const noexcept { return recording_; }
+
+    /// Drops all and records from now on. REQUIRES: capacity > 0. On bad_alloc nothing has changed.
+    void start(std::size_t capacity);
+    void stop() noexcept { recording_ = false; }
+    void clear() noexcept { begin_ = end_; }
+
+    /// Gives the record its sequence number and keeps it, in place of the oldest if the ring is
+    /// full. REQUIRES: the log was started.
+    void append(CallRecord record) noexcept;
+
+    /// Kept sequence numbers: begin() to end() - 1.
+    [[nodiscard]] std::uint64_t begin() const noexcept { return begin_; }
+    [[nodiscard]] std::uint64_t end() const noexcept { return end_; }
+
+    /// The call, or null if it is not in the ring.
+    [[nodiscard]] const CallRecord* find(std::uint64_t sequence) const noexcept;
+
+  private:
+    bool recording_ = false;
+    std::uint64_t begin_ = 1;
+    std::uint64_t end_ = 1;
+    std::vector<CallRecord> ring_; // call n lives in slot n mod size
+};
+
+/// The call as one line: operation(argument=value, ...) -> status output=value ...
+[[nodiscard]] std::string toText(const CallRecord& record);
+
+} // namespace asic

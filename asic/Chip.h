@@ -1,0 +1,47 @@
+// One chip: its whole forwarding state. Knows neither sessions nor the C API nor packets.
+#pragma once
+
+#include "asic/ActionProfile.h"
+#include "asic/HandleCounter.h"
+#include "asic/MatchTable.h"
+#include "asic/SoftwareAsic.h"
+#include "asic/Types.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace asic {
+
+class Chip {
+  public:
+    /// REQUIRES: the values of config are in range.
+    explicit Chip(const velmor_asic_chip_config_t& config)
+        : handles_(config.first_handle), pipes_(config.pipes),
+          profile_(config.pipes + 1u, config, handles_), table_(config, profile_, handles_) {}
+
+    // The parts refer to each other.
+    Chip(const Chip&) = delete;
+    Chip& operator=(const Chip&) = delete;
+
+    /// The scope that a pipe id names, if the chip has it.
+    [[nodiscard]] std::optional<ScopeIndex> scope(std::uint16_t pipeId) const noexcept {
+        if (pipeId == P4_PD_ALL_PIPES)
+            return pipes_;
+        if (pipeId < pipes_)
+            return pipeId;
+        return std::nullopt;
+    }
+
+    [[nodiscard]] ActionProfile& profile() noexcept { return profile_; }
+    [[nodiscard]] const ActionProfile& profile() const noexcept { return profile_; }
+    [[nodiscard]] MatchTable& table() noexcept { return table_; }
+    [[nodiscard]] const MatchTable& table() const noexcept { return table_; }
+
+  private:
+    HandleCounter handles_;
+    ScopeIndex pipes_;
+    ActionProfile profile_;
+    MatchTable table_;
+};
+
+} // namespace asic

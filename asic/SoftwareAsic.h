@@ -1,0 +1,197 @@
+/*
+ * Controls, data path, call log and fault plan of the software ASIC.
+ *
+ * The forwarding state of the software ASIC is written through p4_pd_velmor_switch.h, exactly as on
+ * a chip. This header is what a chip does not have: making chips of a chosen size, sending a flow
+ * through one, reading the PD calls that were made, and making a PD call fail on demand. None of
+ * these functions appears in the call log or is subject to the fault plan.
+ *
+ * Conventions
+ * - Every function is exported under its C name, so that a program which loads the library at run
+ *   time finds it with dlsym.
+ * - Functions that can fail return a pipe_status of the PD API: 0 for success,
+ *   P4_PD_STATUS_INVALID_ARG (3) for an unknown device, a null pointer or a value out of range,
+ *   P4_PD_STATUS_NO_SYS_RESOURCES (2) when memory runs out. A call that fails changes nothing and
+ *   leaves its out-arguments untouched.
+ * - Not thread-safe, like the PD API: one thread drives the library.
+ *
+ * Valid as C11 and as C++20.
+ */
+#ifndef ASIC_SOFTWAREASIC_H
+#define ASIC_SOFTWAREASIC_H
+
+#include "pd/p4_pd_velmor_switch.h"
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Chips ----------------------------------------------------------------------------------
+ *
+ * Device 0 exists from the start, with the default configuration. To give it another one, destroy
+ * it and create it again.
+ */
+
+/* Most pipes that a chip can have. */
+#define VELMOR_ASIC_MAX_PIPES 64u
+
+typedef struct velmor_asic_chip_config {
+    uint32_t entry_capacity;   /* match entries of one scope, the default entry not counted */
+    uint32_t member_capacity;  /* action-profile members of one scope */
+    uint32_t group_capacity;   /* selector groups of one scope */
+    uint16_t group_size_limit; /* largest max_grp_size that a group may ask for; at least 1 */
+    uint16_t pipes;            /* pipe ids are 0 to pipes - 1; 1 to VELMOR_ASIC_MAX_PIPES */
+    uint32_t first_handle;     /* handles rise from here; at least 1 */
+} velmor_asic_chip_config_t;
+
+/* 4096 entries, 65536 members, 4096 groups of at most 512 members, 4 pipes, handles from 1. */
+pipe_status velmor_asic_chip_config_default(velmor_asic_chip_config_t* config);
+
+/*
+ * Creates an empty chip. A null config stands for the default one. A negative device id or a config
+ * value out of range is P4_PD_STATUS_INVALID_ARG, an existing device P4_PD_STATUS_ALREADY_EXISTS.
+ */
+pipe_status velmor_asic_chip_create(int device_id, const velmor_asic_chip_config_t* config);
+
+/* Destroys a chip with all that it holds. */
+pipe_status velmor_asic_chip_destroy(int device_id);
+
+/*
+ * Puts the whole library back to where it was when it was loaded: device 0 alone and empty, only
+ * session 0 open, call log off and empty with its sequence numbers starting over, no fault planned.
+ */
+void velmor_asic_reset(void);
+
+/* ---- Data path ------------------------------------------------------------------------------ */
+
+/* Outcomes. */
+enum {
+    VELMOR_ASIC_FORWARDED = 0,               /* the action of a member was carried out */
+    VELMOR_ASIC_MISS = 1,                    /* no entry matches and no default entry is set */
+    VELMOR_ASIC_DROPPED_NO_ACTIVE_MEMBER = 2 /* the entry's group has no active member */
+};
+
+/* What became of one packet. A handle that does not apply is 0. */
+typedef struct velmor_asic_result {
+    uint32_t outcome;            /* VELMOR_ASIC_FORWARDED, _MISS or _DROPPED_... */
+    bool default_entry;          /* the default entry decided, not a match */
+    uint16_t port;               /* port of setLagPort; 0 for the other actions */
+    uint32_t action;             /* P4_PD_ACTION_*; meaningful when forwarded */
+    p4_pd_entry_hdl_t entry_hdl; /* the entry that decided */
+    p4_pd_grp_hdl_t grp_hdl;     /* its selector group, if it points at one */
+    p4_pd_mbr_hdl_t mbr_hdl;     /* the member whose action was carried out */
+} velmor_asic_result_t;
+
+/*
+ * Sends one packet through the lagGroup table: finds the entry (or the default entry) for the
+ * metadata value, and follows it to its member, or to the active member of its group that the flow
+ * hash selects.
+ *
+ * pipe is the pipe in which the packet travels. With the entry scope "single pipeline" the packet
+ * sees the objects of that pipe, with "all pipelines" those of P4_PD_ALL_PIPES; in the latter case
+ * pipe may also be P4_PD_ALL_PIPES, since every pipe decides the same.
+ *
+ * The selection is stable: when a member becomes inactive or leaves the group, only its own flows
+ * move, and when it is active again exactly these return to it.
+ */
+pipe_status velmor_asic_forward(int device_id, uint16_t pipe, uint32_t metadata, uint32_t flow_hash,
+                                velmor_asic_result_t* result);
+
+/* "forwarded", "miss", "dropped: no active member"; "unknown" for any other value. Never null. */
+const char* velmor_asic_outcome_name(uint32_t outcome);
+
+/* ---- Call log -------------------------------------------------------------------------------
+ *
+ * A ring in memory of the latest PD calls: those of sessions, of the match table (with
+ * lagGroup_get_entry) and of the action profile. The read-back calls for tools are not logged.
+ * The log is off until it is started. Calls are numbered from 1 in the order in which they ended;
+ * numbers are not used again when the log is cleared.
+ */
+
+#define VELMOR_ASIC_LOG_MAX_CAPACITY 1048576u
+
+/*
+ * Starts recording into an empty ring of the given number of calls (1 to
+ * VELMOR_ASIC_LOG_MAX_CAPACITY). What an earlier recording left is dropped.
+ */
+pipe_status velmor_asic_log_start(uint32_t capacity);
+
+/* Stops recording. What was recorded remains readable. */
+void velmor_asic_log_stop(void);
+
+/* Drops what was recorded. Recording goes on if it was on. */
+void velmor_asic_log_clear(void);
+
+/*
+ * The kept calls have the sequence numbers from begin to end - 1; begin equals end when there is
+ * none. A reader that remembers end and reads on from there later sees every call once, as long as
+ * the ring has not dropped it (then begin is greater than what it remembers).
+ */
+uint64_t velmor_asic_log_begin(void);
+uint64_t velmor_asic_log_end(void);
+
+typedef struct velmor_asic_call {
+    uint64_t sequence;
+    const char* operation; /* full name of the PD function; valid while the library is loaded */
+    pipe_status status;    /* what the call returned */
+} velmor_asic_call_t;
+
+/* P4_PD_STATUS_OBJ_NOT_FOUND if the call is not in the ring (dropped, or not made yet). */
+pipe_status velmor_asic_log_read(uint64_t sequence, velmor_asic_call_t* call);
+
+/*
+ * Writes a call as one line without line end, in the manner of snprintf: at most size bytes with
+ * the closing null, returns the length of the whole line. Negative if the call is not in the ring
+ * or memory runs out. buffer may be null if size is 0. The line reads
+ *
+ *   operation(argument=value, ...) -> status output=value ...
+ *
+ * with the argument names of the PD header, for example
+ *
+ *   p4_pd_velmor_switch_lagGroup_add_entry(sess_hdl=0, dev_tgt={0, 65535},
+ *   match_spec={0x10, 0xffffffff}, priority=5, mbr_hdl=1) -> 0 entry_hdl=2
+ *
+ * Outputs are shown for a call that succeeded; a null pointer is shown among the arguments.
+ */
+int velmor_asic_log_format(uint64_t sequence, char* buffer, size_t size);
+
+/* ---- Fault plan ----------------------------------------------------------------------------- */
+
+/* Fault modes. */
+enum {
+    VELMOR_ASIC_FAULT_ONCE = 0,  /* the n-th call fails, then the fault is done with */
+    VELMOR_ASIC_FAULT_ALWAYS = 1 /* the n-th call and every later one fail */
+};
+
+/*
+ * Plans a fault: the nth call from now on (1 is the next one) of the PD function with this full
+ * name returns status and does nothing else. Every function of the PD header can be named. Calls
+ * count whether they succeed or not. Several faults may be planned, also for one operation; each
+ * counts on its own, and when two are due at once the one planned first gives the status.
+ * Unknown operation, nth 0, status 0 or an unknown mode is P4_PD_STATUS_INVALID_ARG.
+ */
+pipe_status velmor_asic_fault_plan(const char* operation, uint32_t nth, pipe_status status,
+                                   uint32_t mode);
+
+/* Drops every planned fault. */
+void velmor_asic_fault_clear(void);
+
+/* How many faults are planned still. One that was planned once and has struck is not counted. */
+uint32_t velmor_asic_fault_count(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
+
+#endif

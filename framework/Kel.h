@@ -1,0 +1,22 @@
+#pragma once
+
+/// The object framework: everything that a class of the system stands on.
+#include "framework/AllocTrack.h"
+#include "framework/Assert.h"
+#include "framework/AttributeTable.h"
+#include "framework/Entity.h"
+#include "framework/EnumType.h"
+#include "framework/Exception.h"
+#include "framework/Export.h"
+#include "framework/GenericIf.h"
+#include "framework/HashMap.h"
+#include "framework/HashMap2018.h"
+#include "framework/Notifiee.h"
+#include "framework/NotifieeList.h"
+#include "framework/Ptr.h"
+#include "framework/PtrInterface.h"
+#include "framework/String.h"
+#include "framework/Trace.h"
+#include "framework/Type.h"
+#include "framework/ValueString.h"
+#include "framework/Words.h"

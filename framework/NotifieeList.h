@@ -1,0 +1,80 @@
+#pragma once
+
+#include "framework/Export.h"
+#include "framework/PtrInterface.h"
+
+namespace Kel {
+
+/**
+ * The notifiees registered on one object, told in the order of registration.
+ *
+ * Registration does not count as a reference. A visit tolerates whatever a handler does: register
+ * or unregister itself or others, destroy notifiees or even the notifier, change the same object
+ * again (a nested visit), throw. A notifiee registered during a visit is not told of the change
+ * under way. Slots left empty by unregistering are reused only when no visit is running, so a slot
+ * that still holds a notifiee proves that the notifiee is alive.
+ */
+class KEL_EXPORT NotifieeList {
+  public:
+    explicit NotifieeList(const PtrInterface& owner) noexcept : owner_(owner) {}
+    ~NotifieeList();
+    NotifieeList(const NotifieeList&) = delete;
+    NotifieeList& operator=(const NotifieeList&) = delete;
+
+    /**
+     * Tells every registered notifiee whose notifications and whose notifier's notifications are
+     * active that attribute `id` changed; `key` points at the key of the affected element of a
+     * collection, and is null for a scalar.
+     *
+     * An exception from a notifiee first reaches its `onNotificationException()` and then leaves
+     * the visit at once; the remaining notifiees are not told.
+     */
+    void visit(AttributeId id, const void* key = nullptr) const {
+        if (size_ != 0) {
+            const_cast<NotifieeList*>(this)->deliver(id, key);
+        }
+    }
+
+    /// Tells every registered notifiee, active or not, that the object has lost its last reference.
+    void visitZeroReferences();
+
+    /// Drops all notifiees; each is left without a notifier.
+    void deleteAll() noexcept;
+
+    /// Number of registered notifiees.
+    U32 size() const noexcept { return size_ - holes_; }
+
+    /// Calls `visitor(PtrInterface::NotifieeConst&)` for every registered notifiee; the visitor
+    /// must not register or unregister.
+    template <class Visitor>
+    void forEach(Visitor&& visitor) const {
+        for (U32 i = 0; i < size_; ++i) {
+            if (slots_[i]) {
+                visitor(*slots_[i]);
+            }
+        }
+    }
+
+  private:
+    friend class PtrInterface::NotifieeConst;
+    struct Visit;
+
+    void newMember(PtrInterface::NotifieeConst& notifiee);
+    void deleteMember(PtrInterface::NotifieeConst& notifiee) noexcept;
+    void deliver(AttributeId id, const void* key);
+    template <class Tell>
+    void forEachTolerant(Tell&& tell);
+    void grow();
+    void compact() noexcept;
+
+    const PtrInterface& owner_;
+    /// Most objects have exactly one notifiee, which then needs no allocation.
+    PtrInterface::NotifieeConst* inline_ = nullptr;
+    PtrInterface::NotifieeConst** slots_ = &inline_;
+    Visit* innermost_ = nullptr;
+    U32 size_ = 0;
+    U32 capacity_ = 1;
+    U32 holes_ = 0;
+};
+
+} // namespace Kel

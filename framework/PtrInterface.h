@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+
+#include "framework/Export.h"
+#include "framework/Ptr.h"
+#include "framework/VFPtrInterface.h"
+
+namespace Kel {
+
+class NotifieeList;
+class Type;
+
+/**
+ * Base of every counted object.
+ *
+ * An object starts with no reference; the first `Ptr` to it owns it. When the last reference is
+ * dropped, `zeroReferencesIs(true)` tells the registered notifiees (`onZeroReferences`) and, unless
+ * one of them took a reference and kept it, destroys the object. While an object is being destroyed
+ * it is pinned, so its destructor may hand `this` to code that takes and drops a `Ptr`.
+ *
+ * Objects may also live on the stack or inside others, as long as nobody keeps a `Ptr` to them.
+ *
+ * The virtual operations stand in the order that every class of the system relies on.
+ */
+class KEL_EXPORT PtrInterface : public VFPtrInterface {
+  public:
+    class NotifieeConst;
+    using Ptr = Kel::Ptr<PtrInterface>;
+    using PtrConst = Kel::Ptr<PtrInterface const>;
+
+    /// The notifiees registered on this object; null for a class that announces nothing.
+    virtual NotifieeList* notifieeList() const;
+    /// Switches notifications from this object (for a notifiee: to it) on or off. Off at first.
+    virtual void hasNotificationActiveIs(bool active);
+    /// Called with true when the last reference is gone; see the class comment.
+    virtual void zeroReferencesIs(bool zero);
+    /// The registered type of the object's class.
+    virtual const Type* fwkType() const;
+    virtual ~PtrInterface();
+
+    bool hasNotificationActive() const noexcept { return flag(kNotificationActiveBit); }
+
+    /// What `Ptr` calls when it drops the last reference.
+    void handleZeroRef() const;
+
+    /// Raw memory for objects; the class-level operators of `Tracked` come here.
+    static void* kelMemAlloc(std::size_t size);
+    static void kelMemFree(void* memory, std::size_t size) noexcept;
+
+    /// The type of the base class itself, the root of all object types.
+    static const Type fwkType_;
+
+  protected:
+    PtrInterface() = default;
+
+  private:
+    friend class PrintedObjects;
+    /// Number under which value strings name this object; 0 until it is first printed.
+    mutable U32 printedNumber_ = 0;
+};
+
+} // namespace Kel

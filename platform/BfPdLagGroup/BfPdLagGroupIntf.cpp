@@ -1,0 +1,56 @@
+#include "platform/BfPdLagGroup/BfPdLagGroupIntf.h"
+
+#include <dlfcn.h>
+
+#include "framework/Trace.h"
+
+namespace BfPdLagGroup {
+
+struct BfPdLagGroupIntf::Attributes {
+    using Table = Kel::EntityAttributeTable<
+        BfPdLagGroupIntf,
+        Kel::ScalarRow<"dlHandle", 258, &BfPdLagGroupIntf::dlHandle, &BfPdLagGroupIntf::dlHandleIs>,
+        Kel::ScalarRow<"sessionId", 259, &BfPdLagGroupIntf::sessionId,
+                       &BfPdLagGroupIntf::sessionIdIs>>;
+};
+
+constinit const Kel::Type BfPdLagGroupIntf::fwkType_ =
+    Attributes::Table::objectType("BfPdLagGroup::BfPdLagGroupIntf", Kel::Entity::fwkType_);
+
+void traceMissing(const char* name) {
+    static Kel::TraceHandle& handle = *new Kel::TraceHandle("BfLagGroup", false);
+    std::optional<Kel::TraceHelper> buffer;
+    if (Kel::TraceHelper* helper = Kel::TraceHelper::createIfEnabled(handle, 8, buffer)) {
+        Kel::EnsureTraceHelperIsDestroyed scope(buffer);
+        helper->stream() << "the PD library lacks " << name;
+        helper->trace("platform/BfPdLagGroup/BfPdLagGroupIntf", __LINE__, "traceMissing");
+    }
+}
+
+BfPdLagGroupIntf::BfPdLagGroupIntf(Kel::Name pdLibName, void* dlHandle, Kel::U32 sessionId)
+    : Object(std::move(pdLibName)), dlHandle_(dlHandle), sessionId_(sessionId) {
+    resolve();
+}
+
+void BfPdLagGroupIntf::dlHandleIs(void* dlHandle) {
+    const bool isChanged = dlHandle != dlHandle_;
+    dlHandle_ = dlHandle;
+    resolve();
+    if (isChanged) {
+        notifiees_.visit(258);
+    }
+}
+
+void BfPdLagGroupIntf::sessionIdIs(Kel::U32 sessionId) {
+    if (sessionId != sessionId_) {
+        sessionId_ = sessionId;
+        notifiees_.visit(259);
+    }
+}
+
+void BfPdLagGroupIntf::resolve() noexcept {
+    void* library = dlHandle_ ? dlHandle_ : RTLD_DEFAULT;
+    forEach([library](auto& operation) { operation.functionIs(dlsym(library, operation.name())); });
+}
+
+} // namespace BfPdLagGroup
