@@ -57,12 +57,12 @@ Handle SelectorGroup::select(std::uint32_t flowHash) const noexcept {
     Handle best = kNoHandle;
     std::uint64_t bestScore = 0;
     for (const Candidate& candidate : candidates_) {
-        // No tie can arise: mix is a bijection, and so is the way from handle to seed.
+        // No tie can arise: mix is a bijection, and so is the way from handle to seed. Which
+        // candidate wins is as good as random, so it is chosen without a branch to mispredict.
         const std::uint64_t score = mix(candidate.seed ^ flowHash);
-        if (best == kNoHandle || score > bestScore) {
-            best = candidate.member;
-            bestScore = score;
-        }
+        const bool isBetter = score >= bestScore;
+        best = isBetter ? candidate.member : best;
+        bestScore = isBetter ? score : bestScore;
     }
     return best;
 }

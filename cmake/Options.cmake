@@ -5,7 +5,7 @@ option(BFLAG_TESTS "Build the tests" ON)
 option(BFLAG_BENCH "Build the benchmarks" OFF)
 set(BFLAG_SANITIZE "" CACHE STRING "Sanitizers to compile with, e.g. address,undefined or thread")
 
-add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor -Wcast-align
+add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> -Wcast-align
                     -Wno-error=deprecated-declarations)
 
 if(BFLAG_SANITIZE)

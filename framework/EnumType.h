@@ -21,7 +21,7 @@ class EnumType {
     constexpr EnumType(const char* typeName, std::span<const char* const> enumerators)
         : typeName_(typeName), enumerators_(enumerators) {}
 
-    const char* typeName() const noexcept { return typeName_; }
+    constexpr const char* typeName() const noexcept { return typeName_; }
     /// Number of enumerators; the largest value is one less.
     Number size() const noexcept { return static_cast<Number>(enumerators_.size()); }
 

@@ -103,7 +103,7 @@ void GenericIfImpl::throwConversion(const Type& from, const Type& to) {
     throw TypeException("a " + from.fullName() + " is not a " + to.fullName());
 }
 
-void GenericIfImpl::perform(const Target& target, std::string_view name, Operation operation,
+void GenericIfImpl::performChecked(const Target& target, std::string_view name, Operation operation,
                             const Type* resultType, void* result,
                             std::span<const Type* const> given, const void* const* arguments) {
     const Attribute* attribute = target.type->attribute(name);

@@ -62,8 +62,8 @@ requires(!std::derived_from<V, PtrInterface> && requires { V::fwkType_; }) Targe
 
 /// A checked call of the generic operation: `given` are the types of the arguments, `resultType`
 /// that of the result, or null where none is wanted.
-KEL_EXPORT void perform(const Target& target, std::string_view name, Operation operation,
-                        const Type* resultType, void* result, std::span<const Type* const> given,
+KEL_EXPORT void performChecked(const Target& target, std::string_view name, Operation operation,
+                               const Type* resultType, void* result, std::span<const Type* const> given,
                         const void* const* arguments);
 
 template <class Result, class... Arguments>
@@ -75,7 +75,7 @@ void perform(const Target& target, std::string_view name, Operation operation, R
     if constexpr (!std::is_void_v<Result>) {
         resultType = typeOf<Result>();
     }
-    perform(target, name, operation, resultType, result, types, pointers.data());
+    performChecked(target, name, operation, resultType, result, types, pointers.data());
 }
 
 } // namespace GenericIfImpl

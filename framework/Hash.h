@@ -67,9 +67,12 @@ inline constexpr bool kKeyHashIsExact = IdKey<Key> ||
 
 namespace Impl {
 
-/// Odd factors and a shift in between, each invertible modulo 2^32.
+/// Odd factors and shifted xors, each invertible modulo 2^32. The first shift serves keys that
+/// differ in their high bits only.
 constexpr U32 mixWord32(U32 word, U32 seed) noexcept {
-    U32 x = (word ^ seed) * 0x21f0aaadu;
+    U32 x = word ^ seed;
+    x ^= x >> 16;
+    x *= 0x21f0aaadu;
     x ^= x >> 15;
     return x * 0xd35a2d97u;
 }

@@ -42,7 +42,7 @@ class HashMapLink {
   private:
     template <class Element, class Key, U32 Seed, class Allocator>
     friend class HashMap;
-    template <class Element, class Key, U32 Seed, class Allocator>
+    template <class Map>
     friend class HashMapChecker;
 
     T* next_ = nullptr;
@@ -171,7 +171,7 @@ class HashMap {
     }
 
   private:
-    template <class Element, class ElementKey, U32 ElementSeed, class ElementAllocator>
+    template <class Map>
     friend class HashMapChecker;
     using AllocatorTraits = std::allocator_traits<Allocator>;
 

@@ -46,11 +46,12 @@ class HashMap2018NodeExternKey {
 
 /// A node of a `HashMap2018` whose value, a `Ptr`, knows its key; `KeyFunktor()(value)` reads it.
 /// The key of a stored object must not change. Iteration yields the value.
-template <class KeyType, class ValueType, class KeyFunktor>
+template <class KeyType, class ValueType, class KeyFunktorType>
 class HashMap2018NodeInternalKey {
   public:
     using Key = KeyType;
     using Value = ValueType;
+    using KeyFunktor = KeyFunktorType;
     using Member = Value;
 
     /// REQUIRES: `key` is the key of `value`.
@@ -157,7 +158,7 @@ class HashMap2018 {
         const U32 tag = tagOf(key);
         Slot* const slot = firstNotBelow(tag, keyWord(key));
         if (isAt(*slot, tag, key)) {
-            const Value replaced = slot->node.exchangeValue(std::move(value));
+            [[maybe_unused]] const Value replaced = slot->node.exchangeValue(std::move(value));
             return false;
         }
         insert(slot, tag, Node(key, std::move(value)));
@@ -185,7 +186,7 @@ class HashMap2018 {
         const Table released = std::exchange(table_, Table());
         size_ = 0;
         ++changes_;
-        released.destroyNodes();
+        released.forEachNode([](Slot& slot) { std::destroy_at(&slot.node); });
         released.free();
     }
 
@@ -223,6 +224,8 @@ class HashMap2018 {
 
         U32 tag = kEmptyTag;
         union {
+            /// Makes an empty slot a constant expression.
+            char none = 0;
             Node node;
         };
     };
@@ -282,20 +285,27 @@ class HashMap2018 {
             used[at / kWordBits] &= ~(U64{1} << at % kWordBits);
         }
 
-        /// Makes `slot`, which is empty, hold `node`.
-        void fill(Slot* slot, U32 tag, Node&& node) const noexcept {
-            slot->tag = tag;
-            std::construct_at(&slot->node, std::move(node));
-        }
-
-        void destroyNodes() const noexcept {
-            for (U32 i = 0; i < capacity; ++i) {
-                if (slots[i].tag != kEmptyTag) {
-                    std::destroy_at(&slots[i].node);
+        /// Calls `visitor(Slot&)` for each slot with a node, in order.
+        template <class Visitor>
+        void forEachNode(Visitor&& visitor) const {
+            for (U32 group = 0; group < words(); ++group) {
+                for (U64 rest = used[group]; rest != 0; rest &= rest - 1) {
+                    visitor(slots[group * kWordBits + static_cast<U32>(std::countr_zero(rest))]);
                 }
             }
         }
     };
+
+    /// Makes `slot`, which is empty, hold `node`.
+    static void fillSlot(Slot* slot, U32 tag, Node&& node) noexcept {
+        slot->tag = tag;
+        std::construct_at(&slot->node, std::move(node));
+    }
+
+    static void moveNode(Slot* from, Slot* to) noexcept {
+        fillSlot(to, from->tag, std::move(from->node));
+        std::destroy_at(&from->node);
+    }
 
     static U32 tagOf(const Key& key) noexcept {
         return std::min(keyHash(key, Seed), kEmptyTag - 1);
@@ -339,7 +349,7 @@ class HashMap2018 {
         for (; hole != slot; --hole) {
             moveNode(hole - 1, hole);
         }
-        table_.fill(slot, tag, std::move(node));
+        fillSlot(slot, tag, std::move(node));
         ++size_;
         ++changes_;
         return &slot->node;
@@ -350,11 +360,6 @@ class HashMap2018 {
             ++slot;
         }
         return slot;
-    }
-
-    void moveNode(Slot* from, Slot* to) const noexcept {
-        table_.fill(to, from->tag, std::move(from->node));
-        std::destroy_at(&from->node);
     }
 
     /// Takes the node out of `slot` and closes the gap.
@@ -384,17 +389,12 @@ class HashMap2018 {
         }
         const Table grown = Table::make(homesLog2, slack);
         U32 next = 0;
-        for (U32 i = 0; i < table_.capacity; ++i) {
-            Slot& from = table_.slots[i];
-            if (from.tag == kEmptyTag) {
-                continue;
-            }
+        table_.forEachNode([&grown, &next](Slot& from) {
             const U32 to = std::max(next, grown.home(from.tag));
-            grown.fill(&grown.slots[to], from.tag, std::move(from.node));
+            moveNode(&from, &grown.slots[to]);
             grown.markUsed(to);
-            std::destroy_at(&from.node);
             next = to + 1;
-        }
+        });
         std::exchange(table_, grown).free();
         ++changes_;
     }
@@ -437,8 +437,7 @@ class HashMap2018IteratorGeneric {
             return node_;
         }
         const auto* slot = map_->firstNotBelow(tag_, word_);
-        return slot->tag == tag_ && keyWord<Key>(slot->node.fwkKey()) == word_ ? &slot->node
-                                                                               : nullptr;
+        return isCurrent(*slot) ? &slot->node : nullptr;
     }
 
     /// Goes on to the next node of the order, whatever happened to the current one.
@@ -472,9 +471,14 @@ class HashMap2018IteratorGeneric {
   private:
     using Key = typename Map::Key;
 
+    bool isCurrent(const auto& slot) const {
+        return slot.tag == tag_ &&
+               (Map::isExact(tag_) || keyWord<Key>(slot.node.fwkKey()) == word_);
+    }
+
     void relocate() {
         const auto* slot = map_->firstNotBelow(tag_, word_);
-        if (slot->tag == tag_ && keyWord<Key>(slot->node.fwkKey()) == word_) {
+        if (isCurrent(*slot)) {
             ++slot;
         }
         seekFrom(map_->table_.index(slot));
@@ -514,6 +518,7 @@ class HashMap2018IteratorGeneric {
     U64 rest_ = 0;
     U32 group_ = 0;
     U32 tag_ = 0;
+    /// Tells apart nodes of one tag; 0 where the tag says it all.
     U64 word_ = 0;
 };
 

@@ -44,6 +44,10 @@ const Type* PtrInterface::NotifieeConst::fwkType() const {
     return &fwkType_;
 }
 
+void PtrInterface::NotifieeConst::notifierIs(const Kel::Ptr<PtrInterface const>& notifier) {
+    notifierIs(notifier.ptr());
+}
+
 void PtrInterface::NotifieeConst::notifierIs(const PtrInterface* notifier) {
     if (notifier == notifier_) {
         return;

@@ -57,10 +57,12 @@ class KEL_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
     /// The context in which this notifiee is told.
     virtual Activity* kelFwkActivity() const;
     virtual Activity* actsm() const;
+    /// Follows `notifier` from now on, or nothing when it is null. A reactor overrides this to catch
+    /// up with its new notifier.
+    virtual void notifierIs(const Kel::Ptr<PtrInterface const>& notifier);
 
-    /// Follows `notifier` from now on, or nothing when it is null.
+    /// Registers on `notifier` in place of the present one; null only unregisters.
     void notifierIs(const PtrInterface* notifier);
-    void notifierIs(const Kel::Ptr<PtrInterface const>& notifier) { notifierIs(notifier.ptr()); }
     const PtrInterface* notifier() const noexcept { return notifier_; }
 
     /// Unregisters from the notifier without forgetting it, or registers on it again.

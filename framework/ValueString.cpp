@@ -54,15 +54,6 @@ bool readBool(Iterator& it, Iterator end) {
     throw RangeException("neither True nor False at '" + excerpt(it, end) + "'");
 }
 
-template <class Read>
-auto readAttribute(const char* attribute, Read&& read) {
-    try {
-        return read();
-    } catch (const RangeException& e) {
-        rethrowFromDeserializeAttr(e, attribute);
-    }
-}
-
 const PtrInterface& printedObject(std::string_view typeName, U32 number) {
     const PtrInterface* object = PrintedObjects::object(number);
     if (!object) {
@@ -107,12 +98,12 @@ void strepToValueEnd(const String& text, const Iterator& it) {
 
 template <>
 U32 deserializeAttr<U32>(Iterator& it, const Iterator& end, const char* attribute) {
-    return readAttribute(attribute, [&] { return readNumber(it, end); });
+    return deserializeAttrBy(attribute, [&] { return readNumber(it, end); });
 }
 
 template <>
 bool deserializeAttr<bool>(Iterator& it, const Iterator& end, const char* attribute) {
-    return readAttribute(attribute, [&] { return readBool(it, end); });
+    return deserializeAttrBy(attribute, [&] { return readBool(it, end); });
 }
 
 Ptr<PtrInterface const> sequenceToValueOfPtr(Iterator& it, const Iterator& end, const Type* type) {

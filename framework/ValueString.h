@@ -60,6 +60,17 @@ sequenceToValueOfPtr(String::IteratorConst& it, const String::IteratorConst& end
 [[noreturn]] KEL_EXPORT void rethrowFromDeserializeAttr(const RangeException& exception,
                                                         const char* attribute);
 
+/// Reads a value of any kind with `read()`; a `RangeException` from it is given the attribute's
+/// name.
+template <class Read>
+auto deserializeAttrBy(const char* attribute, Read&& read) {
+    try {
+        return read();
+    } catch (const RangeException& e) {
+        rethrowFromDeserializeAttr(e, attribute);
+    }
+}
+
 /// The value of a whole string: reads one with the parsing constructor of `T`, then requires the
 /// end.
 template <class T>

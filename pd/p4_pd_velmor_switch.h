@@ -41,13 +41,13 @@ typedef uint32_t p4_pd_grp_hdl_t;
 enum {
     P4_PD_STATUS_SUCCESS = 0,
     P4_PD_STATUS_NO_SYS_RESOURCES = 2,
-    P4_PD_STATUS_INVALID_ARG = 3,      /* unknown device, null pointer, value out of range */
-    P4_PD_STATUS_ALREADY_EXISTS = 4,   /* duplicate key, duplicate group membership */
-    P4_PD_STATUS_OBJ_NOT_FOUND = 6,    /* unknown entry, member, group or membership */
-    P4_PD_STATUS_MAX_SESSIONS = 7,     /* every session is in use */
-    P4_PD_STATUS_SESSION_NOT_FOUND = 8,/* session not open */
-    P4_PD_STATUS_NO_SPACE = 9,         /* table, profile, selector or group is full */
-    P4_PD_STATUS_IN_USE = 16,          /* object is still referenced */
+    P4_PD_STATUS_INVALID_ARG = 3,       /* unknown device, null pointer, value out of range */
+    P4_PD_STATUS_ALREADY_EXISTS = 4,    /* duplicate key, duplicate group membership */
+    P4_PD_STATUS_OBJ_NOT_FOUND = 6,     /* unknown entry, member, group or membership */
+    P4_PD_STATUS_MAX_SESSIONS = 7,      /* every session is in use */
+    P4_PD_STATUS_SESSION_NOT_FOUND = 8, /* session not open */
+    P4_PD_STATUS_NO_SPACE = 9,          /* table, profile, selector or group is full */
+    P4_PD_STATUS_IN_USE = 16,           /* object is still referenced */
     P4_PD_STATUS_NOT_SUPPORTED = 17,
     P4_PD_STATUS_INTERNAL_ERROR = 22
 };
@@ -93,15 +93,26 @@ pipe_status p4_pd_velmor_switch_client_cleanup(p4_pd_sess_hdl_t sess_hdl);
 
 /* ---- Match table lagGroup ------------------------------------------------------------------ */
 
-/* Sets a table property. P4_PD_PROPERTY_ENTRY_SCOPE may only change while the table is empty. */
+/*
+ * Sets a table property. P4_PD_PROPERTY_ENTRY_SCOPE may only change while the table has no entry
+ * and no default entry, otherwise P4_PD_STATUS_IN_USE; setting the value in force is always
+ * accepted. Entries are taken only for targets that the entry scope covers: P4_PD_ALL_PIPES, or
+ * single pipes.
+ */
 pipe_status p4_pd_velmor_switch_lagGroup_set_property(p4_pd_sess_hdl_t sess_hdl, int dev_id,
                                                       uint32_t property, uint32_t value);
 
-/* Adds an entry that points at an action-profile member. The higher priority number wins. */
-pipe_status p4_pd_velmor_switch_lagGroup_add_entry(
-    p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt,
-    p4_pd_velmor_switch_lagGroup_match_spec_t* match_spec, uint32_t priority,
-    p4_pd_mbr_hdl_t mbr_hdl, p4_pd_entry_hdl_t* entry_hdl);
+/*
+ * Adds an entry that points at an action-profile member. The higher priority number wins, among
+ * equals the lower handle. The same mask, masked value and priority again is
+ * P4_PD_STATUS_ALREADY_EXISTS. An entry points at members and groups of its own target's pipes
+ * only, and a group holds such members only; otherwise P4_PD_STATUS_INVALID_ARG.
+ */
+pipe_status
+p4_pd_velmor_switch_lagGroup_add_entry(p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt,
+                                       p4_pd_velmor_switch_lagGroup_match_spec_t* match_spec,
+                                       uint32_t priority, p4_pd_mbr_hdl_t mbr_hdl,
+                                       p4_pd_entry_hdl_t* entry_hdl);
 
 /* Adds an entry that points at a selector group. */
 pipe_status p4_pd_velmor_switch_lagGroup_add_entry_with_selector(
@@ -127,18 +138,18 @@ pipe_status p4_pd_velmor_switch_lagGroup_set_default_entry_with_selector(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_grp_hdl_t grp_hdl,
     p4_pd_entry_hdl_t* entry_hdl);
 
-/* Removes an entry. */
+/* Removes an entry; the default entry is removed by the reset alone (P4_PD_STATUS_INVALID_ARG). */
 pipe_status p4_pd_velmor_switch_lagGroup_table_delete(p4_pd_sess_hdl_t sess_hdl, int dev_id,
                                                       p4_pd_entry_hdl_t entry_hdl);
 
-/* Restores the built-in default (miss). */
+/* Restores the built-in default (miss), and ends the handle of the default entry if one was set. */
 pipe_status p4_pd_velmor_switch_lagGroup_table_reset_default_entry(p4_pd_sess_hdl_t sess_hdl,
                                                                    p4_pd_dev_target_t dev_tgt);
 
 /*
- * Reads one entry. Exactly one of has_mbr and has_grp is set, with mbr_hdl or grp_hdl filled and the
- * other 0. The default entry reads as value 0, mask 0, priority 0. from_hw false asks for the SDK's
- * software copy.
+ * Reads one entry, with value and mask as they were written. Exactly one of has_mbr and has_grp is
+ * set, with mbr_hdl or grp_hdl filled and the other 0. The default entry reads as value 0, mask 0,
+ * priority 0. from_hw false asks for the SDK's software copy.
  */
 pipe_status p4_pd_velmor_switch_lagGroup_get_entry(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_entry_hdl_t entry_hdl, bool from_hw,
@@ -185,8 +196,7 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_create_group(p4_pd_sess_hdl
 
 /* Removes a group that no entry uses, and with it its memberships. */
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_del_group(p4_pd_sess_hdl_t sess_hdl,
-                                                               int dev_id,
-                                                               p4_pd_grp_hdl_t grp_hdl);
+                                                               int dev_id, p4_pd_grp_hdl_t grp_hdl);
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_to_group(p4_pd_sess_hdl_t sess_hdl,
                                                                          int dev_id,
@@ -202,8 +212,8 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_group_member_state_set(
 
 /* ---- Read-back for tools --------------------------------------------------------------------
  *
- * Walks visit handles in rising order: start with the _first_ call, go on with _next_ and the handle
- * last seen (which may have been deleted meanwhile). P4_PD_STATUS_OBJ_NOT_FOUND ends a walk.
+ * Walks visit handles in rising order: start with the _first_ call, go on with _next_ and the
+ * handle last seen (which may have been deleted meanwhile). P4_PD_STATUS_OBJ_NOT_FOUND ends a walk.
  */
 
 pipe_status p4_pd_velmor_switch_lagGroup_get_first_entry_handle(p4_pd_sess_hdl_t sess_hdl,
@@ -213,7 +223,10 @@ pipe_status p4_pd_velmor_switch_lagGroup_get_next_entry_handle(p4_pd_sess_hdl_t 
                                                                p4_pd_dev_target_t dev_tgt,
                                                                p4_pd_entry_hdl_t entry_hdl,
                                                                p4_pd_entry_hdl_t* next_hdl);
-/* Handle of the default entry; P4_PD_STATUS_OBJ_NOT_FOUND while the built-in default is in force. */
+/*
+ * Handle of the default entry, which the walk leaves out; P4_PD_STATUS_OBJ_NOT_FOUND while the
+ * built-in default is in force.
+ */
 pipe_status p4_pd_velmor_switch_lagGroup_get_default_entry_handle(p4_pd_sess_hdl_t sess_hdl,
                                                                   p4_pd_dev_target_t dev_tgt,
                                                                   p4_pd_entry_hdl_t* entry_hdl);

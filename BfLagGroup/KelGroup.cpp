@@ -1,0 +1,179 @@
+#include "BfLagGroup/KelGroup.h"
+
+#include "BfLagGroup/KelGroupMember.h"
+#include "BfLagGroup/Site.h"
+#include "driver-status/PdCall.h"
+
+namespace BfLagGroup {
+
+using BfTable::pdCall;
+using RuxTable::RuxMemberId;
+using RuxTable::RuxSdkGroupHandle;
+using Sm = LagGroupActionProfileSm;
+
+constinit const Kel::Type Sm::KelGroup::fwkType_{
+    .name = "BfLagGroup::LagGroupActionProfileSm::KelGroup",
+    .kind = Kel::Type::Kind::object,
+    .base = &Kel::PtrInterface::NotifieeConst::fwkType_};
+
+namespace {
+
+constexpr Site kAdd{"void BfLagGroup::LagGroupActionProfileSm::KelGroup::handleGroupAdd()",
+                    "handleGroupAdd"};
+constexpr Site kDel{"void BfLagGroup::LagGroupActionProfileSm::KelGroup::handleGroupDel()",
+                    "handleGroupDel"};
+
+} // namespace
+
+Sm::KelGroup::KelGroup(const Kel::Ptr<LagGroupGroup const>& group, Sm* sm)
+    : Reactor(group), groupId_(group->groupId()), sm_(sm) {
+    followGroup();
+    handleGroupAdd();
+}
+
+Sm::KelGroup::~KelGroup() {
+    zombiePassOfDestructor();
+}
+
+void Sm::KelGroup::hasNotificationActiveIs(bool active) {
+    if (active == hasNotificationActive()) {
+        return;
+    }
+    Reactor::hasNotificationActiveIs(active);
+    for (auto& member : groupMember_) {
+        member->hasNotificationActiveIs(active);
+    }
+}
+
+void Sm::KelGroup::onAttribute(Kel::AttributeId id, const void* key) {
+    if (id != LagGroupGroup::kMember || !key || !group() || !sm_) {
+        return;
+    }
+    const RuxMemberId memberId = *static_cast<const RuxMemberId*>(key);
+    if (const auto member = group()->member(memberId)) {
+        groupMemberIs(member);
+    } else {
+        groupMemberDel(memberId);
+    }
+}
+
+void Sm::KelGroup::notifierIs(const Kel::Ptr<Kel::PtrInterface const>& notifier) {
+    retarget(notifier, [this] {
+        if (!kelMarkedForDeletion() && sm_) {
+            followGroup();
+        }
+    });
+}
+
+void Sm::KelGroup::followGroup() {
+    if (!group()) {
+        return;
+    }
+    followAll(
+        group()->member(), groupMember_, [this](auto& member) { groupMemberIs(member); },
+        [this](RuxMemberId memberId) { groupMemberDel(memberId); },
+        [this](RuxMemberId memberId) { return group()->member(memberId) != nullptr; });
+}
+
+Kel::Ptr<Sm::KelGroup::KelGroupMember> Sm::KelGroup::groupMember(RuxMemberId memberId) const {
+    return groupMember_.lookup(memberId);
+}
+
+Kel::Ptr<Sm::KelGroup::KelGroupMember>
+Sm::KelGroup::groupMemberIs(const Kel::Ptr<LagGroupMember const>& member) {
+    if (!member) {
+        Kel::throwMutatorArgNullPointerException("BfLagGroup::LagGroupActionProfileSm::KelGroup",
+                                                 "groupMember");
+    }
+    if (auto existing = groupMember(member->memberId())) {
+        return existing;
+    }
+    return newGroupMember(member);
+}
+
+Kel::Ptr<Sm::KelGroup::KelGroupMember>
+Sm::KelGroup::newGroupMember(const Kel::Ptr<LagGroupMember const>& member) {
+    KelGroupMember::Ptr reactor = new KelGroupMember(member, this);
+    reactor->hasNotificationActiveIs(true);
+    groupMember_.newMember(reactor);
+    return reactor;
+}
+
+Kel::Ptr<Sm::KelGroup::KelGroupMember> Sm::KelGroup::groupMemberDel(RuxMemberId memberId) {
+    KelGroupMember::Ptr reactor = groupMember_.deleteMember(memberId);
+    if (reactor) {
+        retireAndDetach(*reactor);
+    }
+    return reactor;
+}
+
+Kel::Ptr<Sm::KelGroup::KelGroupMember>
+Sm::KelGroup::groupMemberDel(const GroupMembers::Iterator& position) {
+    return groupMemberDel((*position)->fwkKey());
+}
+
+void Sm::KelGroup::groupMemberDelAll() {
+    groupMember_.memberDelAll([this](RuxMemberId memberId) { groupMemberDel(memberId); });
+}
+
+void Sm::KelGroup::kelDoZombieReactors(bool zombie) {
+    zombiePass(zombie, true, [&](const Ptr& self) {
+        if (!sm_) {
+            return;
+        }
+        sm_->kel_handleGroup(self);
+        for (auto& member : groupMember_) {
+            member->kelDoZombieReactors(zombie);
+        }
+    });
+}
+
+void Sm::KelGroup::kel_handleGroupMember(const Kel::Ptr<KelGroupMember>& reactor) {
+    reactor->handleMemberDel();
+}
+
+void Sm::KelGroup::handleGroupAdd() {
+    traceEntry(kAdd);
+    if (const auto& keys = sm_->glimtKeyManager()) {
+        keys->allocAnon(groupId().value());
+    }
+    const auto& helper = *sm_->helper();
+    // The chip counts members in 16 bits; the model does not refuse more.
+    const auto groupSize = static_cast<U16>(group()->groupSize());
+    if (const auto& statusManager = sm_->statusManager()) {
+        statusManager->initSelGroupStatus(groupId());
+    }
+    U32 handle = 0;
+    pdCall(helper.requiredPdLib().p4_pd_velmor_switch_lagPortActionProfile_create_group,
+           sm_->sessionHandle(), helper.deviceTarget(), groupSize, &handle);
+    helper.requiredHandles().groupIs(groupId(), RuxSdkGroupHandle(handle));
+
+    const auto profile = sm_->lagGroupActionProfile();
+    require(profile != nullptr, "lagGroupActionProfileSm()->lagGroupActionProfile()", kAdd);
+    const auto modelGroup = profile->group(groupId());
+    require(modelGroup != nullptr,
+            "lagGroupActionProfileSm()->lagGroupActionProfile()->group( groupId() )", kAdd);
+    modelGroup->memberIs(RuxMemberId(group()->initialMemberId()));
+}
+
+void Sm::KelGroup::handleGroupDel() {
+    traceEntry(kDel);
+    if (const auto& statusManager = sm_->statusManager()) {
+        statusManager->initSelGroupStatus(groupId());
+    }
+    const auto& helper = *sm_->helper();
+    auto& handles = helper.requiredHandles();
+    const U32 handle = handles.group(groupId()).value();
+    require(handle != 0,
+            "lagGroupActionProfileSm()->helper()->sdkHandles()->group( group()->groupId() )", kDel);
+    // The state machine has let go of this reactor, so these make no hardware call: the chip
+    // releases the members with the group.
+    for (auto& member : groupMember_) {
+        member->handleMemberDel();
+    }
+    pdCall(helper.requiredPdLib().p4_pd_velmor_switch_lagPortActionProfile_del_group,
+           sm_->sessionHandle(), helper.deviceId(), handle);
+    handles.groupDel(groupId());
+}
+
+} // namespace BfLagGroup

@@ -1,0 +1,57 @@
+#include "BfLagGroup/KelLagGroupActionProfile.h"
+
+#include "BfLagGroup/LagGroupActionProfileSm.h"
+
+namespace BfLagGroup {
+
+using RuxTable::RuxGroupId;
+using RuxTable::RuxMemberId;
+using Sm = LagGroupActionProfileSm;
+
+constinit const Kel::Type Sm::KelLagGroupActionProfile::fwkType_{
+    .name = "BfLagGroup::LagGroupActionProfileSm::KelLagGroupActionProfile",
+    .kind = Kel::Type::Kind::object,
+    .base = &Kel::PtrInterface::NotifieeConst::fwkType_};
+
+Sm::KelLagGroupActionProfile::KelLagGroupActionProfile(const LagGroupActionProfile::Ptr& profile,
+                                                       Sm* sm)
+    : Reactor(profile), sm_(sm) {}
+
+Sm::KelLagGroupActionProfile::~KelLagGroupActionProfile() {
+    zombiePassOfDestructor();
+}
+
+void Sm::KelLagGroupActionProfile::onAttribute(Kel::AttributeId id, const void* key) {
+    if (!key || !model() || !sm_) {
+        return;
+    }
+    if (id == LagGroupActionProfile::kGroup) {
+        const RuxGroupId groupId = *static_cast<const RuxGroupId*>(key);
+        if (const auto group = model()->group(groupId)) {
+            sm_->groupIs(group);
+        } else {
+            sm_->groupDel(groupId);
+        }
+    } else if (id == LagGroupActionProfile::kEntry) {
+        const RuxMemberId memberId = *static_cast<const RuxMemberId*>(key);
+        if (const auto entry = model()->entry(memberId)) {
+            sm_->actionProfileIs(entry);
+        } else {
+            sm_->actionProfileDel(memberId);
+        }
+    }
+}
+
+void Sm::KelLagGroupActionProfile::notifierIs(const Kel::Ptr<Kel::PtrInterface const>& notifier) {
+    retarget(notifier, [this] {
+        if (model() && sm_) {
+            sm_->followProfile(*model());
+        }
+    });
+}
+
+void Sm::KelLagGroupActionProfile::kelDoZombieReactors(bool zombie) {
+    zombiePass(zombie, notifier() != nullptr, [](const auto&) {});
+}
+
+} // namespace BfLagGroup

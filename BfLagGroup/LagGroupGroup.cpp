@@ -1,0 +1,61 @@
+#include "BfLagGroup/LagGroupGroup.h"
+
+namespace BfLagGroup {
+
+using RuxTable::RuxGroupId;
+using RuxTable::RuxMemberId;
+
+struct LagGroupGroup::Attributes {
+    using G = LagGroupGroup;
+    using Table = Kel::EntityAttributeTable<
+        G, Kel::ScalarRow<"groupId", 258, &G::groupId>,
+        Kel::ScalarRow<"groupSize", G::kGroupSize, &G::groupSize>,
+        Kel::ScalarRow<"initialMemberId", G::kInitialMemberId, &G::initialMemberId>,
+        Kel::ScalarRow<"actionType", G::kActionType, &G::actionType>,
+        Kel::CollectionRow<"member", G::kMember, &G::member_, &G::memberIs, &G::memberDel>>;
+};
+
+constinit const Kel::Type LagGroupGroup::fwkType_ =
+    Attributes::Table::objectType("BfLagGroup::LagGroupGroup", Kel::Entity::fwkType_);
+
+LagGroupGroup::LagGroupGroup(RuxGroupId groupId, U32 groupSize, U32 initialMemberId,
+                             LagGroupActionProfileType actionType)
+    : Object(Kel::valueToStrep(groupId.value())), groupId_(groupId), groupSize_(groupSize),
+      initialMemberId_(initialMemberId), actionType_(actionType) {}
+
+LagGroupGroup::~LagGroupGroup() {
+    memberDelAll();
+    notifiees_.deleteAll();
+    member_.emptyAllBuckets();
+}
+
+LagGroupMember::Ptr LagGroupGroup::member(RuxMemberId memberId) const {
+    return member_.lookup(memberId);
+}
+
+LagGroupMember::Ptr LagGroupGroup::memberIs(RuxMemberId memberId) {
+    if (LagGroupMember::Ptr existing = member(memberId)) {
+        return existing;
+    }
+    LagGroupMember::Ptr made = new LagGroupMember(memberId);
+    made->hasNotificationActiveIs(true);
+    member_.newMember(made);
+    made->handleParent(this, "member");
+    notifiees_.visit(kMember, &memberId);
+    return made;
+}
+
+LagGroupMember::Ptr LagGroupGroup::memberDel(RuxMemberId memberId) {
+    LagGroupMember::Ptr removed = member_.deleteMember(memberId);
+    if (removed) {
+        removed->parentIs(nullptr);
+        notifiees_.visit(kMember, &memberId);
+    }
+    return removed;
+}
+
+void LagGroupGroup::memberDelAll() {
+    member_.memberDelAll([this](RuxMemberId memberId) { memberDel(memberId); });
+}
+
+} // namespace BfLagGroup

@@ -1,0 +1,80 @@
+#include "BfLagGroup/LagGroupTableHelper.h"
+
+#include "BfLagGroup/Site.h"
+
+namespace BfLagGroup {
+
+struct LagGroupTableHelper::Attributes {
+    using H = LagGroupTableHelper;
+    using Table = Kel::AttributeTable<
+        H, Kel::ScalarRow<"deviceId", 130, &H::deviceId>,
+        Kel::ScalarRow<"devPipeId", 131, &H::devPipeId>,
+        Kel::InstanceRow<"sdkHandles", 132, &H::sdkHandles, &H::sdkHandlesIs, &H::sdkHandlesDel>,
+        Kel::InstanceRow<"pdLib", 133, &H::pdLib, &H::pdLibIs, &H::pdLibDel>>;
+};
+
+constinit const Kel::Type LagGroupTableHelper::fwkType_ =
+    Attributes::Table::objectType("BfLagGroup::LagGroupTableHelper", Kel::PtrInterface::fwkType_);
+
+LagGroupTableHelper::LagGroupTableHelper(U8 deviceId, U16 devPipeId)
+    : deviceId_(deviceId), devPipeId_(devPipeId) {}
+
+LagGroupTableHelper::~LagGroupTableHelper() {
+    sdkHandlesDel();
+    pdLibDel();
+}
+
+LagGroupTableHelper::Ptr lagGroupTableHelperFactory(U8 deviceId, U16 devPipeId) {
+    LagGroupTableHelper::Ptr helper = new LagGroupTableHelper(deviceId, devPipeId);
+    helper->hasNotificationActiveIs(true);
+    return helper;
+}
+
+LagGroupTableHelper::PdLib& LagGroupTableHelper::requiredPdLib() const {
+    constexpr Site kSite{"PdLib& BfLagGroup::LagGroupTableHelper::requiredPdLib() const",
+                         "requiredPdLib"};
+    require(pdLib_ != nullptr, "pdLib()", kSite);
+    return *pdLib_;
+}
+
+LagGroupTableHandles& LagGroupTableHelper::requiredHandles() const {
+    constexpr Site kSite{"BfLagGroup::LagGroupTableHandles& "
+                         "BfLagGroup::LagGroupTableHelper::requiredHandles() const",
+                         "requiredHandles"};
+    require(sdkHandles_ != nullptr, "sdkHandles()", kSite);
+    return *sdkHandles_;
+}
+
+LagGroupTableHandles::Ptr LagGroupTableHelper::sdkHandlesIs() {
+    if (!sdkHandles_) {
+        sdkHandles_ = lagGroupTableHandlesFactory();
+    }
+    return sdkHandles_;
+}
+
+LagGroupTableHandles::Ptr LagGroupTableHelper::sdkHandlesDel() {
+    return std::exchange(sdkHandles_, nullptr);
+}
+
+LagGroupTableHelper::PdLib::Ptr LagGroupTableHelper::pdLibIs(const Kel::Name& pdLibName,
+                                                             void* dlHandle, U32 sessionId) {
+    if (pdLib_) {
+        const bool isSame = pdLib_->name() == pdLibName;
+        pdLib_->dlHandleIs(dlHandle);
+        pdLib_->sessionIdIs(sessionId);
+        if (isSame) {
+            return pdLib_;
+        }
+        pdLib_->parentIs(nullptr);
+    }
+    PdLib::Ptr pdLib = new PdLib(pdLibName, dlHandle, sessionId);
+    pdLib->hasNotificationActiveIs(true);
+    pdLib_ = pdLib;
+    return pdLib;
+}
+
+LagGroupTableHelper::PdLib::Ptr LagGroupTableHelper::pdLibDel() {
+    return std::exchange(pdLib_, nullptr);
+}
+
+} // namespace BfLagGroup

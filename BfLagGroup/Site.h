@@ -1,0 +1,51 @@
+#pragma once
+
+#include <source_location>
+
+#include "framework/Assert.h"
+#include "framework/Trace.h"
+#include "framework/Words.h"
+
+namespace BfLagGroup {
+
+/// The trace facility of the whole library.
+extern Kel::TraceHandle traceHandle;
+
+/// An operation as traces and assertions name it.
+struct Site {
+    /// What the trace line at the operation's entry says, and what assertions call it.
+    const char* signature;
+    const char* name;
+};
+
+inline constexpr const char* kSource = "bf_velmor_switch/kel/BfLagGroup/BfLagGroup";
+
+inline constexpr Kel::U8 kEntryLevel = 9;
+inline constexpr Kel::U8 kDetailLevel = 8;
+
+/// The caller's line, where no other is wanted.
+inline Kel::U32 lineHere(std::source_location where) {
+    return where.line();
+}
+
+/// Writes the line of an operation's entry.
+void writeEntryTrace(const Site& site, Kel::U32 line);
+
+/// Traces the entry into an operation at level 9.
+inline void traceEntry(const Site& site,
+                       Kel::U32 line = lineHere(std::source_location::current())) {
+    if (traceHandle.isEnabled(kEntryLevel)) [[unlikely]] {
+        writeEntryTrace(site, line);
+    }
+}
+
+/// Ends the process unless `holds`: a caller has broken the order that the driver requires. `text`
+/// is the condition as the message shows it.
+inline void require(bool holds, const char* text, const Site& site,
+                    Kel::U32 line = lineHere(std::source_location::current())) {
+    if (!holds) [[unlikely]] {
+        Kel::assertFail(text, kSource, line, site.signature);
+    }
+}
+
+} // namespace BfLagGroup
