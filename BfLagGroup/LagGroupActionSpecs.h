@@ -2,12 +2,10 @@
 
 #include <ostream>
 
+#include "BfLagGroup/Words.h"
 #include "framework/Kel.h"
 
 namespace BfLagGroup {
-
-using Kel::U16;
-using Kel::U32;
 
 /// The five actions that a member of "lagPortActionProfile" can carry.
 enum class LagGroupActionProfileType : U32 {

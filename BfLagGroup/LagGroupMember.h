@@ -1,11 +1,10 @@
 #pragma once
 
+#include "BfLagGroup/Words.h"
 #include "framework/Kel.h"
 #include "platform/RuxTable/RuxTable.h"
 
 namespace BfLagGroup {
-
-using Kel::U32;
 
 /// One member of one selector group in the model: which action-profile member it is, and whether it
 /// may carry traffic. Every change of `active` is announced as attribute 259.

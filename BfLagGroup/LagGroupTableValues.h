@@ -2,14 +2,11 @@
 
 #include <ostream>
 
+#include "BfLagGroup/Words.h"
 #include "framework/Kel.h"
 #include "platform/RuxTable/RuxTable.h"
 
 namespace BfLagGroup {
-
-using Kel::U16;
-using Kel::U32;
-using Kel::U8;
 
 /**
  * The ternary key of a "lagGroup" entry: an egress-metadata value under a mask, and a priority.

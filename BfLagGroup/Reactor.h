@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BfLagGroup/Words.h"
 #include "framework/Kel.h"
 
 namespace BfLagGroup {

@@ -7,12 +7,6 @@
 namespace Bench {
 namespace {
 
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 void printTarget(std::ostream& out, double target) {
     if (target != 0) {
         out << "  (to reach: " << target << ")";
@@ -47,20 +41,20 @@ RatioReporter::RatioReporter(std::vector<Comparison> comparisons)
 void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
     std::vector<Run> shown;
     for (const Run& run : runs) {
-        if (run.repetitions <= 1 || run.aggregate_name == "median" || run.error_occurred) {
-            shown.push_back(run);
-        }
-        if (run.run_type != Run::RT_Iteration || run.error_occurred) {
+        // Of several repetitions only the median counts; single ones may not even be reported.
+        if (run.repetitions > 1 && run.aggregate_name != "median" && !run.error_occurred) {
             continue;
         }
-        const Place place = placeOf(run.run_name.function_name);
-        auto& cells = cells_[place.table];
-        if (std::find(cells.begin(), cells.end(), place.cell) == cells.end()) {
-            cells.push_back(place.cell);
+        shown.push_back(run);
+        if (!run.error_occurred) {
+            record(placeOf(run.run_name.function_name), run.GetAdjustedCPUTime());
         }
-        times_[{place.table, place.contender}][place.cell].push_back(run.GetAdjustedCPUTime());
     }
     ConsoleReporter::ReportRuns(shown);
+}
+
+void RatioReporter::record(const Place& place, double time) {
+    times_[place.table][{place.contender, place.cell}] = time;
 }
 
 void RatioReporter::printRatios() {
@@ -70,30 +64,20 @@ void RatioReporter::printRatios() {
     GetOutputStream().flush();
 }
 
-const RatioReporter::Times* RatioReporter::timesOf(const std::string& table,
-                                                   const std::string& contender,
-                                                   const std::string& cell) const {
-    const auto cells = times_.find({table, contender});
-    if (cells == times_.end()) {
-        return nullptr;
-    }
-    const auto times = cells->second.find(cell);
-    return times == cells->second.end() ? nullptr : &times->second;
-}
-
 void RatioReporter::print(const Comparison& comparison) {
     std::ostream& out = GetOutputStream();
     std::vector<double> ratios;
-    for (const std::string& cell : cells_[comparison.table]) {
-        const Times* ours = timesOf(comparison.table, comparison.ours, cell);
-        const Times* peer = timesOf(comparison.table, comparison.peer, cell);
-        if (!ours || !peer) {
+    const Times& times = times_[comparison.table];
+    for (const auto& [place, time] : times) {
+        const auto& [contender, cell] = place;
+        const auto peer = times.find({comparison.peer, cell});
+        if (contender != comparison.ours || peer == times.end()) {
             continue;
         }
         if (ratios.empty()) {
             out << "\n" << comparison.ours << " / " << comparison.peer << "\n";
         }
-        ratios.push_back(median(*ours) / median(*peer));
+        ratios.push_back(time / peer->second);
         out << "  " << std::left << std::setw(32) << cell << std::right << std::fixed
             << std::setprecision(2) << std::setw(6) << ratios.back();
         const bool missed = comparison.cellTarget != 0 && ratios.back() > comparison.cellTarget;

@@ -33,7 +33,7 @@ Place placeOf(const std::string& name);
  * The console output of Google Benchmark, and at the end one table of ratios ours/peer for each
  * comparison.
  *
- * A ratio is the median over the repetitions of ours divided by that of the peer. With
+ * A ratio is the median CPU time of our repetitions divided by that of the peer's. With
  * `--benchmark_enable_random_interleaving` the repetitions of all contenders alternate, so that a
  * slow spell of the machine meets both.
  */
@@ -46,17 +46,14 @@ class RatioReporter : public benchmark::ConsoleReporter {
     void printRatios();
 
   private:
-    using Times = std::vector<double>;
-    using Cells = std::map<std::string, Times>;
+    /// By contender and cell.
+    using Times = std::map<std::pair<std::string, std::string>, double>;
 
-    const Times* timesOf(const std::string& table, const std::string& contender,
-                         const std::string& cell) const;
+    void record(const Place& place, double time);
     void print(const Comparison& comparison);
 
     std::vector<Comparison> comparisons_;
-    std::map<std::pair<std::string, std::string>, Cells> times_;
-    /// The cells of each table, in the order of their first result.
-    std::map<std::string, std::vector<std::string>> cells_;
+    std::map<std::string, Times> times_;
 };
 
 /// The whole `main` of a benchmark program: runs what is registered, by default in 7 interleaved

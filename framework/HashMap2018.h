@@ -98,8 +98,8 @@ class HashMap2018IteratorGeneric;
  *
  * As an empty slot has the greatest tag, a search starts at the home and stops at the first tag
  * that is not less. An insertion moves the rest of the run back by one, a deletion moves the nodes
- * of the run that are not at home forward by one. Growing doubles the homes when more than three
- * quarters are used and copies in order; a run that would reach the last slot gets more slack.
+ * of the run that are not at home forward by one. Growing doubles the homes when more than seven
+ * eighths are used and copies in order; a run that would reach the last slot gets more slack.
  *
  * Since the order does not depend on the array, an iterator that notices a change finds its place
  * again by (tag, key word): the loop body may delete, insert, and make the collection grow, and
@@ -246,6 +246,8 @@ class HashMap2018 {
         U32 slack = 0;
 
         U32 homes() const noexcept { return capacity - slack; }
+        /// How many nodes the array takes before it grows.
+        U32 limit() const noexcept { return homes() - homes() / 8; }
         U32 words() const noexcept { return (capacity + kWordBits - 1) / kWordBits; }
         U32 home(U32 tag) const noexcept {
             // Without homes the shift is by 32, which is defined only on the wider word.
@@ -283,6 +285,20 @@ class HashMap2018 {
         void markUsed(U32 at) const noexcept { used[at / kWordBits] |= U64{1} << at % kWordBits; }
         void markEmpty(U32 at) const noexcept {
             used[at / kWordBits] &= ~(U64{1} << at % kWordBits);
+        }
+
+        /// The first empty slot from `slot` on; there is one, as the last slot is empty.
+        Slot* firstEmpty(Slot* slot) const noexcept {
+            if (slot->tag == kEmptyTag) {
+                return slot;
+            }
+            const U32 at = index(slot);
+            U32 group = at / kWordBits;
+            U64 unused = ~used[group] & (~U64{0} << at % kWordBits);
+            while (unused == 0) {
+                unused = ~used[++group];
+            }
+            return &slots[group * kWordBits + static_cast<U32>(std::countr_zero(unused))];
         }
 
         /// Calls `visitor(Slot&)` for each slot with a node, in order.
@@ -335,15 +351,15 @@ class HashMap2018 {
 
     /// Puts `node` at `slot`, its place in the order, and makes room for it.
     Node* insert(Slot* slot, U32 tag, Node node) {
-        if (size_ + 1 > table_.homes() / 4 * 3) {
+        if (size_ >= table_.limit()) {
             rebuild(table_.capacity == 0 ? kFirstHomesLog2 : kTagBits - table_.shift + 1);
             slot = firstNotBelow(tag, keyWord<Key>(node.fwkKey()));
         }
-        Slot* hole = firstEmpty(slot);
+        Slot* hole = table_.firstEmpty(slot);
         while (table_.isLast(hole)) {
             rebuild(kTagBits - table_.shift, 2 * table_.slack);
             slot = firstNotBelow(tag, keyWord<Key>(node.fwkKey()));
-            hole = firstEmpty(slot);
+            hole = table_.firstEmpty(slot);
         }
         table_.markUsed(table_.index(hole));
         for (; hole != slot; --hole) {
@@ -353,13 +369,6 @@ class HashMap2018 {
         ++size_;
         ++changes_;
         return &slot->node;
-    }
-
-    static Slot* firstEmpty(Slot* slot) noexcept {
-        while (slot->tag != kEmptyTag) {
-            ++slot;
-        }
-        return slot;
     }
 
     /// Takes the node out of `slot` and closes the gap.

@@ -15,6 +15,9 @@ Activity& Activity::notification() noexcept {
 }
 
 PtrInterface::NotifieeConst::~NotifieeConst() {
+    for (Telling* telling = telling_; telling; telling = telling->outer_) {
+        telling->notifiee_ = nullptr;
+    }
     isRegisteredNotifieeIs(false);
 }
 
@@ -23,12 +26,7 @@ void PtrInterface::NotifieeConst::handleNotification(ActivityConfig* config) {
         !notifier()->hasNotificationActive()) {
         return;
     }
-    try {
-        onAttribute(config->attributeId, config->key);
-    } catch (...) {
-        onNotificationException();
-        throw;
-    }
+    tell(config->attributeId, config->key);
 }
 
 void PtrInterface::NotifieeConst::onNotificationException() {}

@@ -78,10 +78,43 @@ class KEL_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
 
   private:
     friend class Kel::NotifieeList;
+
+    /// One `onAttribute` under way. A handler may destroy the notifiee, which then leaves null here.
+    struct Telling {
+        explicit Telling(NotifieeConst& notifiee) noexcept
+            : notifiee_(&notifiee), outer_(notifiee.telling_) {
+            notifiee.telling_ = this;
+        }
+        ~Telling() {
+            if (notifiee_) {
+                notifiee_->telling_ = outer_;
+            }
+        }
+        Telling(const Telling&) = delete;
+        Telling& operator=(const Telling&) = delete;
+
+        NotifieeConst* notifiee_;
+        Telling* outer_;
+    };
+
+    /// Calls `onAttribute`. An exception from it first reaches `onNotificationException()`, unless
+    /// the notifiee is gone by then.
+    void tell(AttributeId id, const void* key) {
+        Telling telling(*this);
+        try {
+            onAttribute(id, key);
+        } catch (...) {
+            if (telling.notifiee_) {
+                onNotificationException();
+            }
+            throw;
+        }
+    }
     void dropNotifier() noexcept;
 
     const PtrInterface* notifier_ = nullptr;
     NotifieeList* list_ = nullptr;
+    Telling* telling_ = nullptr;
     /// Where this notifiee stands in `list_`.
     U32 slot_ = 0;
 };

@@ -59,7 +59,7 @@ void NotifieeList::forEachTolerant(Tell&& tell) {
         if (!notifiee) {
             continue;
         }
-        tell(*notifiee, [&] { return visit.list_ && slots_[i] == notifiee; });
+        tell(*notifiee);
         if (!visit.list_) {
             return;
         }
@@ -67,24 +67,15 @@ void NotifieeList::forEachTolerant(Tell&& tell) {
 }
 
 void NotifieeList::deliver(AttributeId id, const void* key) {
-    forEachTolerant([&](PtrInterface::NotifieeConst& notifiee, auto&& isStillRegistered) {
-        if (!notifiee.hasNotificationActive() || !owner_.hasNotificationActive()) {
-            return;
-        }
-        try {
-            notifiee.onAttribute(id, key);
-        } catch (...) {
-            if (isStillRegistered()) {
-                notifiee.onNotificationException();
-            }
-            throw;
+    forEachTolerant([&](PtrInterface::NotifieeConst& notifiee) {
+        if (notifiee.hasNotificationActive() && owner_.hasNotificationActive()) {
+            notifiee.tell(id, key);
         }
     });
 }
 
 void NotifieeList::visitZeroReferences() {
-    forEachTolerant(
-        [](PtrInterface::NotifieeConst& notifiee, auto&&) { notifiee.onZeroReferences(); });
+    forEachTolerant([](PtrInterface::NotifieeConst& notifiee) { notifiee.onZeroReferences(); });
 }
 
 void NotifieeList::newMember(PtrInterface::NotifieeConst& notifiee) {

@@ -11,8 +11,8 @@ namespace Kel {
  * Registration does not count as a reference. A visit tolerates whatever a handler does: register
  * or unregister itself or others, destroy notifiees or even the notifier, change the same object
  * again (a nested visit), throw. A notifiee registered during a visit is not told of the change
- * under way. Slots left empty by unregistering are reused only when no visit is running, so a slot
- * that still holds a notifiee proves that the notifiee is alive.
+ * under way. Slots left empty by unregistering are reused only when no visit is running, so that a
+ * visit never meets a notifiee twice.
  */
 class KEL_EXPORT NotifieeList {
   public:
@@ -26,8 +26,8 @@ class KEL_EXPORT NotifieeList {
      * active that attribute `id` changed; `key` points at the key of the affected element of a
      * collection, and is null for a scalar.
      *
-     * An exception from a notifiee first reaches its `onNotificationException()` and then leaves
-     * the visit at once; the remaining notifiees are not told.
+     * An exception from a notifiee first reaches its `onNotificationException()`, unless the handler
+     * destroyed it, and then leaves the visit at once; the remaining notifiees are not told.
      */
     void visit(AttributeId id, const void* key = nullptr) const {
         if (size_ != 0) {

@@ -100,6 +100,14 @@ TEST_F(MatchTableTest, OneValueAndMaskMayStandUnderSeveralPriorities) {
     EXPECT_EQ(1, portFor(9));
 }
 
+TEST_F(MatchTableTest, AHighPriorityThatComesLaterUnderAKnownMaskWins) {
+    entry({1, 0xFF, 1}, member(1));
+    entry({2, 0xFFFF, 50}, member(2));
+    entry({2, 0xFF, 100}, member(3));
+    EXPECT_EQ(3, portFor(2));
+    EXPECT_EQ(1, portFor(1));
+}
+
 TEST_F(MatchTableTest, APriorityThatWasDeletedNoLongerShadowsOtherMasks) {
     const std::uint32_t low = member(1);
     entry({9, 0xFF, 1}, low);

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test: in release, again under the address and
+# undefined-behaviour sanitizers, and the reference counts under the thread sanitizer.
+set -euo pipefail
+cd "$(dirname "$0")"
+tools/install-dependencies.sh build test
+
+jobs=$(nproc)
+run() { # preset, build target, ctest arguments...
+    local preset=$1 target=$2
+    shift 2
+    echo "== $preset"
+    cmake --preset "$preset" > /dev/null
+    cmake --build --preset "$preset" -j "$jobs" --target "$target"
+    ctest --preset "$preset" -j "$jobs" "$@"
+}
+
+export ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1
+export UBSAN_OPTIONS=print_stacktrace=1
+run tsan refcount_test -R '^RefCount' --no-tests=error
+run asan all
+run release all

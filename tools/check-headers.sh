@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Fails when a header does not compile alone, that is, uses what it does not include.
+#
+#   tools/check-headers.sh ROOT COMPILER
+set -euo pipefail
+root=${1:?usage: check-headers.sh ROOT COMPILER}
+compiler=${2:?usage: check-headers.sh ROOT COMPILER}
+cd "$root"
+export compiler
+
+check() {
+    "$compiler" -std=c++20 -fsyntax-only -I. -x c++ - <<< "#include \"$1\"" ||
+        { echo "$1 does not compile alone" >&2; return 1; }
+}
+export -f check
+find pd framework driver-status platform BfLagGroup asic -name '*.h' -print0 |
+    xargs -0 -n 1 -P "$(nproc)" bash -c 'check "$0"'
