@@ -137,14 +137,10 @@ LagGroupMemberOrGroupOrNone pointee(const Map& map, U32 handle, bool isMember,
     if (!id) {
         return {};
     }
-    std::optional<Kel::TraceHelper> buffer;
-    if (auto* helper = Kel::TraceHelper::createIfEnabled(traceHandle, kDetailLevel, buffer)) {
-        Kel::EnsureTraceHelperIsDestroyed scope(buffer);
-        helper->stream() << kEntryByHandle.name << ": sdkHandle=" << entry.value()
-                         << (isMember ? " mbr_hdl=" : " grp_hdl=") << handle
-                         << (isMember ? " memberId=" : " groupId=") << id->value();
-        helper->trace(kSource, __LINE__, kEntryByHandle.name);
-    }
+    Kel::tracePoint(traceHandle, kDetailLevel, kSource, __LINE__, kEntryByHandle.name,
+                    kEntryByHandle.name, ": sdkHandle=", entry.value(),
+                    isMember ? " mbr_hdl=" : " grp_hdl=", handle,
+                    isMember ? " memberId=" : " groupId=", id->value());
     return {id->value(), isMember};
 }
 

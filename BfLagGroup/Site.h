@@ -28,15 +28,10 @@ inline Kel::U32 lineHere(std::source_location where) {
     return where.line();
 }
 
-/// Writes the line of an operation's entry.
-void writeEntryTrace(const Site& site, Kel::U32 line);
-
 /// Traces the entry into an operation at level 9.
 inline void traceEntry(const Site& site,
                        Kel::U32 line = lineHere(std::source_location::current())) {
-    if (traceHandle.isEnabled(kEntryLevel)) [[unlikely]] {
-        writeEntryTrace(site, line);
-    }
+    Kel::tracePoint(traceHandle, kEntryLevel, kSource, line, site.name, site.signature);
 }
 
 /// Ends the process unless `holds`: a caller has broken the order that the driver requires. `text`

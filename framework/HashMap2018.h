@@ -91,15 +91,15 @@ class HashMap2018IteratorGeneric;
  *  - The nodes stand in ascending order of (tag, key word) through the whole array.
  *  - A node stands at its home or behind it, and there is no empty slot between home and node.
  *  - Behind the 2^n homes follow some slots of slack, so a run of neighbours that starts at the
- *    last homes goes on there: nothing wraps. The very last slot always stays empty.
+ *    last homes goes on there: nothing wraps. The last `kProbe` slots always stay empty.
  *
  *        home     0   1   2   3   4   5   6   7   slack . . .
  *        tag      0a  1c  1f  -   -   53  5e  7d  7f   -   -
  *
  * As an empty slot has the greatest tag, a search starts at the home and stops at the first tag
  * that is not less. An insertion moves the rest of the run back by one, a deletion moves the nodes
- * of the run that are not at home forward by one. Growing doubles the homes when more than seven
- * eighths are used and copies in order; a run that would reach the last slot gets more slack.
+ * of the run that are not at home forward by one. Growing doubles the homes when more than three
+ * quarters are used and copies in order; a run that would reach the last slots gets more slack.
  *
  * Since the order does not depend on the array, an iterator that notices a change finds its place
  * again by (tag, key word): the loop body may delete, insert, and make the collection grow, and
@@ -216,6 +216,8 @@ class HashMap2018 {
     static constexpr U32 kWordBits = 64;
     static constexpr U32 kFirstHomesLog2 = 3;
     static constexpr U32 kMaxHomesLog2 = 30;
+    /// How many slots a search looks at in one step.
+    static constexpr U32 kProbe = 4;
 
     /// Raw but for the tag; the node lives only while the tag is not `kEmptyTag`.
     struct Slot {
@@ -234,11 +236,11 @@ class HashMap2018 {
     using WordAllocator = typename std::allocator_traits<Allocator>::template rebind_alloc<U64>;
 
     /// What searches meet before there is an array. Never written, never freed.
-    inline static constinit Slot noSlot_{};
+    inline static constinit Slot noSlots_[kProbe]{};
 
     /// The array; a plain record of pointers, so that whole tables are exchanged.
     struct Table {
-        Slot* slots = &noSlot_;
+        Slot* slots = noSlots_;
         /// One bit a slot, set for a node, so that a walk does not look at empty slots.
         U64* used = nullptr;
         U32 capacity = 0;
@@ -247,14 +249,14 @@ class HashMap2018 {
 
         U32 homes() const noexcept { return capacity - slack; }
         /// How many nodes the array takes before it grows.
-        U32 limit() const noexcept { return homes() - homes() / 8; }
+        U32 limit() const noexcept { return homes() / 4 * 3; }
         U32 words() const noexcept { return (capacity + kWordBits - 1) / kWordBits; }
         U32 home(U32 tag) const noexcept {
             // Without homes the shift is by 32, which is defined only on the wider word.
             return static_cast<U32>(static_cast<U64>(tag) >> shift);
         }
         U32 index(const Slot* slot) const noexcept { return static_cast<U32>(slot - slots); }
-        bool isLast(const Slot* slot) const noexcept { return index(slot) + 1 == capacity; }
+        bool isMargin(const Slot* slot) const noexcept { return index(slot) + kProbe >= capacity; }
 
         static Table make(U32 homesLog2, U32 slack) {
             Table made;
@@ -287,7 +289,7 @@ class HashMap2018 {
             used[at / kWordBits] &= ~(U64{1} << at % kWordBits);
         }
 
-        /// The first empty slot from `slot` on; there is one, as the last slot is empty.
+        /// The first empty slot from `slot` on; there is one, as the last slots are empty.
         Slot* firstEmpty(Slot* slot) const noexcept {
             if (slot->tag == kEmptyTag) {
                 return slot;
@@ -338,9 +340,16 @@ class HashMap2018 {
     /// come before it, or the empty slot behind the last one that does.
     Slot* firstNotBelow(U32 tag, U64 word) const {
         Slot* slot = &table_.slots[table_.home(tag)];
-        while (slot->tag < tag) {
-            ++slot;
-        }
+        // From the home on, first come the lesser tags, then the others. Counting the lesser ones
+        // in steps of several slots leaves one jump to predict, and that is nearly always right.
+        U32 lesser;
+        do {
+            lesser = 0;
+            for (U32 i = 0; i < kProbe; ++i) {
+                lesser += slot[i].tag < tag ? 1 : 0;
+            }
+            slot += lesser;
+        } while (lesser == kProbe);
         if (!isExact(tag)) {
             while (slot->tag == tag && keyWord<Key>(slot->node.fwkKey()) < word) {
                 ++slot;
@@ -356,7 +365,7 @@ class HashMap2018 {
             slot = firstNotBelow(tag, keyWord<Key>(node.fwkKey()));
         }
         Slot* hole = table_.firstEmpty(slot);
-        while (table_.isLast(hole)) {
+        while (table_.isMargin(hole)) {
             rebuild(kTagBits - table_.shift, 2 * table_.slack);
             slot = firstNotBelow(tag, keyWord<Key>(node.fwkKey()));
             hole = table_.firstEmpty(slot);

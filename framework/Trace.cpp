@@ -165,13 +165,8 @@ void TraceHelper::trace(const char* source, U32 line, const char* function) {
 
 void trace(U8 level, std::string_view text, std::string_view detail) {
     static TraceHandle& handle = *new TraceHandle("Kel", false); // outlives every object
-    std::optional<TraceHelper> buffer;
-    if (TraceHelper* helper = TraceHelper::createIfEnabled(handle, level, buffer)) {
-        EnsureTraceHelperIsDestroyed scope(buffer);
-        helper->stream() << text << detail;
-        const auto here = std::source_location::current();
-        helper->trace("framework", here.line(), "trace");
-    }
+    tracePoint(handle, level, "framework", std::source_location::current().line(), "trace", text,
+               detail);
 }
 
 } // namespace Kel

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
-#include <optional>
+#include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -61,29 +63,16 @@ class KEL_EXPORT TraceStream {
     std::string text_;
 };
 
-/**
- * One trace point under way.
- *
- *     std::optional<TraceHelper> buffer;
- *     if (TraceHelper* helper = TraceHelper::createIfEnabled(handle, 9, buffer)) {
- *         EnsureTraceHelperIsDestroyed scope(buffer);
- *         helper->stream() << "text" << 7u;
- *         helper->trace(source, line, function);
- *     }
- *
- * Off, it costs one load and one predicted branch.
- */
+class TraceBuffer;
+
+/// One trace point under way. `tracePoint` below is the whole of it in one call.
 class KEL_EXPORT TraceHelper {
   public:
     TraceHelper(const TraceHandle& handle, U8 level) : handle_(handle), level_(level) {}
 
-    static TraceHelper* createIfEnabled(const TraceHandle& handle, U8 level,
-                                        std::optional<TraceHelper>& buffer) {
-        if (handle.isEnabled(level)) [[unlikely]] {
-            return &buffer.emplace(handle, level);
-        }
-        return nullptr;
-    }
+    /// Begins a trace point in `buffer`; null when the facility is off at that level. Off, it costs
+    /// one load and one predicted branch.
+    static TraceHelper* createIfEnabled(const TraceHandle& handle, U8 level, TraceBuffer& buffer);
 
     TraceStream& stream() noexcept { return stream_; }
     /// Writes the line: time, facility, level, source:line, function, text.
@@ -95,16 +84,42 @@ class KEL_EXPORT TraceHelper {
     TraceStream stream_;
 };
 
+/// Room for a trace point, so that one that is off constructs nothing.
+class TraceBuffer {
+    friend class TraceHelper;
+    alignas(TraceHelper) std::byte room_[sizeof(TraceHelper)];
+};
+
+inline TraceHelper* TraceHelper::createIfEnabled(const TraceHandle& handle, U8 level,
+                                                 TraceBuffer& buffer) {
+    if (handle.isEnabled(level)) [[unlikely]] {
+        return ::new (buffer.room_) TraceHelper(handle, level);
+    }
+    return nullptr;
+}
+
 /// Ends a trace point's scope.
 class EnsureTraceHelperIsDestroyed {
   public:
-    explicit EnsureTraceHelperIsDestroyed(std::optional<TraceHelper>& buffer) : buffer_(buffer) {}
-    ~EnsureTraceHelperIsDestroyed() { buffer_.reset(); }
+    explicit EnsureTraceHelperIsDestroyed(TraceHelper& helper) : helper_(helper) {}
+    ~EnsureTraceHelperIsDestroyed() { std::destroy_at(&helper_); }
     EnsureTraceHelperIsDestroyed(const EnsureTraceHelperIsDestroyed&) = delete;
     EnsureTraceHelperIsDestroyed& operator=(const EnsureTraceHelperIsDestroyed&) = delete;
 
   private:
-    std::optional<TraceHelper>& buffer_;
+    TraceHelper& helper_;
 };
+
+/// A trace point: writes the texts and unsigned numbers in `parts` as one line.
+template <class... Parts>
+void tracePoint(const TraceHandle& handle, U8 level, const char* source, U32 line,
+                const char* function, const Parts&... parts) {
+    TraceBuffer buffer;
+    if (TraceHelper* helper = TraceHelper::createIfEnabled(handle, level, buffer)) {
+        const EnsureTraceHelperIsDestroyed scope(*helper);
+        static_cast<void>((helper->stream() << ... << parts));
+        helper->trace(source, line, function);
+    }
+}
 
 } // namespace Kel

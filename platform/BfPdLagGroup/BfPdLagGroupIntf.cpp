@@ -19,12 +19,8 @@ constinit const Kel::Type BfPdLagGroupIntf::fwkType_ =
 
 void traceMissing(const char* name) {
     static Kel::TraceHandle& handle = *new Kel::TraceHandle("BfLagGroup", false);
-    std::optional<Kel::TraceHelper> buffer;
-    if (Kel::TraceHelper* helper = Kel::TraceHelper::createIfEnabled(handle, 8, buffer)) {
-        Kel::EnsureTraceHelperIsDestroyed scope(buffer);
-        helper->stream() << "the PD library lacks " << name;
-        helper->trace("platform/BfPdLagGroup/BfPdLagGroupIntf", __LINE__, "traceMissing");
-    }
+    Kel::tracePoint(handle, 8, "platform/BfPdLagGroup/BfPdLagGroupIntf", __LINE__, "traceMissing",
+                    "the PD library lacks ", name);
 }
 
 BfPdLagGroupIntf::BfPdLagGroupIntf(Kel::Name pdLibName, void* dlHandle, Kel::U32 sessionId)
