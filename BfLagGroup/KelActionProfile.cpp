@@ -84,8 +84,11 @@ const ActionOperations* operationsOf(const LagGroupBaseActionProfileSpec::PtrCon
 
 Sm::KelActionProfile::KelActionProfile(const Kel::Ptr<LagGroupActionProfileEntry const>& entry,
                                        Sm* sm)
-    : Reactor(entry), memberId_(entry->memberId()), sm_(sm) {
-    handleActionProfileAdd();
+    : Reactor(entry), memberId_(entry ? entry->memberId() : RuxMemberId()), sm_(sm) {
+    const Kel::Pin pin(*this); // reachable through the entry's notifiees from here on
+    if (model() && sm_) {
+        handleActionProfileAdd();
+    }
 }
 
 Sm::KelActionProfile::~KelActionProfile() {
@@ -93,7 +96,7 @@ Sm::KelActionProfile::~KelActionProfile() {
 }
 
 void Sm::KelActionProfile::onAttribute(Kel::AttributeId id, const void*) {
-    if (id == LagGroupActionProfileEntry::kAction && !kelMarkedForDeletion() && sm_) {
+    if (id == LagGroupActionProfileEntry::kAction && model() && !kelMarkedForDeletion() && sm_) {
         handleActionProfileAdd();
     }
 }
@@ -116,6 +119,7 @@ void Sm::KelActionProfile::kelDoZombieReactors(bool zombie) {
 
 void Sm::KelActionProfile::handleActionProfileAdd() {
     traceEntry(kAdd, 339);
+    require(sm_ && actionProfile(), "lagGroupActionProfileSm() && actionProfile()", kAdd);
     const RuxMemberId memberId = actionProfile()->memberId();
     if (const auto& statusManager = sm_->statusManager()) {
         statusManager->initAdtStatus(memberId);
@@ -125,7 +129,7 @@ void Sm::KelActionProfile::handleActionProfileAdd() {
     if (!operations) {
         return;
     }
-    const auto& helper = *sm_->helper();
+    const auto& helper = sm_->requiredHelper();
     auto& handles = helper.requiredHandles();
     auto& pd = helper.requiredPdLib();
     const U16 port = action->egrL2AintfPort();
@@ -145,11 +149,12 @@ void Sm::KelActionProfile::handleActionProfileAdd() {
 
 void Sm::KelActionProfile::handleActionProfileDel() {
     traceEntry(kDel, 510);
+    require(sm_ != nullptr, "lagGroupActionProfileSm()", kDel);
     const RuxMemberId memberId = actionProfile() ? actionProfile()->memberId() : memberId_;
     if (const auto& statusManager = sm_->statusManager()) {
         statusManager->initAdtStatus(memberId);
     }
-    const auto& helper = *sm_->helper();
+    const auto& helper = sm_->requiredHelper();
     auto& handles = helper.requiredHandles();
     const U32 handle = handles.member(memberId).value();
     require(handle != 0,

@@ -26,9 +26,12 @@ constexpr Site kDel{"void BfLagGroup::LagGroupActionProfileSm::KelGroup::handleG
 } // namespace
 
 Sm::KelGroup::KelGroup(const Kel::Ptr<LagGroupGroup const>& group, Sm* sm)
-    : Reactor(group), groupId_(group->groupId()), sm_(sm) {
-    followGroup();
-    handleGroupAdd();
+    : Reactor(group), groupId_(group ? group->groupId() : RuxTable::RuxGroupId()), sm_(sm) {
+    const Kel::Pin pin(*this); // reachable through the group's notifiees from here on
+    if (model() && sm_) {
+        followGroup();
+        handleGroupAdd();
+    }
 }
 
 Sm::KelGroup::~KelGroup() {
@@ -46,7 +49,7 @@ void Sm::KelGroup::hasNotificationActiveIs(bool active) {
 }
 
 void Sm::KelGroup::onAttribute(Kel::AttributeId id, const void* key) {
-    if (id != LagGroupGroup::kMember || !key || !group() || !sm_) {
+    if (id != LagGroupGroup::kMember || !key || !group() || !sm_ || kelMarkedForDeletion()) {
         return;
     }
     const RuxMemberId memberId = *static_cast<const RuxMemberId*>(key);
@@ -109,7 +112,7 @@ Kel::Ptr<Sm::KelGroup::KelGroupMember> Sm::KelGroup::groupMemberDel(RuxMemberId 
 
 Kel::Ptr<Sm::KelGroup::KelGroupMember>
 Sm::KelGroup::groupMemberDel(const GroupMembers::Iterator& position) {
-    return groupMemberDel((*position)->fwkKey());
+    return position == groupMember_.end() ? nullptr : groupMemberDel((*position)->fwkKey());
 }
 
 void Sm::KelGroup::groupMemberDelAll() {
@@ -129,15 +132,18 @@ void Sm::KelGroup::kelDoZombieReactors(bool zombie) {
 }
 
 void Sm::KelGroup::kel_handleGroupMember(const Kel::Ptr<KelGroupMember>& reactor) {
-    reactor->handleMemberDel();
+    if (reactor) {
+        reactor->handleMemberDel();
+    }
 }
 
 void Sm::KelGroup::handleGroupAdd() {
     traceEntry(kAdd);
+    require(sm_ && group(), "lagGroupActionProfileSm() && group()", kAdd);
     if (const auto& keys = sm_->glimtKeyManager()) {
         keys->allocAnon(groupId().value());
     }
-    const auto& helper = *sm_->helper();
+    const auto& helper = sm_->requiredHelper();
     // The chip counts members in 16 bits; the model does not refuse more.
     const auto groupSize = static_cast<U16>(group()->groupSize());
     if (const auto& statusManager = sm_->statusManager()) {
@@ -158,10 +164,11 @@ void Sm::KelGroup::handleGroupAdd() {
 
 void Sm::KelGroup::handleGroupDel() {
     traceEntry(kDel);
+    require(sm_ != nullptr, "lagGroupActionProfileSm()", kDel);
     if (const auto& statusManager = sm_->statusManager()) {
         statusManager->initSelGroupStatus(groupId());
     }
-    const auto& helper = *sm_->helper();
+    const auto& helper = sm_->requiredHelper();
     auto& handles = helper.requiredHandles();
     const U32 handle = handles.group(groupId()).value();
     require(handle != 0,

@@ -38,6 +38,8 @@ class KEL_EXPORT LagGroupActionProfileSm::KelGroup : public Reactor<KelGroup, La
     virtual Kel::Ptr<KelGroupMember> groupMemberIs(const Kel::Ptr<LagGroupMember const>& member);
     virtual void kelDoZombieReactors(bool zombie);
 
+    /// Makes a reactor. REQUIRES: the member is not null and has none.
+    Kel::Ptr<KelGroupMember> newGroupMember(const Kel::Ptr<LagGroupMember const>& member);
     void groupMemberDelAll();
 
     const GroupMembers& groupMember() const noexcept { return groupMember_; }
@@ -70,8 +72,6 @@ class KEL_EXPORT LagGroupActionProfileSm::KelGroup : public Reactor<KelGroup, La
     static const Kel::Type fwkType_;
 
   private:
-    Kel::Ptr<KelGroupMember> newGroupMember(const Kel::Ptr<LagGroupMember const>& member);
-
     RuxTable::RuxGroupId groupId_;
     LagGroupActionProfileSm* sm_;
     GroupMembers groupMember_;

@@ -38,15 +38,20 @@ constexpr U32 kSdkInactive = 1;
 /// hardware at hand.
 struct KelGroupMember::Hardware {
     Hardware(const KelGroupMember& reactor, const Site& operation)
-        : site(operation), sm(*reactor.kelGroup_->lagGroupActionProfileSm()),
+        : site(operation), sm(requiredSm(reactor, operation)),
           groupId(reactor.kelGroup_->groupId()), memberId(reactor.memberId()),
-          helper(*sm.helper()) {
+          helper(sm.requiredHelper()) {
         traceEntry(site);
         if (const auto& statusManager = sm.statusManager()) {
             statusManager->initSelGroupStatus(groupId);
         }
     }
 
+    static const Sm& requiredSm(const KelGroupMember& reactor, const Site& operation) {
+        require(reactor.isOwned(), "kelGroup() && kelGroup()->lagGroupActionProfileSm()",
+                operation);
+        return *reactor.kelGroup_->lagGroupActionProfileSm();
+    }
     U32 memberHandle() const { return helper.requiredHandles().member(memberId).value(); }
     U32 groupHandle() const { return helper.requiredHandles().group(groupId).value(); }
     const BfPdLagGroup::PdOperations& pd() const { return helper.requiredPdLib(); }
@@ -73,8 +78,11 @@ struct KelGroupMember::Hardware {
 };
 
 KelGroupMember::KelGroupMember(const Kel::Ptr<LagGroupMember const>& member, KelGroup* kelGroup)
-    : Reactor(member), memberId_(member->memberId()), kelGroup_(kelGroup) {
-    handleMemberAdd();
+    : Reactor(member), memberId_(member ? member->memberId() : RuxMemberId()), kelGroup_(kelGroup) {
+    const Kel::Pin pin(*this); // reachable through the member's notifiees from here on
+    if (model() && isOwned()) {
+        handleMemberAdd();
+    }
 }
 
 KelGroupMember::~KelGroupMember() {
@@ -82,7 +90,7 @@ KelGroupMember::~KelGroupMember() {
 }
 
 void KelGroupMember::onAttribute(Kel::AttributeId id, const void*) {
-    if (id == LagGroupMember::kActive && !kelMarkedForDeletion() && isOwned()) {
+    if (id == LagGroupMember::kActive && model() && !kelMarkedForDeletion() && isOwned()) {
         handleActive();
     }
 }
@@ -135,6 +143,7 @@ void KelGroupMember::handleMemberDel() {
 
 void KelGroupMember::handleActive() {
     const Hardware hardware(*this, kActive);
+    require(groupMember() != nullptr, "groupMember()", kActive);
     const U32 state = groupMember()->active() ? kSdkActive : kSdkInactive;
     const U32 memberHandle = hardware.requiredMemberHandle();
     const U32 groupHandle = hardware.requiredGroupHandle();

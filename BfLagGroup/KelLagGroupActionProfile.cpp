@@ -22,13 +22,17 @@ Sm::KelLagGroupActionProfile::~KelLagGroupActionProfile() {
 }
 
 void Sm::KelLagGroupActionProfile::onAttribute(Kel::AttributeId id, const void* key) {
-    if (!key || !model() || !sm_) {
+    if (!key || !model() || !sm_ || kelMarkedForDeletion()) {
         return;
     }
     if (id == LagGroupActionProfile::kGroup) {
         const RuxGroupId groupId = *static_cast<const RuxGroupId*>(key);
         if (const auto group = model()->group(groupId)) {
             sm_->groupIs(group);
+            // The model may have changed again while the group was programmed and announced.
+            if (sm_ && model() && !model()->group(groupId)) {
+                sm_->groupDel(groupId);
+            }
         } else {
             sm_->groupDel(groupId);
         }
@@ -36,6 +40,9 @@ void Sm::KelLagGroupActionProfile::onAttribute(Kel::AttributeId id, const void* 
         const RuxMemberId memberId = *static_cast<const RuxMemberId*>(key);
         if (const auto entry = model()->entry(memberId)) {
             sm_->actionProfileIs(entry);
+            if (sm_ && model() && !model()->entry(memberId)) {
+                sm_->actionProfileDel(memberId);
+            }
         } else {
             sm_->actionProfileDel(memberId);
         }

@@ -18,6 +18,7 @@ constinit const Kel::Type LagGroupActionProfile::fwkType_ =
 LagGroupActionProfile::LagGroupActionProfile(Kel::Name name) : Object(std::move(name)) {}
 
 LagGroupActionProfile::~LagGroupActionProfile() {
+    const Kel::Pin pin(*this); // what is announced from here on finds an object that stays
     groupDelAll();
     notifiees_.deleteAll();
     entry_.emptyAllBuckets();
@@ -38,9 +39,11 @@ void LagGroupActionProfile::entryIs(const LagGroupActionProfileEntry::Ptr& entry
         if (node->value() == entry) {
             return;
         }
+        entry->hasNotificationActiveIs(true);
         // The replaced entry is released here, before anyone is told.
         node->exchangeValue(entry);
     } else {
+        entry->hasNotificationActiveIs(true);
         entry_.newMemberG(memberId, entry);
     }
     notifiees_.visit(kEntry, &memberId);
@@ -55,6 +58,7 @@ LagGroupActionProfileEntry::Ptr LagGroupActionProfile::entryDel(RuxMemberId memb
 }
 
 void LagGroupActionProfile::entryDelAll() {
+    const Kel::Pin pin(*this);
     entry_.memberDelAll([this](RuxMemberId memberId) { entryDel(memberId); });
 }
 
@@ -91,13 +95,14 @@ LagGroupGroup::Ptr LagGroupActionProfile::groupIs(RuxGroupId groupId, U32 groupS
 LagGroupGroup::Ptr LagGroupActionProfile::groupDel(RuxGroupId groupId) {
     LagGroupGroup::Ptr removed = group_.deleteMember(groupId);
     if (removed) {
-        removed->parentIs(nullptr);
+        removed->handleParent(nullptr, "");
         notifiees_.visit(kGroup, &groupId);
     }
     return removed;
 }
 
 void LagGroupActionProfile::groupDelAll() {
+    const Kel::Pin pin(*this);
     group_.memberDelAll([this](RuxGroupId groupId) { groupDel(groupId); });
 }
 

@@ -48,7 +48,8 @@ class KEL_EXPORT LagGroupActionProfile : public Kel::Object<LagGroupActionProfil
     const Entries& entry() const noexcept { return entry_; }
     /// The entry of that member, or null.
     LagGroupActionProfileEntry::Ptr entry(RuxTable::RuxMemberId memberId) const;
-    /// Inserts the entry, or puts it in the place of another one of the same member. Throws
+    /// Inserts the entry, or puts it in the place of another one of the same member, and switches
+    /// its notifications on. Throws
     /// `Kel::MutatorArgNullPointerException` for null, with the model unchanged.
     void entryIs(const LagGroupActionProfileEntry::Ptr& entry);
     /// Removes the entry and returns it; null when there is none.

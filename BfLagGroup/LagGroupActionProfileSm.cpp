@@ -1,5 +1,7 @@
 #include "BfLagGroup/LagGroupActionProfileSm.h"
 
+#include "BfLagGroup/Site.h"
+
 namespace BfLagGroup {
 
 using RuxTable::RuxGroupId;
@@ -27,6 +29,7 @@ LagGroupActionProfileSm::LagGroupActionProfileSm(const LagGroupActionProfile::Pt
                                                  const GlimtKeyManager::Ptr& glimtKeyManager,
                                                  const StatusManager::Ptr& statusManager)
     : helper_(helper), glimtKeyManager_(glimtKeyManager), statusManager_(statusManager) {
+    const Kel::Pin pin(*this); // reachable through the profile's notifiees from here on
     if (profile) {
         lagGroupActionProfile_ = new KelLagGroupActionProfile(profile, this);
         lagGroupActionProfile_->hasNotificationActiveIs(true);
@@ -40,6 +43,7 @@ LagGroupActionProfileSm::LagGroupActionProfileSm(const LagGroupActionProfile::Pt
 }
 
 LagGroupActionProfileSm::~LagGroupActionProfileSm() {
+    const Kel::Pin pin(*this);
     LagGroupActionProfileSm::kelDoZombieReactors(true);
     if (lagGroupActionProfile_) {
         lagGroupActionProfile_->ownerDel();
@@ -99,6 +103,14 @@ void LagGroupActionProfileSm::kelDoZombieReactors(bool zombie) {
     kelMarkedForDeletionIs(zombie);
 }
 
+const LagGroupTableHelper& LagGroupActionProfileSm::requiredHelper() const {
+    constexpr Site kSite{"const BfLagGroup::LagGroupTableHelper& "
+                         "BfLagGroup::LagGroupActionProfileSm::requiredHelper() const",
+                         "requiredHelper"};
+    require(helper_ != nullptr, "helper()", kSite);
+    return *helper_;
+}
+
 LagGroupActionProfile::Ptr LagGroupActionProfileSm::lagGroupActionProfile() const {
     return lagGroupActionProfile_ ? lagGroupActionProfile_->model() : nullptr;
 }
@@ -129,6 +141,12 @@ LagGroupActionProfileSm::actionProfileIs(const Kel::Ptr<LagGroupActionProfileEnt
         reactor->notifierIs(entry);
     } else {
         reactor = new KelActionProfile(entry, this);
+        if (const auto newer = actionProfile(entry->memberId())) {
+            // Somebody whom the new handle was announced to has replaced the entry, and what is
+            // programmed now is theirs.
+            reactor->ownerDel();
+            return newer;
+        }
         reactor->hasNotificationActiveIs(true);
         actionProfile_.newMember(reactor);
     }
@@ -165,6 +183,11 @@ LagGroupActionProfileSm::groupIs(const Kel::Ptr<LagGroupGroup const>& group) {
         groupDel(group->groupId());
     }
     KelGroup::Ptr reactor = new KelGroup(group, this);
+    if (const auto newer = this->group(group->groupId())) {
+        // Likewise: the handle that counts is the one of the newer group.
+        reactor->ownerDel();
+        return newer;
+    }
     reactor->hasNotificationActiveIs(true);
     group_.newMember(reactor);
     // The initial member came into the model while the reactor was not yet told of anything.
@@ -186,11 +209,15 @@ void LagGroupActionProfileSm::groupDelAll() {
 }
 
 void LagGroupActionProfileSm::kel_handleActionProfile(const Kel::Ptr<KelActionProfile>& reactor) {
-    reactor->handleActionProfileDel();
+    if (reactor) {
+        reactor->handleActionProfileDel();
+    }
 }
 
 void LagGroupActionProfileSm::kel_handleGroup(const Kel::Ptr<KelGroup>& reactor) {
-    reactor->handleGroupDel();
+    if (reactor) {
+        reactor->handleGroupDel();
+    }
 }
 
 } // namespace BfLagGroup

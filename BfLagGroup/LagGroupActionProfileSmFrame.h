@@ -68,6 +68,8 @@ class KEL_EXPORT LagGroupActionProfileSm
     LagGroupActionProfile::Ptr lagGroupActionProfileDel();
 
     const LagGroupTableHelper::Ptr& helper() const noexcept { return helper_; }
+    /// What the reactors work with; a missing one is a fatal assertion.
+    const LagGroupTableHelper& requiredHelper() const;
     const GlimtKeyManager::Ptr& glimtKeyManager() const noexcept { return glimtKeyManager_; }
     const StatusManager::Ptr& statusManager() const noexcept { return statusManager_; }
 

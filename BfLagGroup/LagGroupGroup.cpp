@@ -24,6 +24,7 @@ LagGroupGroup::LagGroupGroup(RuxGroupId groupId, U32 groupSize, U32 initialMembe
       initialMemberId_(initialMemberId), actionType_(actionType) {}
 
 LagGroupGroup::~LagGroupGroup() {
+    const Kel::Pin pin(*this); // what is announced from here on finds an object that stays
     memberDelAll();
     notifiees_.deleteAll();
     member_.emptyAllBuckets();
@@ -48,13 +49,14 @@ LagGroupMember::Ptr LagGroupGroup::memberIs(RuxMemberId memberId) {
 LagGroupMember::Ptr LagGroupGroup::memberDel(RuxMemberId memberId) {
     LagGroupMember::Ptr removed = member_.deleteMember(memberId);
     if (removed) {
-        removed->parentIs(nullptr);
+        removed->handleParent(nullptr, "");
         notifiees_.visit(kMember, &memberId);
     }
     return removed;
 }
 
 void LagGroupGroup::memberDelAll() {
+    const Kel::Pin pin(*this);
     member_.memberDelAll([this](RuxMemberId memberId) { memberDel(memberId); });
 }
 

@@ -1,5 +1,7 @@
 #include "BfLagGroup/LagGroupTable.h"
 
+#include <optional>
+
 #include "BfLagGroup/Site.h"
 #include "driver-status/PdCall.h"
 
@@ -118,22 +120,22 @@ struct Write {
     }
 };
 
-/// The first key of the map that has the handle, or null.
+/// The first key of the map that has the handle.
 template <class Map>
-const typename Map::Key* keyOfHandle(const Map& map, U32 handle) {
+std::optional<typename Map::Key> keyOfHandle(const Map& map, U32 handle) {
     for (const auto& node : map) {
         if (node.value().value() == handle) {
-            return &node.key();
+            return node.key();
         }
     }
-    return nullptr;
+    return std::nullopt;
 }
 
 /// What a read-back entry points at, as a value of the driver, and traced.
 template <class Map>
 LagGroupMemberOrGroupOrNone pointee(const Map& map, U32 handle, bool isMember,
                                     RuxSdkEntryHandle entry) {
-    const auto* id = keyOfHandle(map, handle);
+    const auto id = keyOfHandle(map, handle);
     if (!id) {
         return {};
     }
@@ -160,11 +162,13 @@ LagGroupTable::~LagGroupTable() {
 }
 
 LagGroupMatchSpec::Ptr LagGroupTable::defaultMatchSpecIs() {
-    if (!defaultMatchSpec_) {
-        defaultMatchSpec_ = LagGroupMatchSpec::LagGroupMatchSpecIs();
-        notifiees_.visit(kDefaultMatchSpec);
+    if (defaultMatchSpec_) {
+        return defaultMatchSpec_;
     }
-    return defaultMatchSpec_;
+    const auto made = LagGroupMatchSpec::LagGroupMatchSpecIs();
+    defaultMatchSpec_ = made;
+    notifiees_.visit(kDefaultMatchSpec);
+    return made;
 }
 
 LagGroupMatchSpec::Ptr LagGroupTable::defaultMatchSpecDel() {

@@ -51,16 +51,19 @@ void LagGroupTableHandles::handleIs(Map& map, Kel::AttributeId id, const typenam
     if (node && node->value() == handle) {
         return;
     }
-    map.memberIs(key, handle);
-    notifiees_.visit(id, &key);
+    // The caller's key may be the map's own, and a notifiee may change the map.
+    const typename Map::Key announced = key;
+    map.memberIs(announced, handle);
+    notifiees_.visit(id, &announced);
 }
 
 template <class Map>
 typename Map::Value LagGroupTableHandles::handleDel(Map& map, Kel::AttributeId id,
                                                     const typename Map::Key& key) {
+    const typename Map::Key announced = key; // the caller's may be the map's own, and go with it
     typename Map::Value handle;
-    if (map.deleteMemberG(key, &handle)) {
-        notifiees_.visit(id, &key);
+    if (map.deleteMemberG(announced, &handle)) {
+        notifiees_.visit(id, &announced);
     }
     return handle;
 }
@@ -97,12 +100,15 @@ RuxSdkMemberHandle LagGroupTableHandles::memberDel(RuxMemberId memberId) {
 }
 
 void LagGroupTableHandles::entryDelAll() {
+    const Kel::Pin pin(*this);
     entry_.memberDelAll([this](const auto& match) { entryDel(match); });
 }
 void LagGroupTableHandles::groupDelAll() {
+    const Kel::Pin pin(*this);
     group_.memberDelAll([this](RuxGroupId groupId) { groupDel(groupId); });
 }
 void LagGroupTableHandles::memberDelAll() {
+    const Kel::Pin pin(*this);
     member_.memberDelAll([this](RuxMemberId memberId) { memberDel(memberId); });
 }
 

@@ -58,19 +58,19 @@ LagGroupTableHandles::Ptr LagGroupTableHelper::sdkHandlesDel() {
 
 LagGroupTableHelper::PdLib::Ptr LagGroupTableHelper::pdLibIs(const Kel::Name& pdLibName,
                                                              void* dlHandle, U32 sessionId) {
-    if (pdLib_) {
-        const bool isSame = pdLib_->name() == pdLibName;
-        pdLib_->dlHandleIs(dlHandle);
-        pdLib_->sessionIdIs(sessionId);
+    if (const PdLib::Ptr present = pdLib_) {
+        const bool isSame = present->name() == pdLibName;
+        present->dlHandleIs(dlHandle);
+        present->sessionIdIs(sessionId);
         if (isSame) {
-            return pdLib_;
+            return present;
         }
-        pdLib_->parentIs(nullptr);
+        present->parentIs(nullptr);
     }
-    PdLib::Ptr pdLib = new PdLib(pdLibName, dlHandle, sessionId);
-    pdLib->hasNotificationActiveIs(true);
-    pdLib_ = pdLib;
-    return pdLib;
+    PdLib::Ptr made = new PdLib(pdLibName, dlHandle, sessionId);
+    made->hasNotificationActiveIs(true);
+    pdLib_ = made;
+    return made;
 }
 
 LagGroupTableHelper::PdLib::Ptr LagGroupTableHelper::pdLibDel() {

@@ -75,7 +75,8 @@ void RatioReporter::print(const Comparison& comparison) {
             continue;
         }
         if (ratios.empty()) {
-            out << "\n" << comparison.ours << " / " << comparison.peer << "\n";
+            out << "\n"
+                << comparison.table << ": " << comparison.ours << " / " << comparison.peer << "\n";
         }
         ratios.push_back(time / peer->second);
         out << "  " << std::left << std::setw(32) << cell << std::right << std::fixed

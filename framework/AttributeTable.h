@@ -287,6 +287,9 @@ struct AttributeTable {
 
     static std::unique_ptr<GenericIterator> iterator(void* object, const Attribute* attribute) {
         std::unique_ptr<GenericIterator> iterator;
+        if (!attribute) {
+            return iterator;
+        }
         static_cast<void>(
             ((attribute->id == Rows::id && (iterator = Rows::iterate(objectOf(object)), true)) ||
              ...));
@@ -294,13 +297,15 @@ struct AttributeTable {
     }
 
     /// The type record of a counted class.
-    static constexpr Type objectType(const char* name, const Type& base) {
+    static constexpr Type objectType(const char* name, const Type& base,
+                                     std::span<const char* const> constructorParameters = {}) {
         return Type{.name = name,
                     .kind = Type::Kind::object,
                     .base = &base,
                     .attributes = attributes,
                     .genericIf = &genericIf,
-                    .iteratorFactory = &iterator};
+                    .iteratorFactory = &iterator,
+                    .constructorParameters = constructorParameters};
     }
 
     /// The type record of a plain value.

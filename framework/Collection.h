@@ -28,9 +28,10 @@ struct CollectionTraits<HashMap<T, K, kSeed>> {
     static Value valueOf(T* element) { return element; }
 };
 
-template <class Node, U32 kSeed>
-struct CollectionTraits<HashMap2018<Node, kSeed>> {
-    using Map = HashMap2018<Node, kSeed>;
+template <class N, U32 kSeed>
+struct CollectionTraits<HashMap2018<N, kSeed>> {
+    using Map = HashMap2018<N, kSeed>;
+    using Node = typename Map::Node;
     using Key = typename Node::Key;
     using Value = typename Node::Value;
 

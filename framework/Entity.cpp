@@ -9,11 +9,21 @@ struct Entity::Attributes {
 constinit const Type Entity::fwkType_ =
     Entity::Attributes::Table::objectType("Kel::Entity", PtrInterface::fwkType_);
 
-EntityChildren::Iterator::Iterator(Entity* at) : at_(at), next_(at ? at->next_ : nullptr) {}
+EntityChildren::Iterator::Iterator(const EntityChildren& children, Entity* at)
+    : children_(&children), at_(at), serial_(at ? at->childSerial_ : 0),
+      changes_(children.changes_) {}
 
 EntityChildren::Iterator& EntityChildren::Iterator::operator++() {
-    *this = Iterator(next_);
-    return *this;
+    Entity* next = nullptr;
+    if (changes_ == children_->changes_) {
+        next = at_->next_;
+    } else {
+        next = children_->first_;
+        while (next && next->childSerial_ <= serial_) {
+            next = next->next_;
+        }
+    }
+    return *this = Iterator(*children_, next);
 }
 
 Entity* EntityChildren::lookup(const Name& component) const {
@@ -46,6 +56,14 @@ Name Entity::fullName() const {
     return parent_ ? Name(parent_->fullName() + "/" + component()) : component();
 }
 
+void Entity::parentIs(const Kel::Ptr<Entity>& parent) {
+    const bool isChanged = parent.ptr() != parent_;
+    handleParent(parent.ptr(), "");
+    if (isChanged) {
+        notifiees_.visit(kParent);
+    }
+}
+
 void Entity::handleParent(Entity* parent, const char* attrName) {
     for (const Entity* ancestor = parent; ancestor; ancestor = ancestor->parent_) {
         if (ancestor == this) {
@@ -68,6 +86,8 @@ void Entity::attach(Entity& parent) noexcept {
     (previous_ ? previous_->next_ : siblings.first_) = this;
     siblings.last_ = this;
     ++siblings.size_;
+    ++siblings.changes_;
+    childSerial_ = ++siblings.latestSerial_;
 }
 
 void Entity::detach() noexcept {
@@ -78,6 +98,7 @@ void Entity::detach() noexcept {
     (previous_ ? previous_->next_ : siblings.first_) = next_;
     (next_ ? next_->previous_ : siblings.last_) = previous_;
     --siblings.size_;
+    ++siblings.changes_;
     parent_ = nullptr;
     previous_ = next_ = nullptr;
     parentAttrName_ = "";

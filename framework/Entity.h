@@ -11,32 +11,36 @@ namespace Kel {
 class Entity;
 
 /// The entities that name one entity as their parent, in the order in which they came. Look-up by
-/// name is linear: it serves tools, not the running system.
+/// name is linear: it serves tools, not the running system. A walk tolerates any change under way.
 class KEL_EXPORT EntityChildren {
   public:
     class Iterator {
       public:
-        explicit Iterator(Entity* at);
+        explicit Iterator(const EntityChildren& children, Entity* at);
         Entity* const& operator*() const noexcept { return at_; }
         Iterator& operator++();
         bool operator!=(const Iterator& other) const noexcept { return at_ != other.at_; }
 
       private:
+        const EntityChildren* children_;
         Entity* at_;
-        /// Found ahead, so that the current child may be detached or destroyed under the iterator.
-        Entity* next_;
+        /// By which the place is found again after a change, when the child may be gone.
+        U64 serial_;
+        U64 changes_;
     };
 
     Entity* lookup(const Name& component) const;
     U32 size() const noexcept { return size_; }
-    Iterator begin() const { return Iterator(first_); }
-    Iterator end() const { return Iterator(nullptr); }
+    Iterator begin() const { return Iterator(*this, first_); }
+    Iterator end() const { return Iterator(*this, nullptr); }
 
   private:
     friend class Entity;
     Entity* first_ = nullptr;
     Entity* last_ = nullptr;
     U32 size_ = 0;
+    U64 changes_ = 0;
+    U64 latestSerial_ = 0;
 };
 
 /**
@@ -47,6 +51,8 @@ class KEL_EXPORT EntityChildren {
  */
 class KEL_EXPORT Entity : public Object<Entity, PtrInterface> {
   public:
+    static constexpr AttributeId kParent = 138;
+
     explicit Entity(Name name);
     ~Entity() override;
 
@@ -65,8 +71,9 @@ class KEL_EXPORT Entity : public Object<Entity, PtrInterface> {
 
     /// Makes `parent` the parent; null detaches. Throws `RangeException` and changes nothing when
     /// `parent` is this entity or one of its descendants.
-    void parentIs(const Kel::Ptr<Entity>& parent) { handleParent(parent.ptr(), ""); }
-    /// The same, for the attribute `attrName` of the parent (a string that outlives the entity).
+    void parentIs(const Kel::Ptr<Entity>& parent);
+    /// The same, for the attribute `attrName` of the parent (a string that outlives the entity),
+    /// and unannounced: it is part of a change of that attribute, which the parent announces.
     void handleParent(Entity* parent, const char* attrName);
 
     static const Type fwkType_;
@@ -91,6 +98,8 @@ class KEL_EXPORT Entity : public Object<Entity, PtrInterface> {
     const char* parentAttrName_ = "";
     Entity* previous_ = nullptr;
     Entity* next_ = nullptr;
+    /// Rises in the order in which children come to one parent.
+    U64 childSerial_ = 0;
 };
 
 template <>
@@ -112,11 +121,12 @@ struct CollectionTraits<EntityChildren> {
 /// The attribute table of an entity class: the five attributes of every entity, then its own.
 template <class C, class... Rows>
 struct EntityRows {
-    using Table = AttributeTable<C, ScalarRow<"name", 130, &Entity::name>,
-                                 ScalarRow<"parent", 138, &Entity::parent, &Entity::parentIs>,
-                                 ScalarRow<"parentAttrName", 139, &Entity::parentAttrName>,
-                                 ScalarRow<"fullName", 141, &Entity::fullName>,
-                                 CollectionRow<"entity", 143, &Entity::children_>, Rows...>;
+    using Table =
+        AttributeTable<C, ScalarRow<"name", 130, &Entity::name>,
+                       ScalarRow<"parent", Entity::kParent, &Entity::parent, &Entity::parentIs>,
+                       ScalarRow<"parentAttrName", 139, &Entity::parentAttrName>,
+                       ScalarRow<"fullName", 141, &Entity::fullName>,
+                       CollectionRow<"entity", 143, &Entity::children_>, Rows...>;
 };
 template <class C, class... Rows>
 using EntityAttributeTable = typename EntityRows<C, Rows...>::Table;

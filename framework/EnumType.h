@@ -106,13 +106,17 @@ struct GenericIfEnumMethods {
             return kGenericUnknown;
         }
         const E value = *static_cast<const E*>(object);
+        const auto done = [result](bool holds) {
+            if (result) {
+                *static_cast<bool*>(result) = holds;
+            }
+            return kGenericDone;
+        };
         switch (operation) {
         case Operation::isDefault:
-            *static_cast<bool*>(result) = value == E{};
-            return kGenericDone;
+            return done(value == E{});
         case Operation::isEqual:
-            *static_cast<bool*>(result) = value == *static_cast<const E*>(arguments[0]);
-            return kGenericDone;
+            return done(value == *static_cast<const E*>(arguments[0]));
         default:
             return kGenericUnsupported;
         }

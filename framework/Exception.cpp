@@ -21,12 +21,11 @@ String valueText(const Attribute* attribute, const void* value) {
     return printable ? attribute->valueType->valueString(value) : String("?");
 }
 
-[[noreturn]] void throwReinstantiating(const Entity& entity, AttributeId id, const String& newValue,
-                                       const String& oldValue) {
+String reinstantiationText(const Entity& entity, AttributeId id, const String& newValue,
+                           const String& oldValue) {
     const Type& type = *entity.fwkType();
-    throw MutatorReinstantiatingException(String(type.name) + " '" + entity.fullName() +
-                                          "': cannot change " + attributeName(type, id) + " from " +
-                                          oldValue + " to " + newValue);
+    return String(type.name) + " '" + entity.fullName() + "': cannot change " +
+           attributeName(type, id) + " from " + oldValue + " to " + newValue;
 }
 
 } // namespace
@@ -77,14 +76,15 @@ void throwMutatorArgNullPointerException(const char* type, const char* attribute
 
 void throwMutatorReinstantiating(const Entity* entity, AttributeId id, const U32& newValue,
                                  const U32& oldValue) {
-    throwReinstantiating(*entity, id, valueToStrep(newValue), valueToStrep(oldValue));
+    throw MutatorReinstantiatingException(
+        reinstantiationText(*entity, id, valueToStrep(newValue), valueToStrep(oldValue)));
 }
 
 void Impl::throwMutatorReinstVal(const Entity* entity, AttributeId id, const void* newValue,
                                  const void* oldValue) {
     const Attribute* attribute = entity->fwkType()->attribute(id);
-    throwReinstantiating(*entity, id, valueText(attribute, newValue),
-                         valueText(attribute, oldValue));
+    throw MutatorReinstValException(reinstantiationText(*entity, id, valueText(attribute, newValue),
+                                                        valueText(attribute, oldValue)));
 }
 
 } // namespace Kel

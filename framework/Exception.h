@@ -98,6 +98,10 @@ class KEL_EXPORT MutatorArgNullPointerException : public ExceptionOfId<Exception
 class KEL_EXPORT MutatorReinstantiatingException : public ExceptionOfId<Exception::kMutator> {
     using ExceptionOfId::ExceptionOfId;
 };
+/// The same for an attribute that is not a number.
+class KEL_EXPORT MutatorReinstValException : public MutatorReinstantiatingException {
+    using MutatorReinstantiatingException::MutatorReinstantiatingException;
+};
 /// The generic attribute interface: the class lacks the attribute.
 class KEL_EXPORT UnknownAttributeException : public ExceptionOfId<Exception::kAttribute> {
     using ExceptionOfId::ExceptionOfId;

@@ -72,8 +72,9 @@ void checkArguments(const Attribute& attribute, Operation operation,
     const auto required = requiredTypes(attribute, operation);
     if (given.size() != required.size()) {
         throw TypeException(attributeText(attribute) +
-                            format(" takes %zu arguments to be %s, not %zu", required.size(),
-                                   operationText(operation), given.size()));
+                            format(" takes %zu argument%s to be %s, not %zu", required.size(),
+                                   required.size() == 1 ? "" : "s", operationText(operation),
+                                   given.size()));
     }
     for (std::size_t i = 0; i < given.size(); ++i) {
         if (*given[i] == *required[i]) {
@@ -104,8 +105,9 @@ void GenericIfImpl::throwConversion(const Type& from, const Type& to) {
 }
 
 void GenericIfImpl::performChecked(const Target& target, std::string_view name, Operation operation,
-                            const Type* resultType, void* result,
-                            std::span<const Type* const> given, const void* const* arguments) {
+                                   const Type* resultType, void* result,
+                                   std::span<const Type* const> given,
+                                   const void* const* arguments) {
     const Attribute* attribute = target.type->attribute(name);
     if (!attribute) {
         throwUnknown(*target.type, name);

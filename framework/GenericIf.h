@@ -32,6 +32,9 @@ namespace Kel {
 
 namespace GenericIfImpl {
 
+using Kel::throwTypeException;
+using Kel::throwUnhashableException;
+
 /// Converts a generic pointer; null stays null, an object of another class is a `TypeException`.
 template <class T>
 Ptr<T> convertPointer(const Ptr<PtrInterface>& object);
@@ -63,8 +66,8 @@ requires(!std::derived_from<V, PtrInterface> && requires { V::fwkType_; }) Targe
 /// A checked call of the generic operation: `given` are the types of the arguments, `resultType`
 /// that of the result, or null where none is wanted.
 KEL_EXPORT void performChecked(const Target& target, std::string_view name, Operation operation,
-                               const Type* resultType, void* result, std::span<const Type* const> given,
-                        const void* const* arguments);
+                               const Type* resultType, void* result,
+                               std::span<const Type* const> given, const void* const* arguments);
 
 template <class Result, class... Arguments>
 void perform(const Target& target, std::string_view name, Operation operation, Result* result,

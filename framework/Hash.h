@@ -77,6 +77,22 @@ constexpr U32 mixWord32(U32 word, U32 seed) noexcept {
     return x * 0xd35a2d97u;
 }
 
+constexpr U32 inverseFactor(U32 odd) noexcept {
+    U32 inverse = odd; // right in the low 3 bits; each step doubles them
+    for (int bits = 3; bits < 32; bits *= 2) {
+        inverse *= 2 - odd * inverse;
+    }
+    return inverse;
+}
+
+constexpr U32 unmixWord32(U32 mixed, U32 seed) noexcept {
+    U32 x = mixed * inverseFactor(0xd35a2d97u);
+    x ^= x >> 15 ^ x >> 30;
+    x *= inverseFactor(0x21f0aaadu);
+    x ^= x >> 16;
+    return x ^ seed;
+}
+
 constexpr U32 mixWord64(U64 word, U32 seed) noexcept {
     U64 x = (word ^ (seed * 0x9e3779b97f4a7c15ull)) * 0xd6e8feb86659fd93ull;
     x ^= x >> 32;
@@ -109,6 +125,19 @@ inline U32 keyHash(const Key& key, U32 seed) noexcept {
         return Impl::mixWord64(keyWord(key), seed);
     } else {
         return Impl::mixText(key, seed);
+    }
+}
+
+/// The key of this hash: undoes `keyHash` for the keys of which equal hashes mean equal keys.
+/// REQUIRES: `hash` is the hash of some key.
+template <class Key>
+requires kKeyHashIsExact<Key>
+inline Key keyOfHash(U32 hash, U32 seed) noexcept {
+    const U32 word = Impl::unmixWord32(hash, seed);
+    if constexpr (IdKey<Key>) {
+        return Key(word);
+    } else {
+        return static_cast<Key>(word);
     }
 }
 

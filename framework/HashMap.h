@@ -127,7 +127,7 @@ class HashMap {
     }
 
     /// Removes the element under `key` and hands it over with its reference; null when absent.
-    [[nodiscard]] Ptr<T> deleteMember(const Key& key) {
+    Ptr<T> deleteMember(const Key& key) {
         const U32 hash = keyHash(key, Seed);
         T** place = &buckets_[bucketIndex(hash)];
         while (*place && !isUnder(*place, hash, key)) {

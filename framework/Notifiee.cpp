@@ -1,5 +1,6 @@
 #include "framework/Notifiee.h"
 
+#include "framework/Assert.h"
 #include "framework/Type.h"
 
 namespace Kel {
@@ -15,18 +16,15 @@ Activity& Activity::notification() noexcept {
 }
 
 PtrInterface::NotifieeConst::~NotifieeConst() {
-    for (Telling* telling = telling_; telling; telling = telling->outer_) {
-        telling->notifiee_ = nullptr;
-    }
-    isRegisteredNotifieeIs(false);
+    forgetNotifier();
+    NotifieeList::notifieeDied(*this);
 }
 
 void PtrInterface::NotifieeConst::handleNotification(ActivityConfig* config) {
-    if (!isRegisteredNotifiee() || !hasNotificationActive() ||
-        !notifier()->hasNotificationActive()) {
-        return;
+    assertThat(config != nullptr, "config");
+    if (isRegistered_) {
+        notifier_->notifieeList()->deliverTo(*this, config->attributeId, config->key);
     }
-    tell(config->attributeId, config->key);
 }
 
 void PtrInterface::NotifieeConst::onNotificationException() {}
@@ -47,28 +45,46 @@ void PtrInterface::NotifieeConst::notifierIs(const Kel::Ptr<PtrInterface const>&
 }
 
 void PtrInterface::NotifieeConst::notifierIs(const PtrInterface* notifier) {
+    NotifieeList* list = notifier ? notifier->notifieeList() : nullptr;
+    if (!list) {
+        notifier = nullptr;
+    }
     if (notifier == notifier_) {
         return;
     }
-    isRegisteredNotifieeIs(false);
-    notifier_ = notifier;
-    isRegisteredNotifieeIs(true);
+    forgetNotifier();
+    if (list) {
+        list->newMember(*this);
+        notifier_ = notifier;
+    }
 }
 
 void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
-    if (registered == isRegisteredNotifiee()) {
+    if (registered == isRegistered_ || !notifier_) {
         return;
     }
-    if (!registered) {
-        list_->deleteMember(*this);
-    } else if (NotifieeList* list = notifier_ ? notifier_->notifieeList() : nullptr) {
-        list->newMember(*this);
+    NotifieeList& list = *notifier_->notifieeList();
+    if (registered) {
+        list.newMember(*this);
+        list.unpark(*this);
+    } else {
+        list.deleteMember(*this);
+        list.park(*this);
+    }
+}
+
+void PtrInterface::NotifieeConst::forgetNotifier() noexcept {
+    if (notifier_) {
+        NotifieeList& list = *notifier_->notifieeList();
+        isRegistered_ ? list.deleteMember(*this) : list.unpark(*this);
+        dropNotifier();
     }
 }
 
 void PtrInterface::NotifieeConst::dropNotifier() noexcept {
     notifier_ = nullptr;
-    list_ = nullptr;
+    nextParked_ = nullptr;
+    isRegistered_ = false;
 }
 
 } // namespace Kel

@@ -57,17 +57,18 @@ class KEL_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
     /// The context in which this notifiee is told.
     virtual Activity* kelFwkActivity() const;
     virtual Activity* actsm() const;
-    /// Follows `notifier` from now on, or nothing when it is null. A reactor overrides this to catch
-    /// up with its new notifier.
+    /// Follows `notifier` from now on, or nothing when it is null. A reactor overrides this to
+    /// catch up with its new notifier.
     virtual void notifierIs(const Kel::Ptr<PtrInterface const>& notifier);
 
-    /// Registers on `notifier` in place of the present one; null only unregisters.
+    /// Registers on `notifier` in place of the present one; null only unregisters. An object that
+    /// announces nothing (without `notifieeList()`) cannot be followed, and counts as null.
     void notifierIs(const PtrInterface* notifier);
     const PtrInterface* notifier() const noexcept { return notifier_; }
 
     /// Unregisters from the notifier without forgetting it, or registers on it again.
     void isRegisteredNotifieeIs(bool registered);
-    bool isRegisteredNotifiee() const noexcept { return list_ != nullptr; }
+    bool isRegisteredNotifiee() const noexcept { return isRegistered_; }
 
     static const Type fwkType_;
 
@@ -79,44 +80,15 @@ class KEL_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
   private:
     friend class Kel::NotifieeList;
 
-    /// One `onAttribute` under way. A handler may destroy the notifiee, which then leaves null here.
-    struct Telling {
-        explicit Telling(NotifieeConst& notifiee) noexcept
-            : notifiee_(&notifiee), outer_(notifiee.telling_) {
-            notifiee.telling_ = this;
-        }
-        ~Telling() {
-            if (notifiee_) {
-                notifiee_->telling_ = outer_;
-            }
-        }
-        Telling(const Telling&) = delete;
-        Telling& operator=(const Telling&) = delete;
-
-        NotifieeConst* notifiee_;
-        Telling* outer_;
-    };
-
-    /// Calls `onAttribute`. An exception from it first reaches `onNotificationException()`, unless
-    /// the notifiee is gone by then.
-    void tell(AttributeId id, const void* key) {
-        Telling telling(*this);
-        try {
-            onAttribute(id, key);
-        } catch (...) {
-            if (telling.notifiee_) {
-                onNotificationException();
-            }
-            throw;
-        }
-    }
+    void forgetNotifier() noexcept;
     void dropNotifier() noexcept;
 
     const PtrInterface* notifier_ = nullptr;
-    NotifieeList* list_ = nullptr;
-    Telling* telling_ = nullptr;
-    /// Where this notifiee stands in `list_`.
+    /// Where this notifiee stands among the slots of the notifier's list, while it is registered.
     U32 slot_ = 0;
+    bool isRegistered_ = false;
+    /// Its place among the list's unregistered notifiees otherwise.
+    NotifieeConst* nextParked_ = nullptr;
 };
 
 } // namespace Kel

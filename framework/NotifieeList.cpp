@@ -1,40 +1,79 @@
 #include "framework/NotifieeList.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "framework/Notifiee.h"
 
 namespace Kel {
 
-/// A visit under way. Visits of one list nest; the outermost one closes the gaps when it ends.
-struct NotifieeList::Visit {
+/// A visit under way. Visits nest, those of one list and those of different lists alike; the last
+/// one of a list closes the gaps among its slots.
+class NotifieeList::Visit {
+  public:
     // The compiler takes the link for one that outlives the visit, as it does not see that the
-    // destructor undoes it unless the list is gone.
+    // destructor undoes it.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdangling-pointer"
-    explicit Visit(NotifieeList& list) noexcept : list_(&list), outer_(list.innermost_) {
-        list.innermost_ = this;
+    explicit Visit(NotifieeList& list) noexcept : list_(&list), outer_(innermost_) {
+        innermost_ = this;
+        ++list.visits_;
     }
 #pragma GCC diagnostic pop
     ~Visit() {
-        if (list_) {
-            list_->innermost_ = outer_;
-            if (!outer_ && list_->holes_ != 0) {
-                list_->compact();
-            }
+        innermost_ = outer_;
+        if (list_ && --list_->visits_ == 0 && list_->holes_ != 0) {
+            list_->compact();
         }
     }
     Visit(const Visit&) = delete;
     Visit& operator=(const Visit&) = delete;
 
-    /// Null once the list has died under the visit.
+    /// Runs `tell(notifiee)`; an exception from it first reaches the notifiee, if that is alive.
+    template <class Tell>
+    void run(PtrInterface::NotifieeConst& notifiee, Tell&& tell) {
+        told_ = &notifiee;
+        try {
+            tell(notifiee);
+        } catch (...) {
+            if (told_) {
+                told_->onNotificationException();
+            }
+            throw;
+        }
+    }
+
+    bool isListAlive() const noexcept {
+        return list_ != nullptr;
+    }
+
+    static void listDied(const NotifieeList& list) noexcept {
+        for (Visit* visit = innermost_; visit; visit = visit->outer_) {
+            if (visit->list_ == &list) {
+                visit->list_ = nullptr;
+            }
+        }
+    }
+    static void notifieeDied(const PtrInterface::NotifieeConst& notifiee) noexcept {
+        for (Visit* visit = innermost_; visit; visit = visit->outer_) {
+            if (visit->told_ == &notifiee) {
+                visit->told_ = nullptr;
+            }
+        }
+    }
+
+  private:
+    /// All visits of the notification thread.
+    inline static Visit* innermost_ = nullptr;
+
     NotifieeList* list_;
+    PtrInterface::NotifieeConst* told_ = nullptr;
     Visit* outer_;
 };
 
 NotifieeList::~NotifieeList() {
-    for (Visit* visit = innermost_; visit; visit = visit->outer_) {
-        visit->list_ = nullptr;
+    if (visits_ != 0) {
+        Visit::listDied(*this);
     }
     deleteAll();
     if (slots_ != &inline_) {
@@ -50,9 +89,18 @@ void NotifieeList::deleteAll() noexcept {
             notifiee->dropNotifier();
         }
     }
-    if (!innermost_) {
+    while (parked_) {
+        PtrInterface::NotifieeConst* notifiee = parked_;
+        parked_ = notifiee->nextParked_;
+        notifiee->dropNotifier();
+    }
+    if (visits_ == 0) {
         compact();
     }
+}
+
+void NotifieeList::notifieeDied(const PtrInterface::NotifieeConst& notifiee) noexcept {
+    Visit::notifieeDied(notifiee);
 }
 
 template <class Tell>
@@ -60,23 +108,29 @@ void NotifieeList::forEachTolerant(Tell&& tell) {
     Visit visit(*this);
     const U32 end = size_; // who registers from here on is not told
     for (U32 i = 0; i < end; ++i) {
-        PtrInterface::NotifieeConst* notifiee = slots_[i];
-        if (!notifiee) {
-            continue;
-        }
-        tell(*notifiee);
-        if (!visit.list_) {
-            return;
+        if (PtrInterface::NotifieeConst* notifiee = slots_[i]) [[likely]] {
+            visit.run(*notifiee, tell);
+            if (!visit.isListAlive()) [[unlikely]] {
+                return;
+            }
         }
     }
 }
 
 void NotifieeList::deliver(AttributeId id, const void* key) {
+    const PtrInterface& owner = owner_;
     forEachTolerant([&](PtrInterface::NotifieeConst& notifiee) {
-        if (notifiee.hasNotificationActive() && owner_.hasNotificationActive()) {
-            notifiee.tell(id, key);
+        if (notifiee.hasNotificationActive() && owner.hasNotificationActive()) [[likely]] {
+            notifiee.onAttribute(id, key);
         }
     });
+}
+
+void NotifieeList::deliverTo(PtrInterface::NotifieeConst& notifiee, AttributeId id,
+                             const void* key) {
+    if (notifiee.hasNotificationActive() && owner_.hasNotificationActive()) {
+        Visit(*this).run(notifiee, [&](auto& told) { told.onAttribute(id, key); });
+    }
 }
 
 void NotifieeList::visitZeroReferences() {
@@ -88,22 +142,35 @@ void NotifieeList::newMember(PtrInterface::NotifieeConst& notifiee) {
         grow();
     }
     slots_[size_] = &notifiee;
-    notifiee.list_ = this;
     notifiee.slot_ = size_++;
+    notifiee.isRegistered_ = true;
 }
 
 void NotifieeList::deleteMember(PtrInterface::NotifieeConst& notifiee) noexcept {
     slots_[notifiee.slot_] = nullptr;
-    notifiee.list_ = nullptr;
+    notifiee.isRegistered_ = false;
     ++holes_;
     // Closing gaps only when they are half of the slots keeps unregistering at constant cost.
-    if (!innermost_ && holes_ * 2 >= size_) {
+    if (visits_ == 0 && holes_ * 2 >= size_) {
         compact();
     }
 }
 
+void NotifieeList::park(PtrInterface::NotifieeConst& notifiee) noexcept {
+    notifiee.nextParked_ = parked_;
+    parked_ = &notifiee;
+}
+
+void NotifieeList::unpark(PtrInterface::NotifieeConst& notifiee) noexcept {
+    PtrInterface::NotifieeConst** link = &parked_;
+    while (*link != &notifiee) {
+        link = &(*link)->nextParked_;
+    }
+    *link = std::exchange(notifiee.nextParked_, nullptr);
+}
+
 void NotifieeList::grow() {
-    if (!innermost_ && holes_ != 0) {
+    if (visits_ == 0 && holes_ != 0) {
         compact();
         return;
     }

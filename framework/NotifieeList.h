@@ -26,8 +26,9 @@ class KEL_EXPORT NotifieeList {
      * active that attribute `id` changed; `key` points at the key of the affected element of a
      * collection, and is null for a scalar.
      *
-     * An exception from a notifiee first reaches its `onNotificationException()`, unless the handler
-     * destroyed it, and then leaves the visit at once; the remaining notifiees are not told.
+     * An exception from a notifiee first reaches its `onNotificationException()`, unless the
+     * handler destroyed it, and then leaves the visit at once; the remaining notifiees are not
+     * told.
      */
     void visit(AttributeId id, const void* key = nullptr) const {
         if (size_ != 0) {
@@ -57,11 +58,17 @@ class KEL_EXPORT NotifieeList {
 
   private:
     friend class PtrInterface::NotifieeConst;
-    struct Visit;
+    class Visit;
 
     void newMember(PtrInterface::NotifieeConst& notifiee);
     void deleteMember(PtrInterface::NotifieeConst& notifiee) noexcept;
+    void park(PtrInterface::NotifieeConst& notifiee) noexcept;
+    void unpark(PtrInterface::NotifieeConst& notifiee) noexcept;
     void deliver(AttributeId id, const void* key);
+    /// Tells one notifiee, which is registered here, under the rules of a visit.
+    void deliverTo(PtrInterface::NotifieeConst& notifiee, AttributeId id, const void* key);
+    /// Every notifiee says so before it dies, since a visit may be telling it.
+    static void notifieeDied(const PtrInterface::NotifieeConst& notifiee) noexcept;
     template <class Tell>
     void forEachTolerant(Tell&& tell);
     void grow();
@@ -71,10 +78,14 @@ class KEL_EXPORT NotifieeList {
     /// Most objects have exactly one notifiee, which then needs no allocation.
     PtrInterface::NotifieeConst* inline_ = nullptr;
     PtrInterface::NotifieeConst** slots_ = &inline_;
-    Visit* innermost_ = nullptr;
+    /// Notifiees that have unregistered without forgetting the object: they must learn when it
+    /// dies.
+    PtrInterface::NotifieeConst* parked_ = nullptr;
     U32 size_ = 0;
     U32 capacity_ = 1;
     U32 holes_ = 0;
+    /// Visits under way.
+    U32 visits_ = 0;
 };
 
 } // namespace Kel

@@ -34,7 +34,9 @@ U32 PrintedObjects::numberOf(const PtrInterface& object) {
 const PtrInterface* PrintedObjects::object(U32 number) noexcept {
     const auto& objects = registry().objects;
     const auto found = objects.find(number);
-    return found == objects.end() ? nullptr : found->second;
+    // An object that nobody counts is not for text to own.
+    const bool isOwned = found != objects.end() && found->second->kelReferenceCount() != 0;
+    return isOwned ? found->second : nullptr;
 }
 
 void PrintedObjects::drop(const PtrInterface& object) noexcept {

@@ -10,7 +10,7 @@ class PrintedObjects {
   public:
     /// The object's number; gives it one when it has none.
     static U32 numberOf(const PtrInterface& object);
-    /// The live object of that number, or null.
+    /// The live, counted object of that number, or null.
     static const PtrInterface* object(U32 number) noexcept;
     /// Forgets the object, when it has a number. Called as soon as an object begins to die.
     static void drop(const PtrInterface& object) noexcept;

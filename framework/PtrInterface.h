@@ -19,7 +19,8 @@ class Type;
  * one of them took a reference and kept it, destroys the object. While an object is being destroyed
  * it is pinned, so its destructor may hand `this` to code that takes and drops a `Ptr`.
  *
- * Objects may also live on the stack or inside others, as long as nobody keeps a `Ptr` to them.
+ * Objects may also live on the stack or inside others, as long as nobody makes a `Ptr` to them: the
+ * last `Ptr` destroys. Entities belong on the heap, since asking a child for its parent makes one.
  *
  * The virtual operations stand in the order that every class of the system relies on.
  */
@@ -58,6 +59,31 @@ class KEL_EXPORT PtrInterface : public VFPtrInterface {
     friend class PrintedObjects;
     /// Number under which value strings name this object; 0 until it is first printed.
     mutable U32 printedNumber_ = 0;
+};
+
+/**
+ * Keeps an object alive through code that may drop its last reference, or that may take and drop
+ * references before the first owner has taken one (a constructor, an object on the stack).
+ *
+ * When the object had an owner, the end of the pin may be the end of the object.
+ */
+class Pin {
+  public:
+    explicit Pin(const PtrInterface& object) noexcept
+        : object_(object), hadOwner_(object.kelReferenceCount() != 0) {
+        object_.kelReferenceTake();
+    }
+    ~Pin() {
+        if (object_.kelReferenceDrop() && hadOwner_) {
+            object_.handleZeroRef();
+        }
+    }
+    Pin(const Pin&) = delete;
+    Pin& operator=(const Pin&) = delete;
+
+  private:
+    const PtrInterface& object_;
+    bool hadOwner_;
 };
 
 } // namespace Kel

@@ -82,8 +82,8 @@ class TraceRegistry {
     void sinkIs(std::function<void(std::string_view)> sink) { sink_ = std::move(sink); }
 
     void write(const String& line) {
-        if (sink_) {
-            sink_(line);
+        if (const auto sink = sink_) { // a copy: the sink may set another one
+            sink(line);
         } else {
             std::fprintf(stderr, "%s\n", line.charPtr());
         }

@@ -95,6 +95,8 @@ class Type {
     /// Value string of a value of this type; null where there is none.
     String (*valueString)(const void* value) = nullptr;
     const EnumType<U32>* enumeration = nullptr;
+    /// The names of the constructor's parameters, of a class that is made from its attributes.
+    std::span<const char* const> constructorParameters{};
 
     /// The attribute of that name or id, or null.
     KEL_EXPORT const Attribute* attribute(std::string_view attributeName) const noexcept;
@@ -179,8 +181,9 @@ constexpr const Type* typeOf() noexcept {
     return TypeOf<std::remove_cvref_t<T>>::type;
 }
 
-/// A walk over a collection attribute whose class is known only at run time. It tolerates the
-/// deletion of the element that it stands on, as the collection's own iterators do.
+/// A walk over a collection attribute whose class is known only at run time. It tolerates changes
+/// of the collection, as the collection's own iterators do; once the element that it stands on has
+/// been deleted, only `advance()` and `atEnd()` make sense.
 class GenericIterator {
   public:
     virtual ~GenericIterator() = default;

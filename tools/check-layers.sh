@@ -18,8 +18,13 @@ declare -A may=(
 )
 # The agent controls the software ASIC, where there is one, through its C header; from one place.
 exception="agent/AsicControl.* asic/SoftwareAsic.h"
-# The layers of the library take nothing but the C++ and C standard library and dlfcn.h.
+# The layers of the library take nothing but the C++ and C standard library and dlfcn.h; platform
+# also what its files and mappings need of POSIX.
 library="framework driver-status platform BfLagGroup asic"
+system='(dlfcn|link)\.h|std(int|def|bool)\.h'
+declare -A posix=(
+    [platform]='fcntl\.h|unistd\.h|sys/(file|mman|stat|types)\.h'
+)
 
 failed=0
 complain() { echo "$*" >&2; failed=1; }
@@ -49,7 +54,7 @@ for folder in "${!may[@]}"; do
         if [[ " $library " == *" $folder "* ]]; then
             while IFS= read -r header; do
                 complain "$file: <$header> is not of the standard library"
-            done < <(sed -n 's/^ *# *include <\([^>]*[/.][^>]*\)>.*/\1/p' "$file" | grep -vxE 'dlfcn\.h|std(int|def|bool)\.h' || true)
+            done < <(sed -n 's/^ *# *include <\([^>]*[/.][^>]*\)>.*/\1/p' "$file" | grep -vxE "$system${posix[$folder]:+|${posix[$folder]}}" || true)
         fi
     done < <(find "$folder" -name '*.h' -o -name '*.cpp')
 done

@@ -1,6 +1,7 @@
 #include "platform/BfPdLagGroup/BfPdLagGroupIntf.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include "framework/Trace.h"
 
@@ -16,6 +17,24 @@ struct BfPdLagGroupIntf::Attributes {
 
 constinit const Kel::Type BfPdLagGroupIntf::fwkType_ =
     Attributes::Table::objectType("BfPdLagGroup::BfPdLagGroupIntf", Kel::Entity::fwkType_);
+
+namespace {
+
+/// Whether the handle is that of a library which is open now. `dlsym` reads what a handle points
+/// at, so a stale one must not get there. A handle is the address of the library's link map.
+bool isOpenLibrary(const void* handle) noexcept {
+    void* const program = dlopen(nullptr, RTLD_LAZY);
+    bool isOpen = false;
+    for (auto* map = static_cast<const link_map*>(program); map && !isOpen; map = map->l_next) {
+        isOpen = map == handle;
+    }
+    if (program) {
+        dlclose(program);
+    }
+    return isOpen;
+}
+
+} // namespace
 
 void traceMissing(const char* name) {
     static Kel::TraceHandle& handle = *new Kel::TraceHandle("BfLagGroup", false);
@@ -45,8 +64,11 @@ void BfPdLagGroupIntf::sessionIdIs(Kel::U32 sessionId) {
 }
 
 void BfPdLagGroupIntf::resolve() noexcept {
-    void* library = dlHandle_ ? dlHandle_ : RTLD_DEFAULT;
-    forEach([library](auto& operation) { operation.functionIs(dlsym(library, operation.name())); });
+    void* const library = dlHandle_ ? dlHandle_ : RTLD_DEFAULT;
+    const bool isUsable = !dlHandle_ || isOpenLibrary(dlHandle_);
+    forEach([&](auto& operation) {
+        operation.functionIs(isUsable ? dlsym(library, operation.name()) : nullptr);
+    });
 }
 
 } // namespace BfPdLagGroup

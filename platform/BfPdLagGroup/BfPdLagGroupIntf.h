@@ -13,7 +13,8 @@ namespace BfPdLagGroup {
  *     pdLib->p4_pd_velmor_switch_lagGroup_table_delete(pdLib->sessionId(), device, handle);
  *
  * They are resolved by name from the library handle whenever the handle is set; a null handle means
- * the process's own symbols. The handle is borrowed: who opened the library keeps it open.
+ * the process's own symbols, and a handle of no open library resolves nothing. The handle is
+ * borrowed: who opened the library keeps it open.
  */
 class KEL_EXPORT BfPdLagGroupIntf : public Kel::Object<BfPdLagGroupIntf, Kel::Entity>,
                                     public PdOperations {

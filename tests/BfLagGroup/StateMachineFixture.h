@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -93,7 +94,8 @@ inline std::string anonKey(U32 id) {
     return "allocAnon(" + std::to_string(id) + ")";
 }
 
-// ---- Action specs ---------------------------------------------------------------------------------
+// ---- Action specs
+// ---------------------------------------------------------------------------------
 
 template <class Spec>
 Action action(U16 port = 0) {
@@ -133,29 +135,23 @@ inline LagGroupActionProfile::Ptr newProfile() {
  * A model and its state machine over the recording PD library. One journal holds the PD calls and
  * what the key manager and the status manager are told, in their order.
  *
- * When a test ends, groups and state machine are taken down in the safe order, and no object of the
- * library may be left.
+ * At the end the groups and the state machine are taken down in the safe order, and no object of
+ * the driver may be left.
  */
-class StateMachineTest : public testing::Test {
-  protected:
-    StateMachineTest() {
+struct StateMachineWorld {
+    StateMachineWorld() {
         helper = lagGroupTableHelperFactory(kDevice, kPipe);
         helper->pdLibIs("librecording_pd.so", pd.dlHandle(), kPdSession);
         helper->sdkHandlesIs();
     }
 
-    void TearDown() override {
+    ~StateMachineWorld() {
         pd.reset();
         if (sm) {
             giveMissingHandles();
             sm->groupDelAll();
         }
         sm = nullptr;
-        profile = nullptr;
-        helper = nullptr;
-        keys = nullptr;
-        status = nullptr;
-        live.expectUnchanged();
     }
 
     /// Makes the state machine over what `profile` holds, and lets it use `kSmSession`.
@@ -167,20 +163,28 @@ class StateMachineTest : public testing::Test {
     void addEntry(U32 memberId, const Action& action) {
         profile->entryIs(entryOf(memberId, action));
     }
-    /// A setLagPort member of port 100 + `memberId`, without traces in the journal.
+    /// A setLagPort member of port 100 + `memberId`; the journal is empty afterwards.
     void haveEntry(U32 memberId) {
         addEntry(memberId, lagPort(static_cast<U16>(100 + memberId)));
         journal.clear();
+        pd.takeCalls();
     }
-    /// Group `groupId` with member 1 as its initial one and with `members`; the journal is empty.
+    /// A setLagPort group of size 8 with the initial member 1 and with `members`; the journal is
+    /// empty afterwards.
     LagGroupGroup::Ptr haveGroup(U32 groupId, std::initializer_list<U32> members = {}) {
         const auto group = profile->groupIs(RuxGroupId(groupId), 8, 1, kSetLagPort);
         for (U32 memberId : members) {
             group->memberIs(RuxMemberId(memberId));
         }
         journal.clear();
+        pd.takeCalls();
         return group;
     }
+
+    LagGroupActionProfileEntry::Ptr entry(U32 memberId) const {
+        return profile->entry(RuxMemberId(memberId));
+    }
+    LagGroupGroup::Ptr group(U32 groupId) const { return profile->group(RuxGroupId(groupId)); }
 
     U32 memberHandle(U32 memberId) const {
         return helper->sdkHandles()->member(RuxMemberId(memberId)).value();
@@ -197,7 +201,9 @@ class StateMachineTest : public testing::Test {
     Kel::Ptr<Sm::KelActionProfile> memberReactor(U32 memberId) const {
         return sm->actionProfile(RuxMemberId(memberId));
     }
-    Kel::Ptr<Sm::KelGroup> groupReactor(U32 groupId) const { return sm->group(RuxGroupId(groupId)); }
+    Kel::Ptr<Sm::KelGroup> groupReactor(U32 groupId) const {
+        return sm->group(RuxGroupId(groupId));
+    }
     Kel::Ptr<Sm::KelGroup::KelGroupMember> joinedReactor(U32 groupId, U32 memberId) const {
         const auto reactor = groupReactor(groupId);
         return reactor ? reactor->groupMember(RuxMemberId(memberId)) : nullptr;
@@ -206,9 +212,9 @@ class StateMachineTest : public testing::Test {
     test_support::LiveObjects live;
     test_support::Journal journal;
     test_support::RecordingPd pd{&journal};
-    test_support::RecordingKeyManager::Ptr keys = new test_support::RecordingKeyManager(&journal);
+    test_support::RecordingKeyManager::Ptr keys = new test_support::RecordingKeyManager(journal);
     test_support::RecordingStatusManager::Ptr status =
-        new test_support::RecordingStatusManager(&journal);
+        new test_support::RecordingStatusManager(journal);
     LagGroupTableHelper::Ptr helper;
     LagGroupActionProfile::Ptr profile = newProfile();
     Sm::Ptr sm;
@@ -217,22 +223,29 @@ class StateMachineTest : public testing::Test {
     /// So that reactors whose hardware object a test has made fail can be taken down.
     void giveMissingHandles() {
         for (auto& reactor : sm->actionProfile()) {
-            if (memberHandle(reactor->fwkKey().value()) == 0) {
-                helper->sdkHandles()->memberIs(reactor->fwkKey(), RuxSdkMemberHandle(4000));
+            if (const auto id = reactor->fwkKey(); memberHandle(id.value()) == 0) {
+                memberHandleIs(id.value(), 4000);
             }
         }
         for (auto& reactor : sm->group()) {
-            if (groupHandle(reactor->groupId().value()) == 0) {
-                helper->sdkHandles()->groupIs(reactor->groupId(), RuxSdkGroupHandle(4001));
+            if (const auto id = reactor->groupId(); groupHandle(id.value()) == 0) {
+                groupHandleIs(id.value(), 4001);
             }
         }
     }
 };
 
 /// The same, with the state machine started over an empty model.
-class RunningStateMachineTest : public StateMachineTest {
-  protected:
-    RunningStateMachineTest() { start(); }
+struct RunningWorld : StateMachineWorld {
+    RunningWorld() { start(); }
 };
+
+template <class World>
+class TestIn : public testing::Test, protected World {
+  protected:
+    TestIn() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+using StateMachineTest = TestIn<StateMachineWorld>;
+using RunningStateMachineTest = TestIn<RunningWorld>;
 
 } // namespace sm_test

@@ -1,4 +1,4 @@
-#include "PdOperations.h"
+#include "tests/asic/PdOperations.h"
 
 namespace asic_test {
 

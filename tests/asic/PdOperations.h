@@ -1,7 +1,7 @@
 // Every function of the PD API in one list, for what holds for all of them.
 #pragma once
 
-#include "AsicTest.h"
+#include "tests/asic/AsicTest.h"
 
 #include <cstdint>
 #include <vector>

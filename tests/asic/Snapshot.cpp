@@ -1,4 +1,4 @@
-#include "Snapshot.h"
+#include "tests/asic/Snapshot.h"
 
 #include "pd/p4_pd_velmor_switch.h"
 

@@ -6,6 +6,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <set>
 #include <string>
 
 #include "framework/HashMap.h"
@@ -72,20 +73,27 @@ class HashMap2018Checker {
         if (table.capacity == 0) {
             return map.size() == 0 ? "" : "there are nodes without an array";
         }
-        if (table.slots[table.capacity - 1].tag != Map::kEmptyTag) {
-            return "the last slot is in use";
+        for (U32 i = 1; i <= Map::kProbe; ++i) {
+            if (table.used.test(table.capacity - i)) {
+                return "one of the last slots is in use";
+            }
         }
         U32 found = 0;
+        std::set<U32> prefixes;
         for (U32 i = 0; i < table.capacity; ++i) {
-            const bool isUsed = table.slots[i].tag != Map::kEmptyTag;
-            if (((table.used[i / 64] >> i % 64) & 1) != (isUsed ? 1u : 0u)) {
-                return "the bit of a slot is wrong";
-            }
-            if (isUsed) {
+            if (table.used.test(i)) {
                 if (const char* defect = defectAt(table, i)) {
                     return defect;
                 }
+                prefixes.insert(table.prefix(table.slots[i].tag()));
                 ++found;
+            } else if (table.slots[i].tag() != Map::kEmptyTag) {
+                return "an unused slot has a tag";
+            }
+        }
+        for (U32 prefix = 0; prefix < table.homes() << Map::kPrefixBits; ++prefix) {
+            if (table.present.test(prefix) != prefixes.contains(prefix)) {
+                return "the bit of a prefix is wrong";
             }
         }
         return found == map.size() ? "" : "the size is not the number of nodes";
@@ -94,21 +102,21 @@ class HashMap2018Checker {
   private:
     static const char* defectAt(const typename Map::Table& table, U32 i) {
         const auto& slot = table.slots[i];
-        const auto key = slot.node.fwkKey();
-        if (slot.tag != Map::tagOf(key)) {
+        const auto key = slot.fwkKey();
+        if (slot.tag() != keyHash(key, Map::kSeed)) {
             return "a node has another tag than its key";
         }
-        if (table.home(slot.tag) > i) {
+        if (table.home(slot.tag()) > i) {
             return "a node stands before its home";
         }
-        if (i == 0 || table.slots[i - 1].tag == Map::kEmptyTag) {
-            return table.home(slot.tag) == i ? nullptr : "a slot before a shifted node is empty";
+        if (i == 0 || !table.used.test(i - 1)) {
+            return table.home(slot.tag()) == i ? nullptr : "a slot before a shifted node is unused";
         }
         const auto& before = table.slots[i - 1];
-        const bool inOrder = before.tag != slot.tag
-                                 ? before.tag < slot.tag
-                                 : keyWord<typename Map::Key>(before.node.fwkKey()) <
-                                       keyWord<typename Map::Key>(key);
+        const bool inOrder =
+            before.tag() != slot.tag()
+                ? before.tag() < slot.tag()
+                : keyWord<typename Map::Key>(before.fwkKey()) < keyWord<typename Map::Key>(key);
         return inOrder ? nullptr : "the nodes are not in order";
     }
 };

@@ -102,21 +102,17 @@ TEST(Hash, ofThirtyTwoBitKeysIsABijection) {
                   Kel::kKeyHashIsExact<Colour> && Kel::kKeyHashIsExact<std::int16_t>);
     static_assert(!Kel::kKeyHashIsExact<U64> && !Kel::kKeyHashIsExact<Kel::Ptr<Counted>> &&
                   !Kel::kKeyHashIsExact<Kel::Name> && !Kel::kKeyHashIsExact<int*>);
-    // Multiplication by an odd factor and a shifted xor are invertible: undo them.
-    const auto inverse = [](U32 factor) {
-        U32 x = factor;
-        for (int i = 0; i < 5; ++i) {
-            x *= 2 - factor * x;
-        }
-        return x;
-    };
     for (U64 key = 0; key <= 0xffffffffu; key += 65521) {
-        U32 x = keyHash(static_cast<U32>(key), kSeed) * inverse(0xd35a2d97u);
-        x ^= x >> 15 ^ x >> 30;
-        x *= inverse(0x21f0aaadu);
-        x ^= x >> 16;
-        ASSERT_EQ(x ^ kSeed, key);
+        const U32 hash = keyHash(static_cast<U32>(key), kSeed);
+        ASSERT_EQ(Kel::keyOfHash<U32>(hash, kSeed), key);
     }
+    for (int key = -32768; key < 32768; key += 13) {
+        const auto narrow = static_cast<std::int16_t>(key);
+        ASSERT_EQ(Kel::keyOfHash<std::int16_t>(keyHash(narrow, kSeed), kSeed), key);
+    }
+    EXPECT_EQ(Kel::keyOfHash<Colour>(keyHash(Colour::kBlue, 7), 7), Colour::kBlue);
+    EXPECT_EQ(Kel::keyOfHash<Id>(keyHash(Id(12), 7), 7).value(), 12u);
+    EXPECT_TRUE(Kel::keyOfHash<bool>(keyHash(true, 7), 7));
 }
 
 TEST(Hash, differsBySeed) {

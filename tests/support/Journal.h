@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iostream>
 #include <map>
 #include <string>
 #include <utility>
@@ -15,11 +16,18 @@ class Journal {
   public:
     using Lines = std::vector<std::string>;
 
-    void add(std::string line) { lines_.push_back(std::move(line)); }
+    void add(std::string line) {
+        if (isEchoed_) {
+            std::cerr << line << '\n';
+        }
+        lines_.push_back(std::move(line));
+    }
     const Lines& lines() const noexcept { return lines_; }
     /// The lines so far; the journal is empty afterwards.
     Lines take() { return std::exchange(lines_, {}); }
     void clear() { lines_.clear(); }
+    /// Also writes each line to standard error, where the test of a process that dies sees it.
+    void echoIs(bool echo) { isEchoed_ = echo; }
 
     /// Objects are known by their identity; a test names those that it wants to see in lines.
     void nameIs(const void* object, std::string name) {
@@ -34,6 +42,7 @@ class Journal {
     }
 
   private:
+    bool isEchoed_ = false;
     Lines lines_;
     std::map<const void*, std::string> names_;
 };

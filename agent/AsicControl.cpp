@@ -1,0 +1,121 @@
+#include "agent/AsicControl.h"
+
+#include <algorithm>
+
+#include "agent/Errors.h"
+#include "agent/PdLibrary.h"
+#include "asic/SoftwareAsic.h"
+#include "driver-status/PipeStatus.h"
+
+namespace LagAgent {
+
+namespace {
+
+constexpr std::uint32_t kLogCapacity = 65536;
+
+void check(const char* what, std::uint32_t status) {
+    if (status != BfTable::kStatusSuccess) {
+        throw CommandError(ErrorKind::unsupported, std::string("the ASIC refuses ") + what + ": " +
+                                                       BfTable::pipeStatusText(status) +
+                                                       " (status " + std::to_string(status) + ")");
+    }
+}
+
+} // namespace
+
+#define LAG_AGENT_ASIC_FUNCTIONS(X)                                                                \
+    X(forward)                                                                                     \
+    X(log_start)                                                                                   \
+    X(log_begin)                                                                                   \
+    X(log_end)                                                                                     \
+    X(log_read)                                                                                    \
+    X(log_format)                                                                                  \
+    X(fault_plan)                                                                                  \
+    X(fault_clear)
+
+/// The functions of the control API that the agent uses; null where the library lacks one.
+struct AsicControl::Functions {
+#define LAG_AGENT_DECLARE(name) decltype(&::velmor_asic_##name) name;
+    LAG_AGENT_ASIC_FUNCTIONS(LAG_AGENT_DECLARE)
+#undef LAG_AGENT_DECLARE
+
+    static Functions of(const PdLibrary& library) {
+#define LAG_AGENT_FIND(name) library.function<decltype(::velmor_asic_##name)>("velmor_asic_" #name),
+        return {LAG_AGENT_ASIC_FUNCTIONS(LAG_AGENT_FIND)};
+#undef LAG_AGENT_FIND
+    }
+
+    bool isComplete() const {
+#define LAG_AGENT_IS_FOUND(name) name&&
+        return LAG_AGENT_ASIC_FUNCTIONS(LAG_AGENT_IS_FOUND) true;
+#undef LAG_AGENT_IS_FOUND
+    }
+};
+
+AsicControl::AsicControl(const PdLibrary& library) {
+    const Functions functions = Functions::of(library);
+    if (functions.isComplete()) {
+        check("to record PD calls", functions.log_start(kLogCapacity));
+        functions_ = std::make_unique<Functions>(functions);
+    }
+}
+
+AsicControl::~AsicControl() = default;
+
+const AsicControl::Functions& AsicControl::required() const {
+    if (!functions_) {
+        throw CommandError(ErrorKind::unsupported,
+                           "the PD library is not the software ASIC: it has no such controls");
+    }
+    return *functions_;
+}
+
+FlowFate AsicControl::forward(int device, std::uint16_t pipe, std::uint32_t metadata,
+                              std::uint32_t hash) const {
+    velmor_asic_result_t result{};
+    check("the flow", required().forward(device, pipe, metadata, hash, &result));
+    switch (result.outcome) {
+    case VELMOR_ASIC_FORWARDED:
+        return {FlowFate::Kind::forwarded, static_cast<std::uint8_t>(result.action), result.port};
+    case VELMOR_ASIC_MISS:
+        return {.kind = FlowFate::Kind::missed};
+    default:
+        return {.kind = FlowFate::Kind::dropped};
+    }
+}
+
+std::uint64_t AsicControl::nextCall() const {
+    return functions_ ? functions_->log_end() : 0;
+}
+
+std::vector<PdCallRecord> AsicControl::calls(std::uint64_t begin, std::uint64_t end) const {
+    std::vector<PdCallRecord> records;
+    if (!functions_) {
+        return records;
+    }
+    for (auto at = std::max(begin, functions_->log_begin()); at < end; ++at) {
+        velmor_asic_call_t call{};
+        const int length = functions_->log_format(at, nullptr, 0);
+        if (length < 0 || functions_->log_read(at, &call) != BfTable::kStatusSuccess) {
+            continue;
+        }
+        std::string text(static_cast<std::size_t>(length) + 1, '\0');
+        functions_->log_format(at, text.data(), text.size());
+        text.pop_back();
+        records.push_back({at, call.operation, call.status, std::move(text)});
+    }
+    return records;
+}
+
+void AsicControl::planFault(const std::string& function, std::uint32_t nth, std::uint32_t status,
+                            bool isAlways) const {
+    check("the fault",
+          required().fault_plan(function.c_str(), nth, status,
+                                isAlways ? VELMOR_ASIC_FAULT_ALWAYS : VELMOR_ASIC_FAULT_ONCE));
+}
+
+void AsicControl::clearFaults() const {
+    required().fault_clear();
+}
+
+} // namespace LagAgent

@@ -1,0 +1,51 @@
+#include "agent/Configuration.h"
+#include "agent/Errors.h"
+
+namespace LagAgent {
+
+using BfLagGroup::LagGroupMatchSpec;
+
+namespace {
+
+LagGroupMatchSpec::PtrConst makeMatch(const MatchKey& key) {
+    const auto match = LagGroupMatchSpec::LagGroupMatchSpecIs();
+    Kel::attributeIs(match, "egrMdEgrL2AintfUnresolved", Kel::U32{key.value});
+    Kel::attributeIs(match, "egrMdEgrL2AintfUnresolvedMask", Kel::U32{key.mask});
+    Kel::attributeIs(match, "priority", Kel::U32{key.priority});
+    return match;
+}
+
+} // namespace
+
+void Configuration::entrySet(const EntryName& entry, const Target& target) {
+    const auto handle = target.member() ? driver_.handles().member(MemberId(target.id())).value()
+                                        : driver_.handles().group(GroupId(target.id())).value();
+    if (handle == 0) {
+        const char* kind = target.member() ? "member" : "group";
+        refuse("there is no " + nameOf(target) + " in hardware: add it with '" + kind +
+               " add' first");
+    }
+    const auto installed = entries_.find(entry);
+    const LagGroupMatchSpec::PtrConst match =
+        installed != entries_.end() ? installed->second.match
+        : entry                     ? makeMatch(*entry)
+                : LagGroupMatchSpec::PtrConst(driver_.table().defaultMatchSpec());
+    // When the chip refuses, the entry stays as it was; a new one is not entered.
+    driver_.table().entryIs({match, target});
+    entries_.insert_or_assign(entry, InstalledEntry{match, target});
+}
+
+void Configuration::entryDel(const EntryName& entry) {
+    const auto installed = entries_.find(entry);
+    if (installed == entries_.end()) {
+        refuse(entry ? "there is no " + nameOf(entry) + ": 'show entries' lists the entries"
+                     : "no default entry is set: there is nothing to delete");
+    }
+    if (driver_.handles().entry(installed->second.match).value() == 0) {
+        refuse("the " + nameOf(entry) + " has no handle in hardware: set it again first");
+    }
+    driver_.table().entryDel(installed->second.match);
+    entries_.erase(installed);
+}
+
+} // namespace LagAgent

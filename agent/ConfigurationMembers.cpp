@@ -1,0 +1,111 @@
+#include "agent/Configuration.h"
+
+#include <array>
+
+#include "agent/Errors.h"
+#include "agent/Undo.h"
+#include "driver-status/PdCall.h"
+
+namespace LagAgent {
+
+using BfLagGroup::LagGroupActionProfileEntry;
+using BfLagGroup::LagGroupBaseActionProfileSpec;
+
+namespace {
+
+template <class Spec>
+LagGroupBaseActionProfileSpec::Ptr newSpec() {
+    return new Spec;
+}
+
+LagGroupBaseActionProfileSpec::Ptr makeAction(Configuration::ActionType type, std::uint16_t port) {
+    // In the order of `LagGroupActionProfileType`.
+    constexpr std::array kSpecs{
+        newSpec<BfLagGroup::FixL2SubintfAlignmentActionProfileSpec>,
+        newSpec<BfLagGroup::InvalidateUcastEgressPortActionProfileSpec>,
+        newSpec<BfLagGroup::SetLagPortActionProfileSpec>,
+        newSpec<BfLagGroup::SetPhysicalPortActionProfileSpec>,
+        newSpec<BfLagGroup::SetTunnelInfoActionProfileSpec>,
+    };
+    const auto action = kSpecs.at(static_cast<std::size_t>(type))();
+    Kel::attributeIs(action, "egrL2AintfPort", Kel::U16{port});
+    return action;
+}
+
+} // namespace
+
+LagGroupActionProfileEntry::Ptr Configuration::requiredMember(MemberId member) const {
+    const auto entry = profile().entry(member);
+    if (!entry) {
+        refuse("there is no " + nameOf(member) + ": add it with 'member add' first");
+    }
+    return entry;
+}
+
+void Configuration::memberAdd(MemberId member, ActionType type, std::uint16_t port) {
+    if (profile().entry(member)) {
+        refuse(nameOf(member) + " exists already: change it with 'member set'");
+    }
+    LagGroupActionProfileEntry::Ptr entry =
+        new LagGroupActionProfileEntry(member, makeAction(type, port));
+    entry->hasNotificationActiveIs(true);
+    changeOrUndo([&] { profile().entryIs(entry); },
+                 [&] {
+                     Silence silence(profile());
+                     profile().entryDel(member);
+                 });
+}
+
+void Configuration::memberSet(MemberId member, ActionType type, std::uint16_t port) {
+    const auto entry = requiredMember(member);
+    if (isAbandoned(member)) {
+        refuse(nameOf(member) +
+               " was abandoned when the chip refused to delete it: delete it again");
+    }
+    const auto before = entry->action();
+    const auto groups = groupsOf(member);
+    if (type != before->actionType() && !groups.empty()) {
+        refuse(nameOf(member) + " is in " + nameOf(groups.front()) + ", which takes " +
+               nameOf(before->actionType()) + " only: take it out first");
+    }
+    changeOrUndo([&] { entry->actionIs(makeAction(type, port)); },
+                 [&] {
+                     Silence silence(*entry);
+                     entry->actionIs(before);
+                 });
+}
+
+void Configuration::memberDel(MemberId member) {
+    const auto entry = requiredMember(member);
+    for (const GroupId group : groupsOf(member)) {
+        const bool isLast = profile().group(group)->members() == 1;
+        refuse(nameOf(member) + " is " + (isLast ? "the only member of " : "in ") + nameOf(group) +
+               (isLast ? ": delete the group first" : ": take it out first"));
+    }
+    requireUnused({member.value(), true});
+    if (driver_.handles().member(member).value() == 0) {
+        refuse(nameOf(member) +
+               " has no handle in hardware: set its action again with 'member set' "
+               "first");
+    }
+    if (isAbandoned(member)) {
+        abandonedMemberDel(member);
+        return;
+    }
+    changeOrUndo([&] { profile().entryDel(member); },
+                 [&] {
+                     Silence silence(profile());
+                     profile().entryIs(entry);
+                 });
+}
+
+void Configuration::abandonedMemberDel(MemberId member) {
+    BfTable::pdCall(driver_.pd().p4_pd_velmor_switch_lagPortActionProfile_del_member,
+                    driver_.stateMachine().sessionHandle(), driver_.helper().deviceId(),
+                    driver_.handles().member(member).value());
+    driver_.handles().memberDel(member);
+    Silence silence(profile());
+    profile().entryDel(member);
+}
+
+} // namespace LagAgent

@@ -1,0 +1,39 @@
+#include "agent/Driver.h"
+
+#include "BfLagGroup/KelLagGroupActionProfile.h"
+#include "agent/Errors.h"
+
+namespace LagAgent {
+
+using BfLagGroup::LagGroupActionProfile;
+using BfLagGroup::LagGroupActionProfileSm;
+
+namespace {
+
+/// The state machine that follows the profile: it is behind one of the profile's notifiees.
+LagGroupActionProfileSm* stateMachineOf(const LagGroupActionProfile& profile) {
+    LagGroupActionProfileSm* found = nullptr;
+    profile.notifieeList()->forEach([&](Kel::PtrInterface::NotifieeConst& notifiee) {
+        using Reactor = LagGroupActionProfileSm::KelLagGroupActionProfile;
+        if (const auto* reactor = dynamic_cast<Reactor*>(&notifiee)) {
+            found = reactor->lagGroupActionProfileSm();
+        }
+    });
+    return found;
+}
+
+} // namespace
+
+Driver::Driver(const Target& target)
+    : library_(target.pdPath), keys_(new MbbGlimtKey::InProcessKeyManager),
+      status_(new RuxTableStatusManager::InProcessStatusManager),
+      table_(lagGroupTableFactory(keys_, status_, library_.handle(), library_.session(),
+                                  target.device, target.pipe, library_.path().c_str())),
+      profile_(lagGroupActionProfileFactory(table_)), sm_(stateMachineOf(*profile_)) {
+    if (!sm_) {
+        throw CommandError(ErrorKind::start, "no state machine follows the action profile");
+    }
+    Kel::attributeIs(sm_, "sessionHandle", Kel::U32{library_.session()});
+}
+
+} // namespace LagAgent

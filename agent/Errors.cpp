@@ -1,0 +1,63 @@
+#include "agent/Errors.h"
+
+#include <array>
+
+#include "driver-status/BfTableException.h"
+
+namespace LagAgent {
+
+namespace {
+
+Error tableError(const char* exceptionClass, const char* what, std::uint32_t status) {
+    const std::string message = what;
+    return {ErrorKind::table, message, exceptionClass, message.substr(0, message.find('(')),
+            status};
+}
+
+} // namespace
+
+const char* kindName(ErrorKind kind) {
+    constexpr std::array kNames{"usage",       "refused",     "table", "model",
+                                "expectation", "unsupported", "start", "internal"};
+    return kNames.at(static_cast<std::size_t>(kind));
+}
+
+std::string Error::text() const {
+    if (!status) {
+        return message;
+    }
+    return exceptionClass + ": " + message + " (status " + std::to_string(*status) + ")";
+}
+
+void refuse(const std::string& message) {
+    throw CommandError(ErrorKind::refused, message);
+}
+
+void notAsExpected(const std::string& message) {
+    throw CommandError(ErrorKind::expectation, message);
+}
+
+Error currentError() {
+    try {
+        throw;
+    } catch (const CommandError& e) {
+        return {e.kind(), e.what()};
+    } catch (const BfTable::BfTableFull& e) {
+        return tableError("BfTable::BfTableFull", e.what(), e.status);
+    } catch (const BfTable::BfNoSysResources& e) {
+        return tableError("BfTable::BfNoSysResources", e.what(), e.status);
+    } catch (const BfTable::BfTableException& e) {
+        return tableError("BfTable::BfTableException", e.what(), e.status);
+    } catch (const BfTable::BfNotSupported& e) {
+        // Neither a BfTableException nor a std::exception to a handler.
+        return tableError("BfTable::BfNotSupported", e.what(), e.status);
+    } catch (const Kel::Exception& e) {
+        return {ErrorKind::model, e.what()};
+    } catch (const std::exception& e) {
+        return {ErrorKind::internal, e.what()};
+    } catch (...) {
+        return {ErrorKind::internal, "unknown exception"};
+    }
+}
+
+} // namespace LagAgent

@@ -1,0 +1,63 @@
+#include "agent/Interpreter.h"
+
+#include <utility>
+
+#include "agent/Commands.h"
+#include "agent/Text.h"
+
+namespace LagAgent {
+
+Outcome Interpreter::run(std::string_view line) {
+    Outcome outcome;
+    const auto words = wordsOf(line);
+    if (words.empty()) {
+        return outcome;
+    }
+    outcome.command = joined(words);
+    const auto expected = std::exchange(agent_.script.expectedError, std::nullopt);
+    const std::uint64_t begin = agent_.asic.nextCall();
+    perform(words, outcome);
+    const std::uint64_t end = agent_.asic.nextCall();
+    if (words.front() != "expect") {
+        agent_.script.callsBegin = begin;
+        agent_.script.callsEnd = end;
+    }
+    outcome.calls = agent_.asic.calls(begin, end);
+    if (expected) {
+        judge(*expected, outcome);
+    }
+    return outcome;
+}
+
+void Interpreter::perform(const std::vector<std::string>& words, Outcome& outcome) {
+    try {
+        const auto parsed = commandGrammar().parse(words);
+        parsed.command->run(agent_, parsed.arguments, outcome.reply);
+    } catch (...) {
+        outcome.error = currentError();
+    }
+}
+
+void Interpreter::judge(const std::string& expected, Outcome& outcome) const {
+    if (!outcome.error) {
+        outcome.error =
+            Error{ErrorKind::expectation,
+                  "expected an error with " + inQuotes(expected) + ", but it succeeded"};
+    } else if (outcome.error->text().find(expected) != std::string::npos) {
+        outcome.expectedError = std::exchange(outcome.error, std::nullopt);
+    } else {
+        outcome.error->message =
+            "expected an error with " + inQuotes(expected) + ": " + outcome.error->message;
+    }
+}
+
+std::optional<Error> Interpreter::atEnd() {
+    const auto expected = std::exchange(agent_.script.expectedError, std::nullopt);
+    if (!expected) {
+        return std::nullopt;
+    }
+    return Error{ErrorKind::expectation, "expected an error with " + inQuotes(*expected) +
+                                             ", but there is no more command"};
+}
+
+} // namespace LagAgent
