@@ -60,7 +60,7 @@ std::vector<Configuration::GroupId> Configuration::groupsOf(MemberId member) con
             groups.push_back(group->groupId());
         }
     }
-    std::ranges::sort(groups, {}, &GroupId::value);
+    std::ranges::sort(groups, {}, [](GroupId group) { return group.value(); });
     return groups;
 }
 

@@ -30,6 +30,23 @@ constexpr ActionCase kActions[] = {
 class MembersOfEachAction : public RunningStateMachineTest,
                             public testing::WithParamInterface<ActionCase> {};
 
+TEST_F(Members, FollowAnEntryThatTheAgentMadeWithoutSwitchingItsNotificationsOn) {
+    const LagGroupActionProfileEntry::Ptr entry =
+        new LagGroupActionProfileEntry(RuxMemberId(7), lagPort(5));
+    profile->entryIs(entry);
+    entry->actionIs(lagPort(6));
+    EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5), modifyLagPort(1, 6)));
+}
+
+TEST_F(Members, ThatReplaceOthersWithoutNotificationsOnAreFollowedToo) {
+    haveEntry(7);
+    const LagGroupActionProfileEntry::Ptr entry =
+        new LagGroupActionProfileEntry(RuxMemberId(7), lagPort(5));
+    profile->entryIs(entry);
+    entry->actionIs(lagPort(6));
+    EXPECT_THAT(pd.calls(), ElementsAre(modifyLagPort(1, 5), modifyLagPort(1, 6)));
+}
+
 TEST_P(MembersOfEachAction, AreAddedInTheInterfacesSessionAndTheirHandleIsStored) {
     pd.handleIs(41);
     addEntry(7, GetParam().spec(777));

@@ -94,8 +94,7 @@ inline std::string anonKey(U32 id) {
     return "allocAnon(" + std::to_string(id) + ")";
 }
 
-// ---- Action specs
-// ---------------------------------------------------------------------------------
+// ---- Action specs ------------------------------------------------------------------------------
 
 template <class Spec>
 Action action(U16 port = 0) {

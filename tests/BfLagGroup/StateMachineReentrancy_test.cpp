@@ -123,6 +123,53 @@ TEST_F(OthersAfterTheStateMachine, MayDeleteOrReplaceTheEntryWhoseActionChanges)
     EXPECT_EQ(live.growth().count("LagGroupActionProfileEntry"), 0u);
 }
 
+TEST_F(OthersAfterTheStateMachine, MayDeleteTheEntryWhoseNewHandleIsAnnounced) {
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember,
+                            [&] { profile->entryDel(RuxMemberId(1)); });
+    addEntry(1, lagPort(5));
+    EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5), delMember(1)));
+    EXPECT_EQ(sm->actionProfile().size(), 0u);
+    EXPECT_EQ(memberHandle(1), 0u);
+}
+
+TEST_F(OthersAfterTheStateMachine, MayReplaceTheEntryWhoseNewHandleIsAnnounced) {
+    {
+        const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember,
+                                [&] { addEntry(1, lagPort(6)); });
+        addEntry(1, lagPort(5));
+    }
+    EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5), modifyLagPort(1, 6)));
+    EXPECT_EQ(sm->actionProfile().size(), 1u);
+    EXPECT_EQ(memberReactor(1)->actionProfile(), entry(1));
+    profile->entryDel(RuxMemberId(1));
+    EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5), modifyLagPort(1, 6), delMember(1)));
+}
+
+TEST_F(OthersAfterTheStateMachine, MayTakeAndDropAReferenceToAReactorThatIsBeingMade) {
+    const LagGroupActionProfileEntry::Ptr made = entryOf(1, lagPort(5));
+    U32 found = 0;
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        made->notifieeList()->forEach([&](Kel::PtrInterface::NotifieeConst& notifiee) {
+            const Kel::Ptr<Kel::PtrInterface::NotifieeConst> passing(&notifiee);
+            ++found;
+        });
+    });
+    profile->entryIs(made);
+    EXPECT_EQ(found, 1u);
+    EXPECT_EQ(memberReactor(1)->actionProfile(), made);
+}
+
+TEST_F(OthersAfterTheStateMachine, MayDropTheProfileWhileItDeletesAll) {
+    LagGroupActionProfile::Ptr other = newProfile();
+    for (U32 id : {1u, 2u, 3u}) {
+        other->entryIs(entryOf(id, lagPort(5)));
+    }
+    const Reaction reaction(other, kEntries, [&] { other = nullptr; });
+    other->entryDelAll();
+    EXPECT_FALSE(other);
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileEntry"), 0u);
+}
+
 TEST_F(OthersAfterTheStateMachine, MayChangeTheSameActionAgain) {
     haveEntry(1);
     const Reaction reaction(entry(1), kAction, [&] { entry(1)->actionIs(lagPort(7)); });

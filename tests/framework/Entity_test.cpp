@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "tests/framework/Fixtures.h"
 
 namespace {
@@ -151,6 +153,39 @@ TEST_F(EntityTree, AChildMayBeDetachedUnderTheIterator) {
     }
     EXPECT_THAT(seen, ElementsAre("3", "4"));
     EXPECT_EQ(group_->entity().size(), 0u);
+}
+
+TEST_F(EntityTree, AllChildrenMayGoUnderTheIterator) {
+    const Kel::Ptr<Kel::Entity> parent = new Kel::Entity("parent");
+    std::vector<Kel::Ptr<Kel::Entity>> children;
+    for (const char* name : {"a", "b", "c"}) {
+        children.push_back(new Kel::Entity(name));
+        children.back()->parentIs(parent);
+    }
+    int visited = 0;
+    for (Kel::Entity* child : parent->entity()) {
+        EXPECT_EQ(child->name(), Kel::Name("a"));
+        ++visited;
+        children.clear();
+    }
+    EXPECT_EQ(visited, 1);
+}
+
+TEST_F(EntityTree, AChangeOfTheParentIsAnnouncedAndTheSameParentIsNot) {
+    struct Follower : Kel::PtrInterface::NotifieeConst {
+        void onAttribute(Kel::AttributeId id, const void*) override { ids.push_back(id); }
+        std::vector<Kel::AttributeId> ids;
+    };
+    const Kel::Ptr<Kel::Entity> parent = new Kel::Entity("parent");
+    const Kel::Ptr<Kel::Entity> child = new Kel::Entity("child");
+    child->hasNotificationActiveIs(true);
+    Follower follower;
+    follower.notifierIs(child);
+    follower.hasNotificationActiveIs(true);
+    child->parentIs(parent);
+    child->parentIs(parent);
+    child->parentIs(nullptr);
+    EXPECT_EQ(follower.ids, (std::vector<Kel::AttributeId>{138, 138}));
 }
 
 TEST_F(EntityTree, EveryEntityClassHasTheFiveAttributesOfAnEntity) {

@@ -40,6 +40,13 @@ std::string pointerError(const String& text) {
     return messageOf<Kel::RangeException>([&] { Input(text).pointer(); });
 }
 
+TEST(PointerString, OfAnObjectThatNobodyCountsIsNotReadBack) {
+    const Widget onTheStack;
+    const String text = Kel::valueToStrepOfRawPtr(&onTheStack);
+    EXPECT_THROW(Input(text).pointer(), Kel::RangeException);
+    EXPECT_EQ(onTheStack.kelReferenceCount(), 0u);
+}
+
 TEST(ValueString, BooleansReadTrueAndFalse) {
     EXPECT_EQ(Kel::valueToStrep(true), "True");
     EXPECT_EQ(Kel::valueToStrep(false), "False");

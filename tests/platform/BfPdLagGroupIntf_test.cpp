@@ -136,6 +136,15 @@ TEST_F(PdInterface, ACallOfAMissingOperationLeavesItsOutArgumentsUntouched) {
     EXPECT_EQ(handle, 99u);
 }
 
+TEST_F(PdInterface, AHandleOfNoOpenLibraryResolvesNothing) {
+    int noLibrary = 0;
+    const BfPdLagGroupIntf::Ptr pdLib = new BfPdLagGroupIntf("libpd.so", &noLibrary, 7);
+    pdLib->forEach([](const auto& operation) { EXPECT_FALSE(operation.isBound()); });
+    EXPECT_EQ(pdLib->p4_pd_velmor_switch_lagGroup_table_delete(7u, 0, 1u), 17u);
+    pdLib->dlHandleIs(nullptr);
+    EXPECT_EQ(pdLib->dlHandle(), nullptr);
+}
+
 TEST_F(PdInterface, EveryOperationIsMissingWhenTheLibraryHasNone) {
     void* empty = dlopen("libm.so.6", RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(empty, nullptr);

@@ -1,0 +1,81 @@
+#include "platform/Glimt/TableFile.h"
+
+#include "platform/Pello/StateException.h"
+
+namespace Glimt {
+
+using Kel::U64;
+using Pello::FileMapping;
+
+TableFile::TableFile(std::shared_ptr<const Pello::StateDirectory> directory,
+                     const TableDescription& description, SlotTable::BeforeStore beforeStore)
+    : directory_(std::move(directory)) {
+    mapping_ = openWarm(description);
+    if (!mapping_) {
+        mapping_ = createCold(description);
+    }
+    slots_.emplace(mapping_->words(), description, std::move(beforeStore));
+}
+
+void TableFile::refuse(const Kel::String& name, const SlotFormat::Refusal& refusal) {
+    coldReason_ = directory_->pathOf(name) + ": " + refusal.reason;
+    if (refusal.isDamage) {
+        damagedCopy_ = directory_->moveDamaged(name);
+    }
+}
+
+std::optional<FileMapping> TableFile::openWarm(const TableDescription& description) {
+    const Kel::String name = description.name;
+    const auto file = directory_->open(name);
+    if (!file) {
+        coldReason_ = directory_->pathOf(name) + ": there is no such file yet";
+        return std::nullopt;
+    }
+    constexpr std::size_t kHeaderSize = SlotFormat::kHeaderWords * sizeof(U64);
+    const std::size_t size = SlotFormat::words(description) * sizeof(U64);
+    const SlotFormat::Refusal wrongSize{
+        Kel::format("its size is %zu bytes, not %zu", file->size, size), true};
+    if (file->size < kHeaderSize) {
+        refuse(name, wrongSize);
+        return std::nullopt;
+    }
+    // The header first: that of another table tells more than the size does.
+    const FileMapping header(file->descriptor, SlotFormat::kHeaderWords, directory_->pathOf(name));
+    auto refusal =
+        SlotFormat::checkHeader(header.words().first<SlotFormat::kHeaderWords>(), description);
+    if (!refusal && file->size != size) {
+        refusal = wrongSize;
+    }
+    if (refusal) {
+        refuse(name, *refusal);
+        return std::nullopt;
+    }
+    directory_->allocate(name, *file);
+    return FileMapping(file->descriptor, size / sizeof(U64), directory_->pathOf(name));
+}
+
+FileMapping TableFile::createCold(const TableDescription& description) const {
+    const std::size_t words = SlotFormat::words(description);
+    const auto file = directory_->create(description.name, words * sizeof(U64));
+    FileMapping mapping(file, words, directory_->pathOf(description.name));
+    SlotFormat::writeHeader(mapping.words().first<SlotFormat::kHeaderWords>(), description);
+    directory_->publish(description.name);
+    return mapping;
+}
+
+void TableFile::corruptionDetected(const Kel::String& message) {
+    ++corruptions_;
+    latestCorruption_ = message;
+    if (slots_->isMarked()) {
+        return;
+    }
+    try {
+        damagedCopy_ =
+            directory_->keepDamaged(slots_->description().name, std::as_bytes(mapping_->words()));
+    } catch (const Pello::StateException& e) {
+        latestCorruption_ = message + "; no copy was kept: " + e.msg();
+    }
+    slots_->mark();
+}
+
+} // namespace Glimt

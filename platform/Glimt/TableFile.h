@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/Glimt/SlotTable.h"
+#include "platform/Pello/FileMapping.h"
+#include "platform/Pello/StateDirectory.h"
+
+namespace Glimt {
+
+/**
+ * A table in a file of the state directory, named as the table is.
+ *
+ * Opening one ends warm, with the records of the file, or cold, with a fresh empty table and the
+ * reason why: there was no file, it was another table (layout, capacity, device or boot of the
+ * chip), it was damaged or marked corrupt. A damaged file is moved aside for examination. Throws
+ * `Pello::StateException` when the file is not this user's own and private, which leaves it as it
+ * is, or when a fresh one cannot be made, which leaves the old one in its place unless it was
+ * damaged.
+ */
+class KEL_EXPORT TableFile {
+  public:
+    TableFile(std::shared_ptr<const Pello::StateDirectory> directory,
+              const TableDescription& description, SlotTable::BeforeStore beforeStore);
+
+    /// Why the table started empty; empty itself when the table started with what the file held.
+    const Kel::String& coldReason() const noexcept { return coldReason_; }
+    bool isWarm() const noexcept { return coldReason_.empty(); }
+
+    SlotTable& slots() noexcept { return *slots_; }
+    const SlotTable& slots() const noexcept { return *slots_; }
+
+    /// Counts a corruption. The first one of a run also leaves a copy of the file beside it and
+    /// marks the table, which the next run then does not believe. Never throws for want of room.
+    void corruptionDetected(const Kel::String& message);
+    Kel::U32 corruptions() const noexcept { return corruptions_; }
+    const Kel::String& latestCorruption() const noexcept { return latestCorruption_; }
+    /// Name of the file that keeps what was damaged; empty: there is none.
+    const Kel::String& damagedCopy() const noexcept { return damagedCopy_; }
+
+  private:
+    std::optional<Pello::FileMapping> openWarm(const TableDescription& description);
+    Pello::FileMapping createCold(const TableDescription& description) const;
+    void refuse(const Kel::String& name, const SlotFormat::Refusal& refusal);
+
+    std::shared_ptr<const Pello::StateDirectory> directory_;
+    Kel::String coldReason_;
+    Kel::String damagedCopy_;
+    std::optional<Pello::FileMapping> mapping_;
+    std::optional<SlotTable> slots_;
+    Kel::U32 corruptions_ = 0;
+    Kel::String latestCorruption_;
+};
+
+} // namespace Glimt

@@ -1,0 +1,7 @@
+#include "platform/Pello/StateException.h"
+
+namespace Pello {
+
+StateException::~StateException() = default;
+
+} // namespace Pello
