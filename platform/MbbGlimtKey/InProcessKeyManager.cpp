@@ -13,15 +13,19 @@ constexpr unsigned kSerialShift = 32;
 } // namespace
 
 Glimt::EntryKey InProcessKeyManager::nextKey(Kel::U32 low) {
-    const Glimt::EntryKey serial = (latestKey_ >> kSerialShift) + 1;
-    latestKey_ = serial << kSerialShift | low;
-    return latestKey_;
+    constexpr Glimt::EntryKey kOneSerial = Glimt::EntryKey{1} << kSerialShift;
+    Glimt::EntryKey key = latestKey_ / kOneSerial * kOneSerial | low;
+    if (key <= latestKey_) {
+        key += kOneSerial;
+    }
+    if (key <= latestKey_) {
+        throw Kel::InternalException("no key is left");
+    }
+    return latestKey_ = key;
 }
 
 Glimt::EntryKey InProcessKeyManager::alloc(const RuxTable::MatchSpecBase::PtrConst& match, bool) {
-    const Glimt::EntryKey key = nextKey(0);
-    matches_.emplace(key, match);
-    return key;
+    return keys_[match] = nextKey(0);
 }
 
 Glimt::EntryKey InProcessKeyManager::allocAnon(Kel::U32 id) {
@@ -36,9 +40,9 @@ void InProcessKeyManager::populate(Glimt::EntryKey key,
                                    const RuxTable::MatchSpecBase::PtrConst& match) {
     latestKey_ = std::max(latestKey_, key);
     if (match) {
-        matches_.insert_or_assign(key, match);
+        keys_[match] = key;
     } else {
-        matches_.erase(key);
+        keys_.eraseIf([key](const auto& record) { return record.second == key; });
         ++staleRecords_;
     }
 }
@@ -58,8 +62,9 @@ InProcessTable<RuxMbbShared::SelGrpEntryConfig>* InProcessKeyManager::selGrpGlim
 }
 
 RuxTable::MatchSpecBase::PtrConst InProcessKeyManager::match(Glimt::EntryKey key) const {
-    const auto found = matches_.find(key);
-    return found == matches_.end() ? nullptr : found->second;
+    const auto found =
+        std::ranges::find(keys_.map(), key, [](const auto& record) { return record.second; });
+    return found == keys_.map().end() ? nullptr : found->first;
 }
 
 } // namespace MbbGlimtKey

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <map>
-
 #include "framework/AllocTrack.h"
 #include "platform/MbbGlimtKey/GlimtKeyManager.h"
 #include "platform/MbbGlimtKey/InProcessTable.h"
+#include "platform/RuxTable/MatchSpecRecords.h"
 
 namespace MbbGlimtKey {
 
@@ -28,10 +27,11 @@ class KEL_EXPORT InProcessKeyManager : public Kel::Object<InProcessKeyManager, G
     InProcessTable<RuxMbbShared::AdtEntryConfig>* adtGlimtTableConfig() override;
     InProcessTable<RuxMbbShared::SelGrpEntryConfig>* selGrpGlimtTableConfig() override;
 
-    /// The match key that a key was reserved for or populated with; null when unknown or stale.
+    /// The match key for which this is the latest key, reserved or populated; null when there is
+    /// none. A match key that nobody else holds may be forgotten. Linear, for tools and tests.
     RuxTable::MatchSpecBase::PtrConst match(Glimt::EntryKey key) const;
-    /// Number of keys whose match key is known.
-    std::size_t keys() const noexcept { return matches_.size(); }
+    /// Number of match keys that have a key.
+    std::size_t keys() const noexcept { return keys_.map().size(); }
     /// Number of records that were populated without a match key.
     Kel::U32 staleRecords() const noexcept { return staleRecords_; }
     Glimt::EntryKey latestKey() const noexcept { return latestKey_; }
@@ -39,10 +39,12 @@ class KEL_EXPORT InProcessKeyManager : public Kel::Object<InProcessKeyManager, G
     static const Kel::Type fwkType_;
 
   private:
+    /// The next larger key that has these lower 32 bits; throws `Kel::InternalException` when there
+    /// is none left.
     Glimt::EntryKey nextKey(Kel::U32 low);
 
     Glimt::EntryKey latestKey_ = 0;
-    std::map<Glimt::EntryKey, RuxTable::MatchSpecBase::PtrConst> matches_;
+    RuxTable::MatchSpecRecords<Glimt::EntryKey> keys_;
     Kel::U32 staleRecords_ = 0;
     InProcessTable<Glimt::MbbVantof::EntryConfig> entries_;
     InProcessTable<RuxMbbShared::AdtEntryConfig> members_;

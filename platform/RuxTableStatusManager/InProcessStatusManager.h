@@ -3,6 +3,7 @@
 #include <unordered_map>
 
 #include "framework/AllocTrack.h"
+#include "platform/RuxTable/MatchSpecRecords.h"
 #include "platform/RuxTableStatusManager/StatusManager.h"
 
 namespace RuxTableStatusManager {
@@ -22,8 +23,10 @@ class KEL_EXPORT InProcessStatusManager
     void resyncStatus() override;
     void resyncSelAdtStatus() override;
 
-    /// Number of attempts by object; each match key is held by a counted pointer.
-    const Records<RuxTable::MatchSpecBase::PtrConst>& entries() const noexcept { return entries_; }
+    /// Number of attempts by object. A match key that nobody else holds may be forgotten.
+    const Records<RuxTable::MatchSpecBase::PtrConst>& entries() const noexcept {
+        return entries_.map();
+    }
     const Records<RuxTable::RuxMemberId>& members() const noexcept { return members_; }
     const Records<RuxTable::RuxGroupId>& groups() const noexcept { return groups_; }
     Kel::U32 resyncs() const noexcept { return resyncs_; }
@@ -32,7 +35,7 @@ class KEL_EXPORT InProcessStatusManager
     static const Kel::Type fwkType_;
 
   private:
-    Records<RuxTable::MatchSpecBase::PtrConst> entries_;
+    RuxTable::MatchSpecRecords<Kel::U32> entries_;
     Records<RuxTable::RuxMemberId> members_;
     Records<RuxTable::RuxGroupId> groups_;
     Kel::U32 resyncs_ = 0;

@@ -86,6 +86,23 @@ TEST_F(KeyManager, TheLatestKeyOnlyRises) {
     EXPECT_GT(manager_->allocAnon(0), EntryKey{9} << 32);
 }
 
+TEST_F(KeyManager, RunsOutOfKeysRatherThanStartOver) {
+    manager_->latestKeyIs(~EntryKey{0} - 1);
+    EXPECT_EQ(manager_->allocAnon(0xFFFFFFFF), ~EntryKey{0});
+    EXPECT_THROW(manager_->allocAnon(0xFFFFFFFF), Kel::InternalException);
+    EXPECT_THROW(manager_->alloc(match_, false), Kel::InternalException);
+    EXPECT_EQ(manager_->latestKey(), ~EntryKey{0});
+}
+
+TEST_F(KeyManager, ForgetsMatchesThatNobodyElseHolds) {
+    const EntryKey kept = manager_->alloc(match_, false);
+    for (int i = 0; i < 10'000; ++i) {
+        manager_->alloc(new Match, false);
+        EXPECT_LE(manager_->keys(), 128u);
+    }
+    EXPECT_EQ(manager_->match(kept), match_);
+}
+
 TEST_F(KeyManager, EachKindOfObjectHasATableOfItsOwn) {
     manager_->mbbGlimtTableConfig()->recordIs({1, RuxTable::RuxSdkEntryHandle(11)});
     manager_->adtGlimtTableConfig()->recordIs({1, RuxTable::RuxSdkMemberHandle(12)});
