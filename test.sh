@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs every test: in release, again under the address and
-# undefined-behaviour sanitizers, and the reference counts under the thread sanitizer.
+# Installs what is missing, builds, and runs every test: the reference counts under the thread
+# sanitizer, everything under the address and undefined-behaviour sanitizers, everything in release.
 set -euo pipefail
 cd "$(dirname "$0")"
 tools/install-dependencies.sh build test

@@ -1,6 +1,7 @@
 #include "BfLagGroup/Factories.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "BfLagGroup/LagGroupActionProfileSm.h"
@@ -32,7 +33,8 @@ void entryScopeIs(const LagGroupTableHelper& helper) {
                                                                          : kScopeSinglePipeline);
 }
 
-/// Enters the match entries of a previous run, each under the match key that the chip reports.
+/// Enters the match entries of a previous run, each under the match key that the chip reports: null
+/// when it no longer knows the entry, which tells the key manager so.
 void restoreEntries(const LagGroupTable& table) {
     auto& keys = *table.glimtKeyManager();
     auto* records = keys.mbbGlimtTableConfig();

@@ -18,6 +18,9 @@ extern "C" {
  * `glimtKeyManager` and `statusManager` may be null. `dlHandle` is the open PD library, or null for
  * the process's own symbols; the caller keeps it open. `devPipeId` is a pipe, or 0xFFFF for all.
  *
+ * A restored entry's match is a new object, handed to the key manager's `populate`; null when the
+ * chip no longer knows the entry.
+ *
  * The one write to the chip sets the table's entry scope; when the chip refuses it, the exception
  * (namespace `BfTable`) leaves the factory and there is no table. REQUIRES: `pdLibPath` is not
  * empty; a key manager has its table of match entries.

@@ -34,9 +34,9 @@ class KEL_EXPORT LagGroupActionProfileSm::KelActionProfile
     LagGroupActionProfileSm* lagGroupActionProfileSm() const noexcept { return sm_; }
     void ownerDel() noexcept { sm_ = nullptr; }
 
-    /// Adds or modifies the member. When the chip refuses to add, no handle is stored, and the next
-    /// change tries again; when it refuses to modify, the handle and the old action stay.
-    /// REQUIRES: an owner and an entry.
+    /// Adds or modifies the member. When the chip refuses to add, no handle is stored: a reactor
+    /// that is there adds again at the next change, one that is being made is not kept. When the
+    /// chip refuses to modify, the handle and the old action stay. REQUIRES: an owner and an entry.
     void handleActionProfileAdd();
     /// Deletes the member. When the chip refuses, the handle stays. REQUIRES: an owner; a handle.
     void handleActionProfileDel();

@@ -29,7 +29,7 @@ Sm::KelGroup::KelGroup(const Kel::Ptr<LagGroupGroup const>& group, Sm* sm)
     : Reactor(group), groupId_(group ? group->groupId() : RuxTable::RuxGroupId()), sm_(sm) {
     const Kel::Pin pin(*this); // reachable through the group's notifiees from here on
     if (model() && sm_) {
-        followGroup();
+        followGroup(); // members of a group that has its handle already; see the class comment
         handleGroupAdd();
     }
 }
@@ -173,8 +173,10 @@ void Sm::KelGroup::handleGroupDel() {
     const U32 handle = handles.group(groupId()).value();
     require(handle != 0,
             "lagGroupActionProfileSm()->helper()->sdkHandles()->group( group()->groupId() )", kDel);
-    // The state machine has let go of this reactor, so these make no hardware call: the chip
-    // releases the members with the group.
+    // When `groupDel` retires this reactor, the state machine no longer finds it, and these check
+    // the members' handles only: the chip releases the members with the group. When the whole state
+    // machine is torn down it still finds it, and then a group with members left is a fatal
+    // assertion.
     for (auto& member : groupMember_) {
         member->handleMemberDel();
     }

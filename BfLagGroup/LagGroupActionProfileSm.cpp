@@ -1,5 +1,7 @@
 #include "BfLagGroup/LagGroupActionProfileSm.h"
 
+#include <utility>
+
 #include "BfLagGroup/Site.h"
 
 namespace BfLagGroup {

@@ -1,6 +1,7 @@
 #include "BfLagGroup/LagGroupTable.h"
 
 #include <optional>
+#include <utility>
 
 #include "BfLagGroup/Site.h"
 #include "driver-status/PdCall.h"

@@ -8,7 +8,8 @@
 namespace BfLagGroup {
 
 /**
- * The driver of the match table "lagGroup". Made by `lagGroupTableFactory` alone.
+ * The driver of the match table "lagGroup". Agents make it with
+ * `lagGroupTableFactory`, which also sets its scope and restores it.
  *
  * Each request becomes one PD call. The table keeps the handle of every entry (in the helper's
  * `sdkHandles`), but no copy of what an entry points at: the chip is the only record of that, and

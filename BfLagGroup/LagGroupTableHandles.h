@@ -14,6 +14,7 @@ namespace BfLagGroup {
  */
 class KEL_EXPORT LagGroupTableHandles : public Kel::Object<LagGroupTableHandles, Kel::Entity> {
   public:
+    /// The nodes of the three maps; no reactors.
     using KelEntry =
         Kel::HashMap2018NodeExternKey<LagGroupMatchSpec::PtrConst, RuxTable::RuxSdkEntryHandle>;
     using KelGroup =

@@ -1,5 +1,7 @@
 #include "BfLagGroup/LagGroupTableHelper.h"
 
+#include <utility>
+
 #include "BfLagGroup/Site.h"
 
 namespace BfLagGroup {
@@ -65,7 +67,7 @@ LagGroupTableHelper::PdLib::Ptr LagGroupTableHelper::pdLibIs(const Kel::Name& pd
         if (isSame) {
             return present;
         }
-        present->parentIs(nullptr);
+        present->parentIs(nullptr); // where an agent has given it one
     }
     PdLib::Ptr made = new PdLib(pdLibName, dlHandle, sessionId);
     made->hasNotificationActiveIs(true);

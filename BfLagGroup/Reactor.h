@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "BfLagGroup/Words.h"
 #include "framework/Kel.h"
 
@@ -23,6 +25,7 @@ class KEL_EXPORT Reactor : public Kel::Object<Self, Kel::PtrInterface::NotifieeC
     /// The model object that the reactor follows; null when there is none.
     const Kel::Ptr<Model>& model() const noexcept { return model_; }
 
+    /// For whoever wants to mark a reactor; the driver itself neither sets nor reads it.
     void initializedIs(bool initialized) noexcept { initialized_ = initialized; }
     bool initialized() const noexcept { return initialized_; }
 

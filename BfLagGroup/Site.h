@@ -18,12 +18,14 @@ struct Site {
     const char* name;
 };
 
+/// The place that traces and assertions of this library name. It is what readers of logs look for,
+/// not a file here; nor are the line numbers that some operations give with it. Keep them.
 inline constexpr const char* kSource = "bf_velmor_switch/kel/BfLagGroup/BfLagGroup";
 
 inline constexpr Kel::U8 kEntryLevel = 9;
 inline constexpr Kel::U8 kDetailLevel = 8;
 
-/// The caller's line, where no other is wanted.
+/// The caller's own line, which an operation without a fixed one gives.
 inline Kel::U32 lineHere(std::source_location where) {
     return where.line();
 }

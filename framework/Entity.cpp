@@ -1,5 +1,7 @@
 #include "framework/Entity.h"
 
+#include <utility>
+
 namespace Kel {
 
 struct Entity::Attributes {

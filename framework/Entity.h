@@ -69,18 +69,20 @@ class KEL_EXPORT Entity : public Object<Entity, PtrInterface> {
     /// The children.
     const EntityChildren& entity() const noexcept { return children_; }
 
-    /// Makes `parent` the parent; null detaches. Throws `RangeException` and changes nothing when
-    /// `parent` is this entity or one of its descendants.
+    /// Makes `parent` the parent, null detaches; the entity then belongs to no attribute of it. A
+    /// change of the parent is announced. Throws `RangeException` and changes nothing when `parent`
+    /// is this entity or one of its descendants.
     void parentIs(const Kel::Ptr<Entity>& parent);
-    /// The same, for the attribute `attrName` of the parent (a string that outlives the entity),
-    /// and unannounced: it is part of a change of that attribute, which the parent announces.
+    /// The same for the attribute `attrName` of the parent (a string that outlives the entity), and
+    /// unannounced: it is part of a change of that attribute, which the parent announces. Throws
+    /// likewise.
     void handleParent(Entity* parent, const char* attrName);
 
     static const Type fwkType_;
 
   protected:
     NotifieeList notifiees_;
-    /// The five attributes that every entity class has; see `EntityAttributeTable`.
+    /// Protected, as the attribute tables of derived classes name it.
     EntityChildren children_;
 
   private:

@@ -203,7 +203,11 @@ class HashMap2018 {
     HashMap2018() noexcept = default;
     HashMap2018(const HashMap2018&) = delete;
     HashMap2018& operator=(const HashMap2018&) = delete;
-    ~HashMap2018() { emptyAllBuckets(); }
+    ~HashMap2018() {
+        while (table_.capacity != 0) { // a destructor of a value may insert again
+            emptyAllBuckets();
+        }
+    }
 
     U32 size() const noexcept { return size_; }
     bool empty() const noexcept { return size_ == 0; }

@@ -56,6 +56,7 @@ class KEL_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
     virtual void onAttribute(AttributeId id, const void* key);
     /// The context in which this notifiee is told.
     virtual Activity* kelFwkActivity() const;
+    /// The same, under its other name.
     virtual Activity* actsm() const;
     /// Follows `notifier` from now on, or nothing when it is null. A reactor overrides this to
     /// catch up with its new notifier.

@@ -12,7 +12,7 @@ declare -A may=(
     [framework]="framework"
     [driver-status]="driver-status framework"
     [platform]="platform framework pd"
-    [BfLagGroup]="BfLagGroup driver-status platform framework pd"
+    [BfLagGroup]="BfLagGroup driver-status platform framework"
     [asic]="asic pd"
     [agent]="agent BfLagGroup driver-status platform framework pd"
 )
