@@ -10,10 +10,11 @@ struct LagGroupActionProfile::Attributes {
     using Table = Kel::EntityAttributeTable<
         P, Kel::CollectionRow<"group", P::kGroup, &P::group_, &P::groupIs, &P::groupDel>,
         Kel::CollectionRow<"entry", P::kEntry, &P::entry_, &P::entryIs, &P::entryDel>>;
+    static constexpr const char* constructorParameters[] = {"name"};
 };
 
-constinit const Kel::Type LagGroupActionProfile::fwkType_ =
-    Attributes::Table::objectType("BfLagGroup::LagGroupActionProfile", Kel::Entity::fwkType_);
+constinit const Kel::Type LagGroupActionProfile::fwkType_ = Attributes::Table::objectType(
+    "BfLagGroup::LagGroupActionProfile", Kel::Entity::fwkType_, Attributes::constructorParameters);
 
 LagGroupActionProfile::LagGroupActionProfile(Kel::Name name) : Object(std::move(name)) {}
 

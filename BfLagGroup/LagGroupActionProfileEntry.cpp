@@ -7,10 +7,12 @@ struct LagGroupActionProfileEntry::Attributes {
     using Table =
         Kel::EntityAttributeTable<E, Kel::ScalarRow<"memberId", 258, &E::memberId>,
                                   Kel::ScalarRow<"action", E::kAction, &E::action, &E::actionIs>>;
+    static constexpr const char* constructorParameters[] = {"memberId", "actionCtor"};
 };
 
 constinit const Kel::Type LagGroupActionProfileEntry::fwkType_ =
-    Attributes::Table::objectType("BfLagGroup::LagGroupActionProfileEntry", Kel::Entity::fwkType_);
+    Attributes::Table::objectType("BfLagGroup::LagGroupActionProfileEntry", Kel::Entity::fwkType_,
+                                  Attributes::constructorParameters);
 
 LagGroupActionProfileEntry::LagGroupActionProfileEntry(RuxTable::RuxMemberId memberId,
                                                        const Action& action)

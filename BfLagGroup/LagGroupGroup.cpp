@@ -13,10 +13,12 @@ struct LagGroupGroup::Attributes {
         Kel::ScalarRow<"initialMemberId", G::kInitialMemberId, &G::initialMemberId>,
         Kel::ScalarRow<"actionType", G::kActionType, &G::actionType>,
         Kel::CollectionRow<"member", G::kMember, &G::member_, &G::memberIs, &G::memberDel>>;
+    static constexpr const char* constructorParameters[] = {"groupId", "groupSize",
+                                                            "initialMemberId", "actionType"};
 };
 
-constinit const Kel::Type LagGroupGroup::fwkType_ =
-    Attributes::Table::objectType("BfLagGroup::LagGroupGroup", Kel::Entity::fwkType_);
+constinit const Kel::Type LagGroupGroup::fwkType_ = Attributes::Table::objectType(
+    "BfLagGroup::LagGroupGroup", Kel::Entity::fwkType_, Attributes::constructorParameters);
 
 LagGroupGroup::LagGroupGroup(RuxGroupId groupId, U32 groupSize, U32 initialMemberId,
                              LagGroupActionProfileType actionType)

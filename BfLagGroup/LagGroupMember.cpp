@@ -7,10 +7,11 @@ struct LagGroupMember::Attributes {
     using Table =
         Kel::EntityAttributeTable<M, Kel::ScalarRow<"memberId", 258, &M::memberId>,
                                   Kel::ScalarRow<"active", M::kActive, &M::active, &M::activeIs>>;
+    static constexpr const char* constructorParameters[] = {"memberId"};
 };
 
-constinit const Kel::Type LagGroupMember::fwkType_ =
-    Attributes::Table::objectType("BfLagGroup::LagGroupMember", Kel::Entity::fwkType_);
+constinit const Kel::Type LagGroupMember::fwkType_ = Attributes::Table::objectType(
+    "BfLagGroup::LagGroupMember", Kel::Entity::fwkType_, Attributes::constructorParameters);
 
 LagGroupMember::LagGroupMember(RuxTable::RuxMemberId memberId)
     : Object(Kel::valueToStrep(memberId.value())), memberId_(memberId) {}

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <set>
 
 #include "tests/BfLagGroup/GenericFixture.h"
@@ -76,6 +77,20 @@ TEST(GenericRegistry, HoldsTheTypesOfTheLibraryInTheFixedOrder) {
                     "BfLagGroup::LagGroupMemberOrGroupOrNone",
                     "BfLagGroup::SetLagPortActionProfileSpec",
                     "BfLagGroup::FixL2SubintfAlignmentActionProfileSpec"));
+}
+
+TEST(GenericRegistry, NamesTheConstructorParametersOfTheModelsClasses) {
+    const auto parametersOf = [](const char* name) {
+        const auto& parameters = Kel::typeNode(name)->constructorParameters;
+        return std::vector<std::string>(parameters.begin(), parameters.end());
+    };
+    using testing::ElementsAre;
+    EXPECT_THAT(parametersOf("BfLagGroup::LagGroupActionProfile"), ElementsAre("name"));
+    EXPECT_THAT(parametersOf("BfLagGroup::LagGroupActionProfileEntry"),
+                ElementsAre("memberId", "actionCtor"));
+    EXPECT_THAT(parametersOf("BfLagGroup::LagGroupGroup"),
+                ElementsAre("groupId", "groupSize", "initialMemberId", "actionType"));
+    EXPECT_THAT(parametersOf("BfLagGroup::LagGroupMember"), ElementsAre("memberId"));
 }
 
 TEST(GenericRegistry, IsUnchangedByRegisteringATypeAgain) {

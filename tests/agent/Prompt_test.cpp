@@ -1,6 +1,7 @@
 #include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -58,9 +59,31 @@ class Prompt : public testing::Test {
         seen_ = found + text.size();
     }
 
+    /// Waits for the prompt, and until the editor reads: it shows the prompt just before it takes
+    /// the terminal out of line mode, in which a Ctrl-D typed too early would be lost.
+    void awaitsPrompt() {
+        ASSERT_NO_FATAL_FAILURE(awaits("lag> "));
+        termios mode{};
+        for (int i = 0; i < 2000; ++i) {
+            ASSERT_EQ(tcgetattr(terminal_, &mode), 0);
+            if ((mode.c_lflag & ICANON) == 0) {
+                return;
+            }
+            usleep(10'000);
+        }
+        FAIL() << "the terminal stays in line mode";
+    }
+
+    /// The status with which the agent ends; -1 when it does not end by itself.
     int exitStatus() {
         char buffer[4096];
-        while (read(terminal_, buffer, sizeof buffer) > 0) {
+        pollfd waiting{terminal_, POLLIN, 0};
+        ssize_t size = 1;
+        while (size > 0) {
+            if (poll(&waiting, 1, 20'000) <= 0) {
+                return -1;
+            }
+            size = read(terminal_, buffer, sizeof buffer);
         }
         int status = 0;
         waitpid(std::exchange(child_, -1), &status, 0);
@@ -78,68 +101,68 @@ class Prompt : public testing::Test {
 };
 
 TEST_F(Prompt, CarriesOutWhatIsTyped) {
-    awaits("lag> ");
+    awaitsPrompt();
     type("member add 1 action setLagPort port 7\r");
-    awaits("lag> ");
+    awaitsPrompt();
     type("show members\r");
     awaits("setLagPort  7");
-    awaits("lag> ");
+    awaitsPrompt();
     type("quit\r");
     EXPECT_EQ(0, exitStatus());
 }
 
 TEST_F(Prompt, LineCanBeEdited) {
-    awaits("lag> ");
+    awaitsPrompt();
     type(std::string("show memberz") + "\x7f" + "s\r"); // backspace
     awaits("members:");
-    awaits("lag> ");
+    awaitsPrompt();
     type(std::string("how groups") + "\x01" + "s\r"); // to the beginning of the line
     awaits("groups:");
-    awaits("lag> ");
+    awaitsPrompt();
     type(std::string("show entrie") + kLeft + kLeft + "\x05" + "s\r"); // back, and to the end
     awaits("entries:");
-    awaits("lag> ");
+    awaitsPrompt();
     type("\x04");
     EXPECT_EQ(0, exitStatus());
 }
 
 TEST_F(Prompt, TabCompletesTheWord) {
-    awaits("lag> ");
+    awaitsPrompt();
     type("sho\tmem\t\r");
     awaits("members:");
-    awaits("lag> ");
+    awaitsPrompt();
     type("member add 1 act\tsetT\t\r");
-    awaits("lag> ");
+    awaitsPrompt();
     type("show members\r");
     awaits("setTunnelInfo");
-    awaits("lag> ");
+    awaitsPrompt();
     type("\x04");
     EXPECT_EQ(0, exitStatus());
 }
 
 TEST_F(Prompt, HistoryBringsALineBack) {
-    awaits("lag> ");
+    awaitsPrompt();
     type("show groups\r");
     awaits("groups:");
-    awaits("lag> ");
+    awaitsPrompt();
     type("show members\r");
     awaits("members:");
-    awaits("lag> ");
+    awaitsPrompt();
     type(std::string(kUp) + kUp + "\r");
     awaits("groups:");
-    awaits("lag> ");
+    awaitsPrompt();
     type("\x04");
     EXPECT_EQ(0, exitStatus());
 }
 
 TEST_F(Prompt, ErrorDoesNotEndIt) {
-    awaits("lag> ");
+    awaitsPrompt();
     type("mebmer add 1\r");
     awaits("error: unknown command 'mebmer' (did you mean 'member'?)");
-    awaits("lag> ");
+    awaitsPrompt();
     type("member del 1\r");
     awaits("error: there is no member 1");
-    awaits("lag> ");
+    awaitsPrompt();
     type("\x04");
     EXPECT_EQ(1, exitStatus());
 }
