@@ -1,11 +1,15 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 
 #include "agent/AsicControl.h"
 #include "agent/ChipTables.h"
 #include "agent/Configuration.h"
 #include "agent/Flows.h"
+#include "agent/Progress.h"
+#include "agent/restart/StartReport.h"
+#include "agent/state/PersistentState.h"
 
 namespace LagAgent {
 
@@ -21,19 +25,39 @@ struct ScriptState {
 /// Everything that a command works on.
 class Agent {
   public:
-    /// Starts the driver; throws what `Driver` does.
-    explicit Agent(const Target& target)
-        : driver(target), configuration(driver), chip(driver), asic(driver.library()), flows(asic) {
-    }
+    /// Starts the driver, which keeps nothing: the agent ends, and so does what it knows. Throws
+    /// what `Driver` does.
+    explicit Agent(const Target& target) : Agent(target, nullptr, nullptr) {}
 
+    /// Starts the driver over what an earlier run left in the state directory, and brings the chip
+    /// to the desired state. Throws `Pello::StateException`, `CommandError`, and what a PD call
+    /// throws. `progress` may be null.
+    Agent(const Target& target, const StateOptions& options, Progress* progress)
+        : Agent(target, &options, progress) {}
+
+  private:
+    std::shared_ptr<const Pello::StateDirectory> directory_;
+
+  public:
+    PdLibrary library;
+    AsicControl asic;
+    ChipTables chip;
+    /// How the start went; empty for an agent that keeps nothing.
+    StartReport start{};
+    /// Null for an agent that keeps nothing.
+    std::unique_ptr<PersistentState> state;
     Driver driver;
     Configuration configuration;
-    ChipTables chip;
-    AsicControl asic;
     Flows flows;
     ScriptState script{};
     /// Set by 'quit'.
     bool isOver = false;
+
+  private:
+    Agent(const Target& target, const StateOptions* options, Progress* progress);
+    std::unique_ptr<PersistentState> openState(const StateOptions& options, const Target& target);
+    MbbGlimtKey::GlimtKeyManager::Ptr keyManager() const;
+    Driver startDriver(const Target& target);
 };
 
 } // namespace LagAgent

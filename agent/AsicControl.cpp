@@ -12,6 +12,7 @@ namespace LagAgent {
 namespace {
 
 constexpr std::uint32_t kLogCapacity = 65536;
+constexpr std::string_view kSessionPrefix = "p4_pd_velmor_switch_client_";
 
 void check(const char* what, std::uint32_t status) {
     if (status != BfTable::kStatusSuccess) {
@@ -24,6 +25,9 @@ void check(const char* what, std::uint32_t status) {
 } // namespace
 
 #define LAG_AGENT_ASIC_FUNCTIONS(X)                                                                \
+    X(chip_attach)                                                                                 \
+    X(attach_error)                                                                                \
+    X(chip_boot)                                                                                   \
     X(forward)                                                                                     \
     X(log_start)                                                                                   \
     X(log_begin)                                                                                   \
@@ -84,8 +88,36 @@ FlowFate AsicControl::forward(int device, std::uint16_t pipe, std::uint32_t meta
     }
 }
 
+void AsicControl::attach(int device, const std::string& path) const {
+    if (required().chip_attach(device, path.c_str(), nullptr) != BfTable::kStatusSuccess) {
+        throw CommandError(ErrorKind::start, std::string("no chip: ") + required().attach_error());
+    }
+}
+
+std::uint64_t AsicControl::bootGeneration(int device) const {
+    std::uint64_t generation = 0;
+    check("its boot generation", required().chip_boot(device, &generation));
+    return generation;
+}
+
 std::uint64_t AsicControl::nextCall() const {
     return functions_ ? functions_->log_end() : 0;
+}
+
+std::vector<std::string> AsicControl::writes(std::uint64_t begin, std::uint64_t end) const {
+    std::vector<std::string> operations;
+    for (auto at = std::max(begin, required().log_begin()); at < end; ++at) {
+        velmor_asic_call_t call{};
+        if (required().log_read(at, &call) != BfTable::kStatusSuccess) {
+            continue;
+        }
+        const std::string operation = call.operation;
+        // Of what the log keeps, these change nothing on the chip.
+        if (!operation.ends_with("_get_entry") && !operation.starts_with(kSessionPrefix)) {
+            operations.push_back(operation);
+        }
+    }
+    return operations;
 }
 
 std::vector<PdCallRecord> AsicControl::calls(std::uint64_t begin, std::uint64_t end) const {

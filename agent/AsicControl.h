@@ -48,6 +48,12 @@ class AsicControl {
 
     bool isPresent() const noexcept { return functions_ != nullptr; }
 
+    /// From now on the device is the chip in that file, which outlives the process; a new file is
+    /// an empty chip. Throws `CommandError` (start) with the reason.
+    void attach(int device, const std::string& path) const;
+    /// The chip's boot generation: another one after every loss of its state.
+    std::uint64_t bootGeneration(int device) const;
+
     /// Sends one flow through the data path.
     FlowFate forward(int device, std::uint16_t pipe, std::uint32_t metadata,
                      std::uint32_t hash) const;
@@ -56,6 +62,10 @@ class AsicControl {
     std::uint64_t nextCall() const;
     /// The calls from `begin` to before `end` that the log still has.
     std::vector<PdCallRecord> calls(std::uint64_t begin, std::uint64_t end) const;
+
+    /// The PD functions that were called from `begin` to before `end` and change the chip, in
+    /// order.
+    std::vector<std::string> writes(std::uint64_t begin, std::uint64_t end) const;
 
     /// The `nth` call from now of the PD function fails with `status`; from then on if `isAlways`.
     void planFault(const std::string& function, std::uint32_t nth, std::uint32_t status,

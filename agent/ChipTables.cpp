@@ -5,9 +5,9 @@
 
 namespace LagAgent {
 
-ChipTables::ChipTables(const Driver& driver)
-    : pd_(driver.library()), session_(driver.library().session()),
-      device_(driver.helper().deviceId()), target_(driver.helper().deviceTarget()) {}
+ChipTables::ChipTables(const PdLibrary& library, const Target& target)
+    : pd_(library), session_(library.session()),
+      device_(target.device), target_{target.device, target.pipe} {}
 
 template <class Operation, class... Arguments>
 bool ChipTables::read(const Operation& operation, Arguments... arguments) const {
@@ -34,13 +34,76 @@ p4_pd_velmor_switch_usage_t ChipTables::usage() const {
     return usage;
 }
 
-bool ChipTables::hasDefaultEntry() const {
-    std::uint32_t handle = 0;
-    return read(pd_.p4_pd_velmor_switch_lagGroup_get_default_entry_handle, target_, &handle);
+ChipHandle ChipTables::defaultEntry() const {
+    ChipHandle handle = 0;
+    const bool found =
+        read(pd_.p4_pd_velmor_switch_lagGroup_get_default_entry_handle, target_, &handle);
+    return found ? handle : 0;
 }
 
-Listing ChipTables::usageListing() const {
-    const auto now = usage();
+ChipMember ChipTables::member(ChipHandle handle) const {
+    ChipMember member;
+    p4_pd_velmor_switch_setLagPort_action_spec_t spec{};
+    read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_member, device_, handle, &member.action,
+         &spec);
+    if (member.action == P4_PD_ACTION_setLagPort) {
+        member.port = spec.action_egrL2AintfPort;
+    }
+    return member;
+}
+
+ChipGroup ChipTables::group(ChipHandle handle) const {
+    ChipGroup group;
+    std::uint32_t count = 0;
+    read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_group, device_, handle, &group.size,
+         &count);
+    ChipHandle member = 0;
+    for (bool found = read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member,
+                           device_, handle, &member);
+         found; found = read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member,
+                             device_, handle, member, &member)) {
+        std::uint32_t state = 0;
+        read(pd_.p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get, device_, handle,
+             member, &state);
+        group.members.emplace_hint(group.members.end(), member, state == P4_PD_MEMBER_ACTIVE);
+    }
+    return group;
+}
+
+ChipEntry ChipTables::entry(ChipHandle handle, bool isDefault) const {
+    p4_pd_velmor_switch_lagGroup_match_spec_t match{};
+    std::uint32_t priority = 0, member = 0, group = 0;
+    bool hasMember = false, hasGroup = false, spare = false;
+    read(pd_.p4_pd_velmor_switch_lagGroup_get_entry, device_, handle, true, &match, &priority,
+         &hasMember, &hasGroup, &member, &group, &spare);
+    ChipEntry entry{.target = {hasGroup ? group : member, hasGroup}};
+    if (!isDefault) {
+        entry.name = MatchKey{match.egrMd_egrL2AintfUnresolved,
+                              match.egrMd_egrL2AintfUnresolved_mask, priority};
+    }
+    return entry;
+}
+
+ChipState ChipTables::read() const {
+    ChipState state{.usage = usage()};
+    walk(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
+         pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle,
+         [&](ChipHandle handle) { state.members.emplace(handle, member(handle)); });
+    walk(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
+         pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle,
+         [&](ChipHandle handle) { state.groups.emplace(handle, group(handle)); });
+    walk(pd_.p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
+         pd_.p4_pd_velmor_switch_lagGroup_get_next_entry_handle,
+         [&](ChipHandle handle) { state.entries.emplace(handle, entry(handle, false)); });
+    if (const ChipHandle handle = defaultEntry(); handle != 0) {
+        state.entries.emplace(handle, entry(handle, true));
+    }
+    return state;
+}
+
+namespace {
+
+Listing usageListing(const p4_pd_velmor_switch_usage_t& now) {
     Listing listing({"table", "used", "capacity"});
     listing.add({"entries", now.entries, now.entry_capacity});
     listing.add({"members", now.members, now.member_capacity});
@@ -48,89 +111,59 @@ Listing ChipTables::usageListing() const {
     return listing;
 }
 
-Listing ChipTables::members() const {
+Listing memberListing(const ChipState& state) {
     Listing listing({"handle", "action", "port"});
-    walk(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
-         pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle,
-         [&](std::uint32_t handle) {
-             std::uint32_t action = 0;
-             p4_pd_velmor_switch_setLagPort_action_spec_t spec{};
-             read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_member, device_, handle, &action,
-                  &spec);
-             const bool hasPort = action == P4_PD_ACTION_setLagPort;
-             listing.add({handle,
-                          action < actionNames().size() ? Json(actionNames()[action]) : Json(),
-                          hasPort ? Json(spec.action_egrL2AintfPort) : Json()});
-         });
-    return listing;
-}
-
-std::vector<Json> ChipTables::groupMembers(std::uint32_t group) const {
-    Json active = Json::array(), inactive = Json::array();
-    std::uint32_t member = 0;
-    for (bool found = read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member,
-                           device_, group, &member);
-         found; found = read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member,
-                             device_, group, member, &member)) {
-        std::uint32_t state = 0;
-        read(pd_.p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get, device_, group,
-             member, &state);
-        (state == P4_PD_MEMBER_ACTIVE ? active : inactive).push_back(member);
+    for (const auto& [handle, member] : state.members) {
+        const bool isKnown = member.action < actionNames().size();
+        const bool hasPort = member.action == P4_PD_ACTION_setLagPort;
+        listing.add({handle, isKnown ? Json(actionNames()[member.action]) : Json(),
+                     hasPort ? Json(member.port) : Json()});
     }
-    return {std::move(active), std::move(inactive)};
-}
-
-Listing ChipTables::groups() const {
-    Listing listing({"handle", "size", "active", "inactive"});
-    walk(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
-         pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle,
-         [&](std::uint32_t handle) {
-             std::uint16_t size = 0;
-             std::uint32_t count = 0;
-             read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_group, device_, handle, &size,
-                  &count);
-             const auto members = groupMembers(handle);
-             listing.add({handle, size, members[0], members[1]});
-         });
     return listing;
 }
 
-std::vector<Json> ChipTables::entryRow(std::uint32_t handle, bool isDefault) const {
-    p4_pd_velmor_switch_lagGroup_match_spec_t match{};
-    std::uint32_t priority = 0, member = 0, group = 0;
-    bool hasMember = false, hasGroup = false, spare = false;
-    read(pd_.p4_pd_velmor_switch_lagGroup_get_entry, device_, handle, true, &match, &priority,
-         &hasMember, &hasGroup, &member, &group, &spare);
-    const auto unlessDefault = [&](std::uint32_t value) {
-        return isDefault ? Json() : Json(value);
-    };
-    return {handle,
-            isDefault,
-            unlessDefault(match.egrMd_egrL2AintfUnresolved),
-            unlessDefault(match.egrMd_egrL2AintfUnresolved_mask),
-            unlessDefault(priority),
-            hasMember ? Json(member) : Json(),
-            hasGroup ? Json(group) : Json()};
+Listing groupListing(const ChipState& state) {
+    Listing listing({"handle", "size", "active", "inactive"});
+    for (const auto& [handle, group] : state.groups) {
+        Json active = Json::array(), inactive = Json::array();
+        for (const auto& [member, isActive] : group.members) {
+            (isActive ? active : inactive).push_back(member);
+        }
+        listing.add({handle, group.size, std::move(active), std::move(inactive)});
+    }
+    return listing;
 }
 
-Listing ChipTables::entries() const {
+/// The default entry last.
+Listing entryListing(const ChipState& state) {
     Listing listing({"handle", "default", "value", "mask", "priority", "member", "group"});
     listing.hexIs({"value", "mask"});
-    walk(pd_.p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
-         pd_.p4_pd_velmor_switch_lagGroup_get_next_entry_handle,
-         [&](std::uint32_t handle) { listing.add(entryRow(handle, false)); });
-    std::uint32_t handle = 0;
-    if (read(pd_.p4_pd_velmor_switch_lagGroup_get_default_entry_handle, target_, &handle)) {
-        listing.add(entryRow(handle, true));
+    for (const bool isDefault : {false, true}) {
+        for (const auto& [handle, entry] : state.entries) {
+            if (isDefault != !entry.name) {
+                continue;
+            }
+            const auto field = [&](std::uint32_t MatchKey::*member) {
+                return isDefault ? Json() : Json((*entry.name).*member);
+            };
+            const auto target = [&](bool isGroup) {
+                return entry.target.isGroup == isGroup ? Json(entry.target.handle) : Json();
+            };
+            listing.add({handle, isDefault, field(&MatchKey::value), field(&MatchKey::mask),
+                         field(&MatchKey::priority), target(false), target(true)});
+        }
     }
     return listing;
 }
 
+} // namespace
+
 void ChipTables::show(Reply& reply) const {
-    reply.add("asic usage", usageListing());
-    reply.add("asic members", members());
-    reply.add("asic groups", groups());
-    reply.add("asic entries", entries());
+    const ChipState state = read();
+    reply.add("asic usage", usageListing(state.usage));
+    reply.add("asic members", memberListing(state));
+    reply.add("asic groups", groupListing(state));
+    reply.add("asic entries", entryListing(state));
 }
 
 } // namespace LagAgent

@@ -1,20 +1,23 @@
 #pragma once
 
-#include "agent/Driver.h"
+#include "agent/ChipState.h"
 #include "agent/PdReadBack.h"
 #include "agent/Reply.h"
+#include "agent/Target.h"
 
 namespace LagAgent {
 
-/// The chip's tables in the driver's pipe scope, read back through the PD library, which knows
+/// The chip's tables in the target's pipe scope, read back through the PD library, which knows
 /// nothing of the driver's ids: everything is named by handle. A refused read-back throws what a
 /// refused PD call of the driver does.
 class ChipTables {
   public:
-    explicit ChipTables(const Driver& driver);
+    ChipTables(const PdLibrary& library, const Target& target);
 
     p4_pd_velmor_switch_usage_t usage() const;
-    bool hasDefaultEntry() const;
+    bool hasDefaultEntry() const { return defaultEntry() != 0; }
+    /// Everything at once. `get_entry` is the one call among these that a call log shows.
+    ChipState read() const;
     void show(Reply& reply) const;
 
   private:
@@ -24,12 +27,10 @@ class ChipTables {
     template <class First, class Next, class Visit>
     void walk(const First& first, const Next& next, Visit&& visit) const;
 
-    Listing usageListing() const;
-    Listing members() const;
-    Listing groups() const;
-    Listing entries() const;
-    std::vector<Json> entryRow(std::uint32_t handle, bool isDefault) const;
-    std::vector<Json> groupMembers(std::uint32_t group) const;
+    ChipHandle defaultEntry() const;
+    ChipMember member(ChipHandle handle) const;
+    ChipGroup group(ChipHandle handle) const;
+    ChipEntry entry(ChipHandle handle, bool isDefault) const;
 
     PdReadBack pd_;
     std::uint32_t session_;

@@ -109,6 +109,38 @@ void faultClear(Agent& agent, const Arguments&, Reply&) {
     agent.asic.clearFaults();
 }
 
+// ---- The state over restarts ---------------------------------------------------------------
+
+/// Records, chip and desired state as they are now.
+struct Now {
+    explicit Now(Agent& agent)
+        : records(readRecords(required(agent).keys())), chip(agent.chip.read()),
+          desired(required(agent).database().read()) {}
+
+    static PersistentState& required(Agent& agent) {
+        if (!agent.state) {
+            throw CommandError(ErrorKind::unsupported,
+                               "this agent keeps no state over restarts: run it with 'serve'");
+        }
+        return *agent.state;
+    }
+
+    Records records;
+    ChipState chip;
+    DesiredState desired;
+};
+
+void auditNow(Agent& agent, const Arguments&, Reply& reply) {
+    const Now now(agent);
+    show(audit(now.records, now.chip, now.desired), reply);
+    showWrites(makePlan(now.records, now.chip, now.desired), reply);
+}
+
+void auditSteps(Agent& agent, const Arguments&, Reply& reply) {
+    const Now now(agent);
+    showSteps(makePlan(now.records, now.chip, now.desired), reply);
+}
+
 void addHelp(const std::vector<const Command*>& commands, Reply& reply) {
     Listing listing({"command", "what it does"});
     for (const Command* command : commands) {
@@ -153,7 +185,11 @@ constexpr Command kCommands[]{
     {"entry del default", entryDel, "Restore the built-in default entry: miss"},
     {"show", showModel, "Show members, groups and entries"},
     {"show <section>", showSection,
-     "Show members, groups, entries, handles, status, the asic's tables or the PD calls"},
+     "Show members, groups, entries, handles, status, the asic's tables, the PD calls or the "
+     "latest start"},
+    {"audit", auditNow,
+     "Compare records, chip and desired state, and count the PD writes of a restart"},
+    {"audit steps", auditSteps, "Show the PD writes that a restart would make, in order"},
     {"flows value <value:number> count <count:flows>", flows,
      "Send flows with that metadata value and show where they go"},
     {"fault <operation> nth <nth> status <status:nth> <mode>", fault,

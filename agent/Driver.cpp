@@ -24,11 +24,10 @@ LagGroupActionProfileSm* stateMachineOf(const LagGroupActionProfile& profile) {
 
 } // namespace
 
-Driver::Driver(const Target& target)
-    : library_(target.pdPath), keys_(new MbbGlimtKey::InProcessKeyManager),
-      status_(new RuxTableStatusManager::InProcessStatusManager),
-      table_(lagGroupTableFactory(keys_, status_, library_.handle(), library_.session(),
-                                  target.device, target.pipe, library_.path().c_str())),
+Driver::Driver(const PdLibrary& library, const Target& target, const KeyManagerPtr& keys)
+    : library_(library), status_(new RuxTableStatusManager::InProcessStatusManager),
+      table_(lagGroupTableFactory(keys, status_, library.handle(), library.session(), target.device,
+                                  target.pipe, library.path().c_str())),
       profile_(lagGroupActionProfileFactory(table_)), sm_(stateMachineOf(*profile_)) {
     if (!sm_) {
         throw CommandError(ErrorKind::start, "no state machine follows the action profile");

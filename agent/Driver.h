@@ -3,24 +3,21 @@
 #include "BfLagGroup/Factories.h"
 #include "BfLagGroup/LagGroupActionProfileSm.h"
 #include "agent/PdLibrary.h"
-#include "platform/MbbGlimtKey/InProcessKeyManager.h"
+#include "agent/Target.h"
+#include "platform/MbbGlimtKey/GlimtKeyManager.h"
 #include "platform/RuxTableStatusManager/InProcessStatusManager.h"
 
 namespace LagAgent {
 
-/// Which chip the driver works on.
-struct Target {
-    std::string pdPath{};
-    std::uint8_t device = 0;
-    std::uint16_t pipe = BfLagGroup::LagGroupTableHelper::kAllPipes;
-};
-
-/// The driver, loaded and started: the PD library, the match table, the action profile's model and
-/// the state machine behind it.
+/// The driver, started: the match table, the action profile's model and the state machine behind
+/// it.
 class Driver {
   public:
-    /// Throws `CommandError`, or what the factories throw.
-    explicit Driver(const Target& target);
+    using KeyManagerPtr = MbbGlimtKey::GlimtKeyManager::Ptr;
+
+    /// Runs the driver's two factories. Throws `CommandError`, or what the factories throw.
+    /// REQUIRES: `library` outlives the driver.
+    Driver(const PdLibrary& library, const Target& target, const KeyManagerPtr& keys);
 
     const PdLibrary& library() const noexcept { return library_; }
     BfLagGroup::LagGroupTable& table() const noexcept { return *table_; }
@@ -29,15 +26,13 @@ class Driver {
     const RuxTableStatusManager::InProcessStatusManager& status() const noexcept {
         return *status_;
     }
-    const MbbGlimtKey::InProcessKeyManager& keys() const noexcept { return *keys_; }
 
     const BfLagGroup::LagGroupTableHelper& helper() const noexcept { return *table_->helper(); }
     BfLagGroup::LagGroupTableHandles& handles() const { return helper().requiredHandles(); }
     const BfPdLagGroup::BfPdLagGroupIntf& pd() const { return helper().requiredPdLib(); }
 
   private:
-    PdLibrary library_;
-    MbbGlimtKey::InProcessKeyManager::Ptr keys_;
+    const PdLibrary& library_;
     RuxTableStatusManager::InProcessStatusManager::Ptr status_;
     BfLagGroup::LagGroupTable::Ptr table_;
     BfLagGroup::LagGroupActionProfile::Ptr profile_;

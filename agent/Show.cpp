@@ -154,6 +154,14 @@ void showCalls(Agent& agent, Reply& reply) {
     reply.add("calls", std::move(calls), text);
 }
 
+void showStart(Agent& agent, Reply& reply) {
+    if (!agent.state) {
+        throw CommandError(ErrorKind::unsupported,
+                           "this agent keeps no state over restarts: run it with 'serve'");
+    }
+    agent.start.show(reply);
+}
+
 struct Section {
     std::string_view name;
     void (*show)(Agent& agent, Reply& reply);
@@ -162,7 +170,7 @@ struct Section {
 constexpr Section kSections[]{
     {"members", showMembers}, {"groups", showGroups}, {"entries", showEntries},
     {"handles", showHandles}, {"status", showStatus}, {"asic", showAsic},
-    {"calls", showCalls},
+    {"calls", showCalls},     {"start", showStart},
 };
 
 } // namespace

@@ -56,7 +56,8 @@ std::vector<ValueType> makeTypes() {
         {.name = "operation", .kind = choice, .choices = operationNames(), .prefix = kPdPrefix},
         {.name = "section",
          .kind = choice,
-         .choices = {"members", "groups", "entries", "handles", "status", "asic", "calls"}},
+         .choices = {"members", "groups", "entries", "handles", "status", "asic", "calls",
+                     "start"}},
         {.name = "objects", .kind = choice, .choices = {"members", "groups", "entries"}},
         {.name = "text", .kind = text},
     };

@@ -1,0 +1,65 @@
+#include "agent/Agent.h"
+
+#include "agent/restart/Restart.h"
+#include "platform/MbbGlimtKey/InProcessKeyManager.h"
+
+namespace LagAgent {
+
+namespace {
+
+const auto kProgramStart = Phases::Clock::now();
+
+std::shared_ptr<const Pello::StateDirectory> openDirectory(const StateOptions* options) {
+    return options ? std::make_shared<const Pello::StateDirectory>(options->directory) : nullptr;
+}
+
+} // namespace
+
+Agent::Agent(const Target& target, const StateOptions* options, Progress* progress)
+    : directory_(openDirectory(options)), library(target.pdPath), asic(library),
+      chip(library, target), state(options ? openState(*options, target) : nullptr),
+      driver(startDriver(target)), configuration(driver, state ? &state->database() : nullptr),
+      flows(asic) {
+    if (state) {
+        restart(driver, configuration, chip, *state, progress, start);
+        start.total = Phases::Clock::now() - kProgramStart;
+    }
+}
+
+std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
+                                                  const Target& target) {
+    start.phases.begin("chip");
+    std::uint64_t boot = options.chipBoot;
+    if (asic.isPresent() || !options.chipFile.empty()) {
+        asic.attach(target.device, options.chipFile.empty() ? directory_->pathOf("chip").charPtr()
+                                                            : options.chipFile);
+        boot = asic.bootGeneration(target.device);
+    }
+    start.phases.begin("tables");
+    auto opened = std::make_unique<PersistentState>(directory_, options, boot, chip, target);
+    start.coldTables = opened->coldTables();
+    return opened;
+}
+
+MbbGlimtKey::GlimtKeyManager::Ptr Agent::keyManager() const {
+    if (state) {
+        return state->keysPtr();
+    }
+    return new MbbGlimtKey::InProcessKeyManager;
+}
+
+Driver Agent::startDriver(const Target& target) {
+    if (!state) {
+        return {library, target, keyManager()};
+    }
+    start.phases.begin("factories");
+    const std::uint64_t begin = asic.nextCall();
+    Driver started(library, target, keyManager());
+    start.phases.end();
+    if (asic.isPresent()) {
+        start.factoryWrites = asic.writes(begin, asic.nextCall());
+    }
+    return started;
+}
+
+} // namespace LagAgent

@@ -1,0 +1,227 @@
+#include "tests/agent/restart/Worlds.h"
+
+#include "agent/Errors.h"
+
+namespace LagAgent {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const std::string kEntry = "entry value 0x10 mask 0xff priority 5";
+
+TEST(Plan, ChangesMembersThenMakesGroupsThenRepointsThenRemoves) {
+    EXPECT_THAT(World().steps(),
+                ElementsAre("lagPortActionProfile_modify_member_with_setLagPort member 1",
+                            "lagPortActionProfile_modify_member_with_setLagPort member 2",
+                            "lagPortActionProfile_create_group group 10",
+                            "lagPortActionProfile_add_member_to_group group 10: member 1",
+                            "lagPortActionProfile_add_member_to_group group 10: member 2",
+                            "lagPortActionProfile_group_member_state_set group 10: member 2",
+                            "lagGroup_modify_entry_with_selector " + kEntry,
+                            "lagPortActionProfile_del_group chip group 110"));
+}
+
+TEST(Plan, EmptyChipIsFilled) {
+    World world;
+    world.records = {};
+    world.chip.members.clear();
+    world.chip.groups.clear();
+    world.chip.entries.clear();
+    world.chip.usage.groups = 0;
+    EXPECT_THAT(world.steps(),
+                ElementsAre("lagPortActionProfile_add_member_with_setLagPort member 1",
+                            "lagPortActionProfile_add_member_with_setLagPort member 2",
+                            "lagPortActionProfile_create_group group 10",
+                            "lagPortActionProfile_add_member_to_group group 10: member 1",
+                            "lagPortActionProfile_add_member_to_group group 10: member 2",
+                            "lagPortActionProfile_group_member_state_set group 10: member 2",
+                            "lagGroup_add_entry_with_selector " + kEntry));
+    EXPECT_EQ(0u, world.plan().orphans);
+}
+
+TEST(Plan, NothingDesiredRemovesEntriesThenGroupsThenMembers) {
+    World world;
+    world.desired = {};
+    EXPECT_THAT(world.steps(), ElementsAre("lagGroup_table_delete chip entry 120",
+                                           "lagPortActionProfile_del_group chip group 110",
+                                           "lagPortActionProfile_del_member chip member 101",
+                                           "lagPortActionProfile_del_member chip member 102"));
+    EXPECT_EQ(0u, world.plan().orphans);
+}
+
+TEST(Plan, GroupBeginsWithItsInitialMemberOrElseWithTheLowest) {
+    EXPECT_THAT(joiningOrder({.initial = 7, .members = {{3, true}, {7, true}, {9, false}}}),
+                ElementsAre(7, 3, 9));
+    EXPECT_THAT(joiningOrder({.initial = 8, .members = {{3, true}, {7, true}}}), ElementsAre(3, 7));
+}
+
+TEST(Plan, RecordOfAHandleThatTheChipDoesNotKnowIsForgotten) {
+    World world;
+    world.chip.members.erase(102);
+    world.chip.groups.clear();
+    world.chip.entries.clear();
+    const Plan plan = world.plan();
+    EXPECT_THAT(plan.forgottenMembers, ElementsAre(2));
+    EXPECT_THAT(plan.forgottenGroups, ElementsAre(10));
+    EXPECT_THAT(plan.forgottenEntries, ElementsAre(0x500000000));
+    EXPECT_EQ("lagPortActionProfile_add_member_with_setLagPort", operationOf(plan.steps.at(1)));
+    EXPECT_EQ("lagGroup_add_entry_with_selector", operationOf(plan.steps.back()));
+}
+
+TEST(Plan, RecordThatTheChipHasAnotherEntryUnderIsForgotten) {
+    World world;
+    world.records.entries[0].name = MatchKey{0x11, 0xff, 5};
+    const Plan plan = world.plan();
+    EXPECT_THAT(plan.forgottenEntries, ElementsAre(0x500000000));
+    // The desired key is there all the same, and is taken as it is.
+    EXPECT_EQ(0u, plan.entries.at(kKey).key);
+    EXPECT_EQ(120u, plan.entries.at(kKey).handle);
+    EXPECT_EQ("lagGroup_modify_entry_with_selector", operationOf(plan.steps.at(6)));
+}
+
+TEST(Plan, UnrecordedEntryAndMembersAreAdoptedWhereTheyServe) {
+    World world;
+    world.records = {};
+    world.chip.members[103] = {P4_PD_ACTION_setLagPort, 2};
+    world.chip.members[104] = {P4_PD_ACTION_setTunnelInfo, 0};
+    const Plan plan = world.plan();
+    EXPECT_THAT(plan.adoptedMembers, ElementsAre(testing::Pair(1, 101), testing::Pair(2, 102)));
+    EXPECT_EQ(0u, plan.entries.at(kKey).key);
+    EXPECT_THAT(
+        plan.writes(),
+        ElementsAre(testing::Pair("lagGroup_modify_entry_with_selector", 1),
+                    testing::Pair("lagPortActionProfile_add_member_to_group", 2),
+                    testing::Pair("lagPortActionProfile_create_group", 1),
+                    testing::Pair("lagPortActionProfile_del_group", 1),
+                    testing::Pair("lagPortActionProfile_del_member", 2),
+                    testing::Pair("lagPortActionProfile_group_member_state_set", 1),
+                    testing::Pair("lagPortActionProfile_modify_member_with_setLagPort", 2)));
+    // The old group, and members 103 and 104.
+    EXPECT_EQ(3u, plan.orphans);
+}
+
+TEST(Plan, RecordedMemberIsNotAdoptedByAnother) {
+    World world;
+    world.desired.members[3] = {kSetLagPort, 1};
+    const Plan plan = world.plan();
+    EXPECT_THAT(plan.adoptedMembers, IsEmpty());
+    EXPECT_TRUE(plan.steps.at(2).isNew);
+}
+
+TEST(Plan, DefaultEntryIsSetAgainAndAnUnwantedOneReset) {
+    World world;
+    world.chip.entries.begin()->second.name = std::nullopt;
+    world.records.entries[0].name = std::nullopt;
+    EXPECT_THAT(world.steps(), testing::Contains("lagGroup_add_entry_with_selector " + kEntry));
+    EXPECT_THAT(world.steps(),
+                testing::Contains("lagGroup_table_reset_default_entry chip entry 120"));
+    world.desired.entries = {{std::nullopt, toMember(1)}};
+    EXPECT_THAT(world.steps(), testing::Contains("lagGroup_set_default_entry default entry"));
+    EXPECT_THAT(world.steps(),
+                testing::Not(testing::Contains(testing::HasSubstr("reset_default"))));
+}
+
+TEST(Plan, UnwantedEntriesGoFirstOnlyWhereNewOnesLackRoom) {
+    World world;
+    world.desired.entries = {{MatchKey{1, 0xff, 0}, toMember(1)}};
+    EXPECT_EQ("lagPortActionProfile_del_group chip group 110", world.steps().back());
+    const auto position = [&](const std::string& line) {
+        const auto steps = world.steps();
+        return std::ranges::find(steps, line) - steps.begin();
+    };
+    const std::string add = "lagGroup_add_entry entry value 0x1 mask 0xff priority 0";
+    EXPECT_LT(position(add), position("lagGroup_table_delete chip entry 120"));
+    world.chip.usage.entry_capacity = 1;
+    EXPECT_GT(position(add), position("lagGroup_table_delete chip entry 120"));
+}
+
+// ---- A chip without room for the new groups beside the old ones ---------------------------------
+
+/// As `World`, with a second group 20 of member 1 alone (handle 111), to which entry 0x20 points
+/// (handle 121).
+struct TwoGroups : World {
+    static constexpr MatchKey kOther{0x20, 0xff, 5};
+
+    explicit TwoGroups(std::uint32_t groupCapacity) {
+        desired.groups[20] = {.size = 4, .initial = 1, .type = kSetLagPort, .members = {{1, true}}};
+        desired.entries[kOther] = toGroup(20);
+        records.groups[20] = 111;
+        records.entries.push_back({.key = 0x600000000, .name = kOther, .handle = 121});
+        chip.groups[111] = {.size = 4, .members = {{101, true}}};
+        chip.entries[121] = {.name = kOther, .target = {111, true}};
+        chip.usage.groups = 2;
+        chip.usage.group_capacity = groupCapacity;
+    }
+
+    /// The steps that touch entries and whole groups.
+    std::vector<std::string> course() const {
+        auto lines = steps();
+        std::erase_if(lines, [](const std::string& line) {
+            return line.find("_member") != std::string::npos;
+        });
+        return lines;
+    }
+};
+
+const std::string kOtherEntry = "entry value 0x20 mask 0xff priority 5";
+
+TEST(PlanWithoutRoom, AllNewGroupsComeFirstWhileThereIsRoom) {
+    const TwoGroups world(4);
+    EXPECT_THAT(world.course(), ElementsAre("lagPortActionProfile_create_group group 10",
+                                            "lagPortActionProfile_create_group group 20",
+                                            "lagGroup_modify_entry_with_selector " + kEntry,
+                                            "lagGroup_modify_entry_with_selector " + kOtherEntry,
+                                            "lagPortActionProfile_del_group chip group 110",
+                                            "lagPortActionProfile_del_group chip group 111"));
+    EXPECT_EQ(0u, world.plan().missingGroups);
+}
+
+TEST(PlanWithoutRoom, RoomForOneMoreExchangesThemOneByOneUntouched) {
+    const TwoGroups world(3);
+    EXPECT_THAT(world.course(), ElementsAre("lagPortActionProfile_create_group group 10",
+                                            "lagGroup_modify_entry_with_selector " + kEntry,
+                                            "lagPortActionProfile_del_group chip group 110",
+                                            "lagPortActionProfile_create_group group 20",
+                                            "lagGroup_modify_entry_with_selector " + kOtherEntry,
+                                            "lagPortActionProfile_del_group chip group 111"));
+    EXPECT_EQ(1u, world.plan().missingGroups);
+    EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
+}
+
+TEST(PlanWithoutRoom, NoRoomAtAllLetsOneGroupGiveWayToItsOwnActiveMember) {
+    const TwoGroups world(2);
+    EXPECT_THAT(world.course(),
+                ElementsAre("lagGroup_modify_entry " + kEntry + ": member 1 for a while",
+                            "lagPortActionProfile_del_group chip group 110",
+                            "lagPortActionProfile_create_group group 20",
+                            "lagGroup_modify_entry_with_selector " + kOtherEntry,
+                            "lagPortActionProfile_del_group chip group 111",
+                            "lagPortActionProfile_create_group group 10",
+                            "lagGroup_modify_entry_with_selector " + kEntry));
+    EXPECT_EQ(2u, world.plan().missingGroups);
+    EXPECT_THAT(world.plan().touchedGroups, ElementsAre(10));
+}
+
+TEST(PlanWithoutRoom, GroupThatNoEntryUsesGivesWayUntouched) {
+    TwoGroups world(2);
+    world.desired.entries.erase(TwoGroups::kOther);
+    EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
+    EXPECT_EQ(1u, world.plan().missingGroups);
+}
+
+TEST(PlanWithoutRoom, NoActiveMemberAnywhereIsAnErrorThatSaysSo) {
+    TwoGroups world(2);
+    world.desired.groups.at(10).members = {{1, false}, {2, false}};
+    world.desired.groups.at(20).members = {{1, false}};
+    try {
+        world.plan();
+        FAIL() << "there is no order";
+    } catch (const CommandError& e) {
+        EXPECT_EQ(ErrorKind::start, e.kind());
+        EXPECT_THAT(e.what(), testing::HasSubstr("no room for one group more"));
+    }
+}
+
+} // namespace
+} // namespace LagAgent
