@@ -21,10 +21,11 @@ struct ScriptState {
 /// Everything that a command works on.
 class Agent {
   public:
-    /// Starts the driver; throws what `Driver` does.
-    explicit Agent(const Target& target)
-        : driver(target), configuration(driver), chip(driver), asic(driver.library()), flows(asic) {
-    }
+    /// Starts the driver; throws what `Driver` does. The configuration's changes are kept in the
+    /// database, if one is given; it must outlive the agent.
+    explicit Agent(const Target& target, StateDatabase* desired = nullptr)
+        : driver(target), configuration(driver, desired), chip(driver), asic(driver.library()),
+          flows(asic) {}
 
     Driver driver;
     Configuration configuration;

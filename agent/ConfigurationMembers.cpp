@@ -4,6 +4,7 @@
 
 #include "agent/Errors.h"
 #include "agent/Undo.h"
+#include "agent/state/StateDatabase.h"
 #include "driver-status/PdCall.h"
 
 namespace LagAgent {
@@ -46,6 +47,7 @@ void Configuration::memberAdd(MemberId member, ActionType type, std::uint16_t po
     if (profile().entry(member)) {
         refuse(nameOf(member) + " exists already: change it with 'member set'");
     }
+    desire([&](StateDatabase& desired) { desired.memberIs(member, {type, port}); });
     LagGroupActionProfileEntry::Ptr entry =
         new LagGroupActionProfileEntry(member, makeAction(type, port));
     entry->hasNotificationActiveIs(true);
@@ -68,6 +70,7 @@ void Configuration::memberSet(MemberId member, ActionType type, std::uint16_t po
         refuse(nameOf(member) + " is in " + nameOf(groups.front()) + ", which takes " +
                nameOf(before->actionType()) + " only: take it out first");
     }
+    desire([&](StateDatabase& desired) { desired.memberIs(member, {type, port}); });
     changeOrUndo([&] { entry->actionIs(makeAction(type, port)); },
                  [&] {
                      Silence silence(*entry);
@@ -88,6 +91,7 @@ void Configuration::memberDel(MemberId member) {
                " has no handle in hardware: set its action again with 'member set' "
                "first");
     }
+    desire([&](StateDatabase& desired) { desired.memberDel(member); });
     if (isAbandoned(member)) {
         abandonedMemberDel(member);
         return;
