@@ -15,10 +15,11 @@ std::shared_ptr<const Pello::StateDirectory> openDirectory(const StateOptions* o
 
 } // namespace
 
-Agent::Agent(const Target& target, const StateOptions* options, Progress* progress)
+Agent::Agent(const Target& target, const StateOptions* options, StateDatabase* desired,
+             Progress* progress)
     : directory_(openDirectory(options)), library(target.pdPath), asic(library),
       chip(library, target), state(options ? openState(*options, target) : nullptr),
-      driver(startDriver(target)), configuration(driver, state ? &state->database() : nullptr),
+      driver(startDriver(target)), configuration(driver, state ? &state->database() : desired),
       flows(asic) {
     if (state) {
         restart(driver, configuration, chip, *state, progress, start);

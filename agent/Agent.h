@@ -25,15 +25,17 @@ struct ScriptState {
 /// Everything that a command works on.
 class Agent {
   public:
-    /// Starts the driver, which keeps nothing: the agent ends, and so does what it knows. Throws
-    /// what `Driver` does.
-    explicit Agent(const Target& target) : Agent(target, nullptr, nullptr) {}
+    /// Starts the driver over an empty model and records no handles: what the agent knows ends with
+    /// it. The configuration's changes are kept in the database, if one is given; it must outlive
+    /// the agent. Throws what `Driver` does.
+    explicit Agent(const Target& target, StateDatabase* desired = nullptr)
+        : Agent(target, nullptr, desired, nullptr) {}
 
     /// Starts the driver over what an earlier run left in the state directory, and brings the chip
     /// to the desired state. Throws `Pello::StateException`, `CommandError`, and what a PD call
     /// throws. `progress` may be null.
     Agent(const Target& target, const StateOptions& options, Progress* progress)
-        : Agent(target, &options, progress) {}
+        : Agent(target, &options, nullptr, progress) {}
 
   private:
     std::shared_ptr<const Pello::StateDirectory> directory_;
@@ -54,7 +56,8 @@ class Agent {
     bool isOver = false;
 
   private:
-    Agent(const Target& target, const StateOptions* options, Progress* progress);
+    Agent(const Target& target, const StateOptions* options, StateDatabase* desired,
+          Progress* progress);
     std::unique_ptr<PersistentState> openState(const StateOptions& options, const Target& target);
     MbbGlimtKey::GlimtKeyManager::Ptr keyManager() const;
     Driver startDriver(const Target& target);

@@ -1,42 +1,38 @@
 #include "agent/Configuration.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "agent/Errors.h"
-#include "agent/ValueType.h"
+#include "agent/state/StateDatabase.h"
 
-// What members, groups and entries have in common: their names, and who uses whom.
+// What members, groups and entries have in common: how they are kept, and who uses whom.
 
 namespace LagAgent {
 
-using RuxTable::RuxGroupId;
-using RuxTable::RuxMemberId;
-
-std::string nameOf(RuxMemberId member) {
-    return "member " + std::to_string(member.value());
-}
-
-std::string nameOf(RuxGroupId group) {
-    return "group " + std::to_string(group.value());
-}
-
-std::string nameOf(const BfLagGroup::LagGroupMemberOrGroupOrNone& target) {
-    return target.member() ? nameOf(RuxMemberId(target.id())) : nameOf(RuxGroupId(target.id()));
-}
-
-const std::string& nameOf(BfLagGroup::LagGroupActionProfileType type) {
-    return actionNames().at(static_cast<std::size_t>(type));
-}
-
-std::string nameOf(const EntryName& entry) {
-    if (!entry) {
-        return "default entry";
+void Configuration::commit() {
+    if (!desired_) {
+        return;
     }
-    char text[96];
-    std::snprintf(text, sizeof text, "entry value %#x mask %#x priority %u", entry->value,
-                  entry->mask, entry->priority);
-    return text;
+    try {
+        desired_->commit();
+    } catch (const std::exception& e) {
+        isOutOfStep_ = true;
+        throw DesiredStateLost(std::string(e.what()) +
+                               ": the chip has the change, the desired state has not");
+    }
+}
+
+void Configuration::rollback() noexcept {
+    if (desired_) {
+        desired_->rollback();
+    }
+}
+
+void Configuration::requireInStep() const {
+    if (isOutOfStep_) {
+        refuse("an earlier change could not be kept: no more changes before the agent is started "
+               "again");
+    }
 }
 
 bool Configuration::isAbandoned(MemberId member) const {

@@ -1,32 +1,20 @@
 #pragma once
 
 #include <map>
-#include <optional>
+#include <vector>
 
 #include "agent/Driver.h"
+#include "agent/state/DesiredState.h"
 
 namespace LagAgent {
 
-/// The fields of a match key.
-struct MatchKey {
-    std::uint32_t value;
-    std::uint32_t mask;
-    std::uint32_t priority;
-
-    auto operator<=>(const MatchKey&) const = default;
-};
-
-/// An entry's name in the agent: its key, or none for the default entry.
-using EntryName = std::optional<MatchKey>;
+class StateDatabase;
 
 /// An installed entry. The driver knows it by the match-spec object, so that is kept here.
 struct InstalledEntry {
     BfLagGroup::LagGroupMatchSpec::PtrConst match;
     BfLagGroup::LagGroupMemberOrGroupOrNone target;
 };
-
-/// "entry value 0x10 mask 0xffffffff priority 0", "default entry".
-std::string nameOf(const EntryName& entry);
 
 /**
  * What the agent writes into the driver: members, groups, group members and entries.
@@ -43,6 +31,11 @@ std::string nameOf(const EntryName& entry);
  * but no reactor follows it. Such an object is *abandoned*. It takes one order only, to be deleted
  * again; that goes to the chip through the PD interface object, since the driver would make no
  * call.
+ *
+ * Where there is a database, every operation writes the change into it after the checks and before
+ * the driver hears of it: what cannot be kept never reaches the chip. The changes are kept when
+ * `commit` has returned. An operation that has thrown has left the model and the chip as they were,
+ * and is to be followed by `rollback`; so an abandoned object is still desired.
  */
 class Configuration {
   public:
@@ -52,7 +45,9 @@ class Configuration {
     using Target = BfLagGroup::LagGroupMemberOrGroupOrNone;
     using Entries = std::map<EntryName, InstalledEntry>;
 
-    explicit Configuration(Driver& driver) : driver_(driver) {}
+    /// Without a database nothing is kept. Both must outlive it.
+    explicit Configuration(Driver& driver, StateDatabase* desired = nullptr)
+        : driver_(driver), desired_(desired) {}
 
     void memberAdd(MemberId member, ActionType type, std::uint16_t port);
     void memberSet(MemberId member, ActionType type, std::uint16_t port);
@@ -67,6 +62,18 @@ class Configuration {
     void entrySet(const EntryName& entry, const Target& target);
     void entryDel(const EntryName& entry);
     const Entries& entries() const noexcept { return entries_; }
+    /// Takes over an entry that is in the chip and in the database already.
+    void entryIsInstalled(const EntryName& entry, InstalledEntry installed) {
+        entries_.insert_or_assign(entry, std::move(installed));
+    }
+
+    /// Keeps what was changed since the latest `commit` or `rollback`. Throws `DesiredStateLost`
+    /// when that cannot be: the chip is ahead of the database then, `isOutOfStep` for good, and
+    /// every further change is refused.
+    void commit();
+    /// The database forgets those changes.
+    void rollback() noexcept;
+    bool isOutOfStep() const noexcept { return isOutOfStep_; }
 
     bool isAbandoned(MemberId member) const;
     bool isAbandoned(GroupId group) const;
@@ -76,12 +83,24 @@ class Configuration {
     std::vector<GroupId> groupsOf(MemberId member) const;
 
   private:
+    /// Writes a change of the desired state, `change(database)`, where there is one. Comes after
+    /// the checks and before the driver's part.
+    template <class Change>
+    void desire(Change&& change) {
+        requireInStep();
+        if (desired_) {
+            change(*desired_);
+        }
+    }
+    void requireInStep() const;
+
     BfLagGroup::LagGroupActionProfile& profile() const { return driver_.profile(); }
 
     BfLagGroup::LagGroupActionProfileEntry::Ptr requiredMember(MemberId member) const;
     BfLagGroup::LagGroupGroup::Ptr requiredGroup(GroupId group) const;
     BfLagGroup::LagGroupMember::Ptr requiredGroupMember(GroupId group, MemberId member) const;
     void requireNotAbandoned(GroupId group, MemberId member) const;
+    void requireNotAbandoned(const Target& target) const;
     void requireJoinable(MemberId member, GroupId group, ActionType type) const;
     /// Refuses while an entry points at the target.
     void requireUnused(const Target& target) const;
@@ -93,14 +112,9 @@ class Configuration {
     void abandonedGroupMemberDel(GroupId group, MemberId member);
 
     Driver& driver_;
+    StateDatabase* desired_;
     Entries entries_;
+    bool isOutOfStep_ = false;
 };
-
-/// "member 7", "group 10".
-std::string nameOf(RuxTable::RuxMemberId member);
-std::string nameOf(RuxTable::RuxGroupId group);
-std::string nameOf(const BfLagGroup::LagGroupMemberOrGroupOrNone& target);
-/// The action's name in the command language.
-const std::string& nameOf(BfLagGroup::LagGroupActionProfileType type);
 
 } // namespace LagAgent

@@ -1,21 +1,11 @@
 #include "agent/Configuration.h"
 #include "agent/Errors.h"
+#include "agent/Values.h"
+#include "agent/state/StateDatabase.h"
 
 namespace LagAgent {
 
 using BfLagGroup::LagGroupMatchSpec;
-
-namespace {
-
-LagGroupMatchSpec::PtrConst makeMatch(const MatchKey& key) {
-    const auto match = LagGroupMatchSpec::LagGroupMatchSpecIs();
-    Kel::attributeIs(match, "egrMdEgrL2AintfUnresolved", Kel::U32{key.value});
-    Kel::attributeIs(match, "egrMdEgrL2AintfUnresolvedMask", Kel::U32{key.mask});
-    Kel::attributeIs(match, "priority", Kel::U32{key.priority});
-    return match;
-}
-
-} // namespace
 
 void Configuration::entrySet(const EntryName& entry, const Target& target) {
     const auto handle = target.member() ? driver_.handles().member(MemberId(target.id())).value()
@@ -25,11 +15,13 @@ void Configuration::entrySet(const EntryName& entry, const Target& target) {
         refuse("there is no " + nameOf(target) + " in hardware: add it with '" + kind +
                " add' first");
     }
+    requireNotAbandoned(target);
     const auto installed = entries_.find(entry);
     const LagGroupMatchSpec::PtrConst match =
         installed != entries_.end() ? installed->second.match
         : entry                     ? makeMatch(*entry)
                 : LagGroupMatchSpec::PtrConst(driver_.table().defaultMatchSpec());
+    desire([&](StateDatabase& desired) { desired.entryIs(entry, target); });
     // When the chip refuses, the entry stays as it was; a new one is not entered.
     driver_.table().entryIs({match, target});
     entries_.insert_or_assign(entry, InstalledEntry{match, target});
@@ -44,6 +36,7 @@ void Configuration::entryDel(const EntryName& entry) {
     if (driver_.handles().entry(installed->second.match).value() == 0) {
         refuse("the " + nameOf(entry) + " has no handle in hardware: set it again first");
     }
+    desire([&](StateDatabase& desired) { desired.entryDel(entry); });
     driver_.table().entryDel(installed->second.match);
     entries_.erase(installed);
 }

@@ -1,6 +1,7 @@
 #include "agent/Configuration.h"
 #include "agent/Errors.h"
 #include "agent/Undo.h"
+#include "agent/state/StateDatabase.h"
 #include "driver-status/PdCall.h"
 
 namespace LagAgent {
@@ -36,6 +37,13 @@ void Configuration::requireNotAbandoned(GroupId group, MemberId member) const {
     }
 }
 
+void Configuration::requireNotAbandoned(const Target& target) const {
+    if (target.member() ? isAbandoned(MemberId(target.id())) : isAbandoned(GroupId(target.id()))) {
+        refuse(nameOf(target) +
+               " was abandoned when the chip refused to delete it: delete it again");
+    }
+}
+
 void Configuration::requireJoinable(MemberId member, GroupId group, ActionType type) const {
     const auto entry = requiredMember(member);
     if (isAbandoned(member)) {
@@ -60,6 +68,9 @@ void Configuration::groupAdd(GroupId group, std::uint32_t size, MemberId initial
         refuse(nameOf(group) + " exists already, with these values");
     }
     requireJoinable(initial, group, type);
+    desire([&](StateDatabase& desired) {
+        desired.groupIs(group, {size, initial.value(), type, {{initial.value(), true}}});
+    });
     changeOrUndo([&] { profile().groupIs(group, size, initial.value(), type); },
                  [&] { dropFailedGroup(group); });
 }
@@ -90,6 +101,7 @@ void Configuration::dropFailedGroup(GroupId group) {
 void Configuration::groupDel(GroupId group) {
     const auto model = requiredGroup(group);
     requireUnused({group.value(), false});
+    desire([&](StateDatabase& desired) { desired.groupDel(group); });
     if (isAbandoned(group)) {
         abandonedGroupDel(group);
         return;
@@ -123,6 +135,7 @@ void Configuration::groupMemberAdd(GroupId group, MemberId member) {
         refuse(nameOf(member) + " is in " + nameOf(group) + " already");
     }
     requireJoinable(member, group, model->actionType());
+    desire([&](StateDatabase& desired) { desired.groupMemberIs(group, member, true); });
     changeOrUndo([&] { model->memberIs(member); },
                  [&] {
                      Silence silence(*model);
@@ -139,6 +152,7 @@ void Configuration::groupMemberDel(GroupId group, MemberId member) {
     if (model->members() == 1) {
         refuse(nameOf(group) + " would be empty: delete the group instead");
     }
+    desire([&](StateDatabase& desired) { desired.groupMemberDel(group, member); });
     if (isAbandoned(group, member)) {
         abandonedGroupMemberDel(group, member);
         return;
@@ -163,6 +177,7 @@ void Configuration::abandonedGroupMemberDel(GroupId group, MemberId member) {
 void Configuration::groupMemberSet(GroupId group, MemberId member, bool active) {
     const auto model = requiredGroupMember(group, member);
     requireNotAbandoned(group, member);
+    desire([&](StateDatabase& desired) { desired.groupMemberIs(group, member, active); });
     changeOrUndo([&] { model->activeIs(active); },
                  [&] {
                      Silence silence(*model);

@@ -1,38 +1,14 @@
 #include "agent/Configuration.h"
 
-#include <array>
-
 #include "agent/Errors.h"
 #include "agent/Undo.h"
+#include "agent/Values.h"
+#include "agent/state/StateDatabase.h"
 #include "driver-status/PdCall.h"
 
 namespace LagAgent {
 
 using BfLagGroup::LagGroupActionProfileEntry;
-using BfLagGroup::LagGroupBaseActionProfileSpec;
-
-namespace {
-
-template <class Spec>
-LagGroupBaseActionProfileSpec::Ptr newSpec() {
-    return new Spec;
-}
-
-LagGroupBaseActionProfileSpec::Ptr makeAction(Configuration::ActionType type, std::uint16_t port) {
-    // In the order of `LagGroupActionProfileType`.
-    constexpr std::array kSpecs{
-        newSpec<BfLagGroup::FixL2SubintfAlignmentActionProfileSpec>,
-        newSpec<BfLagGroup::InvalidateUcastEgressPortActionProfileSpec>,
-        newSpec<BfLagGroup::SetLagPortActionProfileSpec>,
-        newSpec<BfLagGroup::SetPhysicalPortActionProfileSpec>,
-        newSpec<BfLagGroup::SetTunnelInfoActionProfileSpec>,
-    };
-    const auto action = kSpecs.at(static_cast<std::size_t>(type))();
-    Kel::attributeIs(action, "egrL2AintfPort", Kel::U16{port});
-    return action;
-}
-
-} // namespace
 
 LagGroupActionProfileEntry::Ptr Configuration::requiredMember(MemberId member) const {
     const auto entry = profile().entry(member);
@@ -46,6 +22,7 @@ void Configuration::memberAdd(MemberId member, ActionType type, std::uint16_t po
     if (profile().entry(member)) {
         refuse(nameOf(member) + " exists already: change it with 'member set'");
     }
+    desire([&](StateDatabase& desired) { desired.memberIs(member, {type, port}); });
     LagGroupActionProfileEntry::Ptr entry =
         new LagGroupActionProfileEntry(member, makeAction(type, port));
     entry->hasNotificationActiveIs(true);
@@ -68,6 +45,7 @@ void Configuration::memberSet(MemberId member, ActionType type, std::uint16_t po
         refuse(nameOf(member) + " is in " + nameOf(groups.front()) + ", which takes " +
                nameOf(before->actionType()) + " only: take it out first");
     }
+    desire([&](StateDatabase& desired) { desired.memberIs(member, {type, port}); });
     changeOrUndo([&] { entry->actionIs(makeAction(type, port)); },
                  [&] {
                      Silence silence(*entry);
@@ -88,6 +66,7 @@ void Configuration::memberDel(MemberId member) {
                " has no handle in hardware: set its action again with 'member set' "
                "first");
     }
+    desire([&](StateDatabase& desired) { desired.memberDel(member); });
     if (isAbandoned(member)) {
         abandonedMemberDel(member);
         return;

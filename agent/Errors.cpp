@@ -17,8 +17,8 @@ Error tableError(const char* exceptionClass, const char* what, std::uint32_t sta
 } // namespace
 
 const char* kindName(ErrorKind kind) {
-    constexpr std::array kNames{"usage",       "refused",     "table", "model",
-                                "expectation", "unsupported", "start", "internal"};
+    constexpr std::array kNames{"usage",       "refused", "table",   "model",   "expectation",
+                                "unsupported", "start",   "storage", "internal"};
     return kNames.at(static_cast<std::size_t>(kind));
 }
 

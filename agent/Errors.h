@@ -16,6 +16,7 @@ enum class ErrorKind {
     expectation, ///< what a script expects is not so
     unsupported, ///< the PD library has no such controls
     start,       ///< the driver could not be started
+    storage,     ///< the desired state could not be read or kept
     internal,    ///< anything else
 };
 
@@ -44,6 +45,14 @@ class CommandError : public std::runtime_error {
 
   private:
     ErrorKind kind_;
+};
+
+/// The chip was changed, but the desired state that says so could not be kept: they disagree, and
+/// only a restart, which brings the chip back to the desired state, puts that right.
+class DesiredStateLost : public CommandError {
+  public:
+    explicit DesiredStateLost(const std::string& message)
+        : CommandError(ErrorKind::storage, message) {}
 };
 
 [[noreturn]] void refuse(const std::string& message);

@@ -7,6 +7,25 @@
 
 namespace LagAgent {
 
+namespace {
+
+/// A command's scope: its changes are kept when it ends well, and forgotten otherwise.
+class Transaction {
+  public:
+    explicit Transaction(Configuration& configuration) : configuration_(configuration) {}
+    ~Transaction() { configuration_.rollback(); }
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    /// Throws `DesiredStateLost`, which is the command's failure then.
+    void commit() { configuration_.commit(); }
+
+  private:
+    Configuration& configuration_;
+};
+
+} // namespace
+
 Outcome Interpreter::run(std::string_view line) {
     Outcome outcome;
     const auto words = wordsOf(line);
@@ -32,7 +51,9 @@ Outcome Interpreter::run(std::string_view line) {
 void Interpreter::perform(const std::vector<std::string>& words, Outcome& outcome) {
     try {
         const auto parsed = commandGrammar().parse(words);
+        Transaction transaction(agent_.configuration);
         parsed.command->run(agent_, parsed.arguments, outcome.reply);
+        transaction.commit();
     } catch (...) {
         outcome.error = currentError();
     }

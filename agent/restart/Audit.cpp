@@ -5,7 +5,6 @@
 #include <ranges>
 #include <set>
 
-#include "agent/Configuration.h"
 #include "agent/ValueType.h"
 
 namespace LagAgent {

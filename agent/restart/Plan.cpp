@@ -4,7 +4,6 @@
 #include <set>
 #include <utility>
 
-#include "agent/Configuration.h"
 #include "agent/Errors.h"
 #include "agent/ValueType.h"
 

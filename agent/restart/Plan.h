@@ -81,7 +81,7 @@ struct Plan {
 };
 
 /// Throws `CommandError` (start) when the chip is so full that no order exists.
-/// REQUIRES: the desired state is consistent (`requireConsistent`).
+/// REQUIRES: the desired state is consistent, as `StateDatabase::read` makes sure.
 Plan makePlan(const Records& records, const ChipState& chip, const DesiredState& desired);
 
 /// The members of a group in the order in which they join: first the one that it begins with.

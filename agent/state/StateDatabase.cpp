@@ -1,0 +1,141 @@
+#include "agent/state/StateDatabase.h"
+
+#include <array>
+
+#include "agent/state/StateReading.h"
+#include "agent/state/StateSchema.h"
+
+namespace LagAgent {
+
+namespace {
+
+/// The statements that are kept, by their place in `kStatements`.
+enum Statement : std::size_t {
+    kBegin,
+    kCommit,
+    kMemberIs,
+    kMemberDel,
+    kGroupIs,
+    kGroupDel,
+    kGroupMemberIs,
+    kGroupMemberDel,
+    kGroupMemberDelAll,
+    kEntryIs,
+    kEntryDel,
+    kStatementCount,
+};
+
+struct StatementText {
+    const char* what;
+    const char* sql;
+};
+
+/// REPLACE would delete the row that is there, and with a group its memberships.
+constexpr std::array<StatementText, kStatementCount> kStatements{{
+    {"begin a transaction", "BEGIN IMMEDIATE"},
+    {"end the transaction", "COMMIT"},
+    {"store a member", "INSERT INTO members(id, action, port) VALUES(?1, ?2, ?3) "
+                       "ON CONFLICT DO UPDATE SET action = ?2, port = ?3"},
+    {"delete a member", "DELETE FROM members WHERE id = ?1"},
+    {"store a group", "INSERT INTO selector_groups(id, size, initial, action) "
+                      "VALUES(?1, ?2, ?3, ?4) "
+                      "ON CONFLICT DO UPDATE SET size = ?2, initial = ?3, action = ?4"},
+    {"delete a group", "DELETE FROM selector_groups WHERE id = ?1"},
+    {"store a member of a group", "INSERT INTO group_members(group_id, member_id, active) "
+                                  "VALUES(?1, ?2, ?3) "
+                                  "ON CONFLICT DO UPDATE SET active = ?3"},
+    {"delete a member of a group",
+     "DELETE FROM group_members WHERE group_id = ?1 AND member_id = ?2"},
+    {"delete a group's members", "DELETE FROM group_members WHERE group_id = ?1"},
+    {"store an entry", "INSERT INTO entries(is_default, value, mask, priority, member_id, "
+                       "group_id) VALUES(?1, ?2, ?3, ?4, ?5, ?6) "
+                       "ON CONFLICT DO UPDATE SET member_id = ?5, group_id = ?6"},
+    {"delete an entry", "DELETE FROM entries WHERE is_default = ?1 AND value = ?2 AND mask = ?3 "
+                        "AND priority = ?4"},
+}};
+
+constexpr MatchKey kDefaultKey{0, 0, 0};
+
+} // namespace
+
+StateDatabase::StateDatabase(std::shared_ptr<const Pello::StateDirectory> directory)
+    : directory_(std::move(directory)), connection_(openStateDatabase(*directory_)) {
+    statements_.reserve(kStatements.size());
+    for (const auto& [what, sql] : kStatements) {
+        statements_.emplace_back(connection_, what, sql);
+    }
+}
+
+DesiredState StateDatabase::read() const {
+    return readDesiredState(connection_);
+}
+
+void StateDatabase::write(std::size_t statement, std::initializer_list<SqliteValue> values) {
+    if (!isInTransaction()) {
+        statements_[kBegin].run();
+    }
+    statements_[statement].run(values);
+}
+
+void StateDatabase::memberIs(MemberId member, const DesiredMember& desired) {
+    write(kMemberIs, {member.value(), nameOf(desired.type), desired.port});
+}
+
+void StateDatabase::memberDel(MemberId member) {
+    write(kMemberDel, {member.value()});
+}
+
+void StateDatabase::groupIs(GroupId group, const DesiredGroup& desired) {
+    write(kGroupIs, {group.value(), desired.size, desired.initial, nameOf(desired.type)});
+    write(kGroupMemberDelAll, {group.value()});
+    for (const auto& [member, active] : desired.members) {
+        groupMemberIs(group, MemberId(member), active);
+    }
+}
+
+void StateDatabase::groupDel(GroupId group) {
+    write(kGroupDel, {group.value()});
+}
+
+void StateDatabase::groupMemberIs(GroupId group, MemberId member, bool active) {
+    write(kGroupMemberIs, {group.value(), member.value(), active});
+}
+
+void StateDatabase::groupMemberDel(GroupId group, MemberId member) {
+    write(kGroupMemberDel, {group.value(), member.value()});
+}
+
+void StateDatabase::entryIs(const EntryName& entry, const Target& target) {
+    const auto& [value, mask, priority] = entry.value_or(kDefaultKey);
+    const SqliteValue id = target.id();
+    const SqliteValue none;
+    write(kEntryIs, {!entry, value, mask, priority, target.member() ? id : none,
+                     target.member() ? none : id});
+}
+
+void StateDatabase::entryDel(const EntryName& entry) {
+    const auto& [value, mask, priority] = entry.value_or(kDefaultKey);
+    write(kEntryDel, {!entry, value, mask, priority});
+}
+
+void StateDatabase::commit() {
+    if (!isInTransaction()) {
+        return;
+    }
+    try {
+        statements_[kCommit].run();
+    } catch (...) {
+        // SQLite may leave the transaction open, to be tried again.
+        rollback();
+        throw;
+    }
+}
+
+void StateDatabase::rollback() noexcept {
+    if (isInTransaction()) {
+        // It fails only where SQLite has rolled back by itself meanwhile.
+        sqlite3_exec(connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+}
+
+} // namespace LagAgent

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "agent/state/DesiredState.h"
+#include "agent/state/Sqlite.h"
+#include "platform/Pello/StateDirectory.h"
+
+namespace LagAgent {
+
+/**
+ * The desired state on disk: what the agent was asked for and did, in the SQLite database
+ * "desired.db" of its state directory. It survives the process, however that ends, and the machine.
+ *
+ * The first write opens a transaction; it and those that follow are on disk when `commit` has
+ * returned, all or none, and are forgotten by `rollback`, by a failed `commit` and by the process's
+ * end. `read` sees them already.
+ *
+ * Keeps the directory, and with it the lock that makes this process its only agent. All failures
+ * are `CommandError` (storage): the path, what was being done, and why not. After a write has
+ * failed the transaction may hold a part of it, or may be gone: roll back. One thread at a time;
+ * no use in a child of the process.
+ */
+class StateDatabase {
+  public:
+    using MemberId = RuxTable::RuxMemberId;
+    using GroupId = RuxTable::RuxGroupId;
+    using Target = DesiredState::Target;
+
+    /// Opens the database, or makes an empty one; a file that is not an agent's of this version is
+    /// refused as it is (see `openStateDatabase`). REQUIRES: a directory.
+    explicit StateDatabase(std::shared_ptr<const Pello::StateDirectory> directory);
+    StateDatabase(const StateDatabase&) = delete;
+    StateDatabase& operator=(const StateDatabase&) = delete;
+
+    const std::string& path() const noexcept { return connection_.path(); }
+
+    /// The whole state; a database that cannot be right is refused, saying what is wrong.
+    DesiredState read() const;
+
+    // Each puts in what is not there and replaces what is. What refers to something else needs it
+    // there, and nothing that is referred to goes: memberships of their member and group, entries
+    // of their target.
+
+    void memberIs(MemberId member, const DesiredMember& desired);
+    /// The group with these members, and no others.
+    void groupIs(GroupId group, const DesiredGroup& desired);
+    void groupMemberIs(GroupId group, MemberId member, bool active);
+    void entryIs(const EntryName& entry, const Target& target);
+
+    // Deleting what is not there is no failure, but the desired result.
+
+    void memberDel(MemberId member);
+    /// With its memberships.
+    void groupDel(GroupId group);
+    void groupMemberDel(GroupId group, MemberId member);
+    void entryDel(const EntryName& entry);
+
+    /// Ends the transaction, if there is one: it is on disk. When it throws, the state is as before
+    /// the transaction.
+    void commit();
+    /// Forgets the transaction, if there is one.
+    void rollback() noexcept;
+    bool isInTransaction() const noexcept { return connection_.isInTransaction(); }
+
+  private:
+    void write(std::size_t statement, std::initializer_list<SqliteValue> values);
+
+    std::shared_ptr<const Pello::StateDirectory> directory_;
+    SqliteConnection connection_;
+    std::vector<SqliteStatement> statements_;
+};
+
+} // namespace LagAgent

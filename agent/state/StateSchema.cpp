@@ -1,0 +1,254 @@
+#include "agent/state/StateSchema.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <set>
+#include <span>
+#include <system_error>
+
+#include "agent/Errors.h"
+#include "platform/Pello/StateException.h"
+
+namespace LagAgent {
+
+namespace {
+
+using Pello::FileDescriptor;
+using Pello::StateDirectory;
+
+// ---- The schema ----------------------------------------------------------------------------
+
+/// Everything in the database. A database in which this text reads differently is refused, so each
+/// change of it, of a blank even, is a new `kStateVersion`.
+///
+/// Actions are there by their name in the command language. A group's initial member is no
+/// reference: it may have left the group, and have been deleted.
+constexpr std::array kSchema{
+    "CREATE TABLE members("
+    "id INTEGER PRIMARY KEY, "
+    "action TEXT NOT NULL, "
+    "port INTEGER NOT NULL"
+    ") STRICT",
+
+    "CREATE TABLE selector_groups("
+    "id INTEGER PRIMARY KEY, "
+    "size INTEGER NOT NULL, "
+    "initial INTEGER NOT NULL, "
+    "action TEXT NOT NULL"
+    ") STRICT",
+
+    "CREATE TABLE group_members("
+    "group_id INTEGER NOT NULL REFERENCES selector_groups(id) ON DELETE CASCADE, "
+    "member_id INTEGER NOT NULL REFERENCES members(id), "
+    "active INTEGER NOT NULL, "
+    "PRIMARY KEY(group_id, member_id)"
+    ") STRICT, WITHOUT ROWID",
+
+    // The default entry is the one with is_default 1 and 0 for its key. Of member_id and group_id
+    // one is NULL.
+    "CREATE TABLE entries("
+    "is_default INTEGER NOT NULL, "
+    "value INTEGER NOT NULL, "
+    "mask INTEGER NOT NULL, "
+    "priority INTEGER NOT NULL, "
+    "member_id INTEGER REFERENCES members(id), "
+    "group_id INTEGER REFERENCES selector_groups(id), "
+    "PRIMARY KEY(is_default, value, mask, priority)"
+    ") STRICT, WITHOUT ROWID",
+
+    // Deleting a member or a group asks who refers to it.
+    "CREATE INDEX group_members_of_member ON group_members(member_id)",
+    "CREATE INDEX entries_of_member ON entries(member_id)",
+    "CREATE INDEX entries_of_group ON entries(group_id)",
+};
+
+[[noreturn]] void refuseFile(const std::string& path, const std::string& reason) {
+    throw CommandError(ErrorKind::storage, path + ": refused: " + reason);
+}
+
+// ---- Making it -----------------------------------------------------------------------------
+
+/// The bytes of a database that holds the schema and nothing else.
+struct Image {
+    struct Free {
+        void operator()(unsigned char* bytes) const noexcept { sqlite3_free(bytes); }
+    };
+    std::unique_ptr<unsigned char, Free> bytes;
+    std::size_t size = 0;
+};
+
+Image emptyDatabase(const std::string& path) {
+    const SqliteConnection memory("");
+    std::string script = "PRAGMA application_id=" + std::to_string(kStateApplicationId) +
+                         "; PRAGMA user_version=" + std::to_string(kStateVersion) + ";";
+    for (const char* statement : kSchema) {
+        script += statement;
+        script += ";";
+    }
+    memory.execute("make the tables", script);
+    sqlite3_int64 size = 0;
+    Image image{decltype(Image::bytes)(sqlite3_serialize(memory.get(), "main", &size, 0))};
+    if (!image.bytes) {
+        storageFailed(path, "make it", "out of memory");
+    }
+    image.size = static_cast<std::size_t>(size);
+    return image;
+}
+
+void writeAll(const FileDescriptor& file, std::span<const unsigned char> bytes,
+              const std::string& path) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(file.get(), bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) {
+            storageFailed(path, "write it", std::generic_category().message(errno));
+        }
+        bytes = bytes.subspan(written < 0 ? 0 : static_cast<std::size_t>(written));
+    }
+    // Its name must not reach the disk before its bytes.
+    if (::fsync(file.get()) != 0) {
+        storageFailed(path, "write it", std::generic_category().message(errno));
+    }
+}
+
+void makeDatabase(const StateDirectory& directory, const std::string& path) {
+    const Image image = emptyDatabase(path);
+    writeAll(directory.create(kStateFile, image.size), {image.bytes.get(), image.size}, path);
+    directory.publish(kStateFile);
+}
+
+// ---- Checking it ---------------------------------------------------------------------------
+
+void checkIdentity(const std::string& path, std::uint32_t application, std::uint32_t version) {
+    if (application != kStateApplicationId) {
+        refuseFile(path, "it is another application's database");
+    }
+    if (version != kStateVersion) {
+        refuseFile(path, "it is of version " + std::to_string(version) +
+                             ", and this agent keeps version " + std::to_string(kStateVersion));
+    }
+}
+
+std::uint32_t bigEndian(const unsigned char* bytes) {
+    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
+           std::uint32_t{bytes[2]} << 8 | std::uint32_t{bytes[3]};
+}
+
+/// Looks at the file without SQLite, which would take a log beside it for its own and go to work.
+void checkHeader(const std::string& path, const FileDescriptor& file) {
+    // SQLite's documented format: the text, and two numbers among others.
+    constexpr char kMagic[16] = "SQLite format 3";
+    constexpr std::size_t kVersionAt = 60;
+    constexpr std::size_t kApplicationAt = 68;
+    unsigned char header[100];
+    const ssize_t size = ::pread(file.get(), header, sizeof header, 0);
+    if (size < 0) {
+        storageFailed(path, "read it", std::generic_category().message(errno));
+    }
+    if (size != sizeof header || std::memcmp(header, kMagic, sizeof kMagic) != 0) {
+        refuseFile(path, "it is not a database");
+    }
+    checkIdentity(path, bigEndian(header + kApplicationAt), bigEndian(header + kVersionAt));
+}
+
+/// True when the file is there and an agent's; throws when it is anything else. Nothing holds it
+/// open afterwards: closing it would drop the locks that SQLite has by then.
+bool isDatabaseThere(const StateDirectory& directory, const std::string& path) {
+    const auto file = directory.open(kStateFile);
+    if (file) {
+        checkHeader(path, file->descriptor);
+    }
+    for (const char* companion : {"-wal", "-shm", "-journal"}) {
+        const Kel::String name = Kel::String(kStateFile) + companion;
+        if (directory.open(name) && !file) {
+            refuseFile(directory.pathOf(name).charPtr(),
+                       "the database that it belongs to is not there: put that back, or move this "
+                       "away");
+        }
+    }
+    return file.has_value();
+}
+
+std::uint32_t pragma(const SqliteConnection& database, const std::string& name) {
+    std::int64_t value = 0;
+    SqliteStatement(database, "read its header", "PRAGMA " + name)
+        .run({}, [&](const SqliteRow& row) { value = row.number(0); });
+    return static_cast<std::uint32_t>(value);
+}
+
+void checkSchema(const SqliteConnection& database) {
+    std::set<std::string> expected(kSchema.begin(), kSchema.end());
+    SqliteStatement(database, "read its schema",
+                    "SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL")
+        .run({}, [&](const SqliteRow& row) {
+            if (expected.erase(row.text(0)) == 0) {
+                refuseFile(database.path(),
+                           "its schema has what this agent does not know: " + row.text(0));
+            }
+        });
+    if (!expected.empty()) {
+        refuseFile(database.path(), "its schema lacks: " + *expected.begin());
+    }
+}
+
+// ---- Opening it ----------------------------------------------------------------------------
+
+/// The directory's path without links, as SQLite is told to follow none.
+std::string pathWithoutLinks(const StateDirectory& directory) {
+    std::error_code error;
+    const auto path = std::filesystem::canonical(directory.path().charPtr(), error);
+    if (error) {
+        storageFailed(directory.path().charPtr(), "find it", error.message());
+    }
+    return path / kStateFile;
+}
+
+/// All of the log goes to the disk at each commit.
+void writeAheadIs(const SqliteConnection& database) {
+    constexpr const char* kWhat = "switch to a write-ahead log";
+    std::string mode;
+    SqliteStatement(database, kWhat, "PRAGMA journal_mode=WAL").run({}, [&](const SqliteRow& row) {
+        mode = row.text(0);
+    });
+    if (mode != "wal") {
+        storageFailed(database.path(), kWhat, "the mode stays " + mode);
+    }
+    database.execute("write in full", "PRAGMA synchronous=FULL");
+}
+
+SqliteConnection openChecked(const std::string& path) {
+    SqliteConnection database(path);
+    // Closing a refused database must not write its log into it.
+    database.optionIs(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, true);
+    database.optionIs(SQLITE_DBCONFIG_DEFENSIVE, true);
+    database.optionIs(SQLITE_DBCONFIG_TRUSTED_SCHEMA, false);
+    database.optionIs(SQLITE_DBCONFIG_ENABLE_FKEY, true);
+    // Again, since the log may hold a newer header than the file.
+    checkIdentity(path, pragma(database, "application_id"), pragma(database, "user_version"));
+    checkSchema(database);
+    if (sqlite3_db_readonly(database.get(), "main") != 0) {
+        refuseFile(path, "it can be read only");
+    }
+    database.optionIs(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, false);
+    writeAheadIs(database);
+    return database;
+}
+
+} // namespace
+
+SqliteConnection openStateDatabase(const StateDirectory& directory) {
+    const std::string path = pathWithoutLinks(directory);
+    try {
+        if (!isDatabaseThere(directory, path)) {
+            makeDatabase(directory, path);
+        }
+        return openChecked(path);
+    } catch (const Pello::StateException& e) {
+        throw CommandError(ErrorKind::storage, e.what());
+    }
+}
+
+} // namespace LagAgent

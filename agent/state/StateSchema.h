@@ -1,0 +1,27 @@
+#pragma once
+
+#include "agent/state/Sqlite.h"
+#include "platform/Pello/StateDirectory.h"
+
+namespace LagAgent {
+
+/// The file's name in the state directory. SQLite keeps "desired.db-wal" and "desired.db-shm"
+/// beside it while it is open, and for as long as nobody has opened it after a crash.
+inline constexpr const char* kStateFile = "desired.db";
+
+/// What the file's header carries: whose it is ("LAGd"), and the version of the schema.
+inline constexpr std::uint32_t kStateApplicationId = 0x4C414764;
+inline constexpr std::uint32_t kStateVersion = 1;
+
+/**
+ * Opens the database of the desired state; makes an empty one when there is none, which is there
+ * whole or not at all. What comes back is on disk when a transaction has ended (write-ahead log,
+ * synchronous=FULL), and keeps the references between tables.
+ *
+ * Throws `CommandError` (storage) and changes nothing in a file that is not an agent's of this
+ * version: a link, one of another user or with another mode than 0600 (the log and its index
+ * likewise), no database, another application's, a newer version's, one with another schema.
+ */
+SqliteConnection openStateDatabase(const Pello::StateDirectory& directory);
+
+} // namespace LagAgent
