@@ -1,12 +1,12 @@
 // The arguments of PD operations as the boundary sees them, and as the call log keeps them.
 #pragma once
 
+#include "asic/Operations.h"
 #include "pd/p4_pd_velmor_switch.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 namespace asic {
 
@@ -43,9 +43,12 @@ enum class ValueKind : std::uint8_t { number, device, flag, target, matchSpec, a
 enum class Direction : std::uint8_t { in, out };
 
 struct ArgumentShape {
-    ValueKind kind;
-    Direction direction;
+    ValueKind kind = ValueKind::number;
+    Direction direction = Direction::in;
 };
+
+/// The shapes of one call; those beyond its arguments mean nothing.
+using ArgumentShapes = std::array<ArgumentShape, Operation::kMaxArguments>;
 
 constexpr std::size_t wordsOf(ValueKind kind) noexcept {
     return kind == ValueKind::target || kind == ValueKind::matchSpec ? 2 : 1;

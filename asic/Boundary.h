@@ -8,7 +8,7 @@
 // 3. the work runs on what the arguments named: work(Sessions&), work(Chip&) or
 //    work(Chip&, ScopeIndex), whichever it takes. It writes outputs only if it succeeds;
 // 4. an exception becomes a status;
-// 5. the call log, if it records, gets the call.
+// 5. the call log, if it records, gets the call. With an attached chip, log and chip get it in one.
 #pragma once
 
 #include "asic/Arguments.h"
@@ -29,6 +29,8 @@ template <class Function>
 Status contained(Function&& function) noexcept {
     try {
         return function();
+    } catch (const ChipFileError& error) {
+        return error.status();
     } catch (const std::bad_alloc&) {
         return P4_PD_STATUS_NO_SYS_RESOURCES;
     } catch (...) {
@@ -36,7 +38,11 @@ Status contained(Function&& function) noexcept {
     }
 }
 
+/// Where a call looks for its chip: an attached chip is met by watched calls only.
+enum class Path : bool { plain, watched };
+
 /// What the arguments of a call named.
+template <Path path>
 struct Subject {
     Runtime& runtime;
     Chip* chip = nullptr;
@@ -60,7 +66,10 @@ struct Subject {
                                                        : P4_PD_STATUS_SESSION_NOT_FOUND;
     }
     Status admit(const Device& device) noexcept {
-        chip = runtime.chips.find(device.id);
+        if constexpr (path == Path::watched)
+            chip = runtime.chip(device.id);
+        else
+            chip = runtime.chips.find(device.id);
         return chip ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
     }
     Status admit(const p4_pd_dev_target_t& target) noexcept {
@@ -74,9 +83,9 @@ struct Subject {
     }
 };
 
-template <class Work, class... Arguments>
+template <Path path, class Work, class... Arguments>
 Status perform(Runtime& runtime, const Work& work, const Arguments&... arguments) {
-    Subject subject{runtime};
+    Subject<path> subject{runtime};
     Status status = P4_PD_STATUS_SUCCESS;
     if (!(... && ((status = subject.admit(arguments)) == P4_PD_STATUS_SUCCESS)))
         return status;
@@ -104,8 +113,7 @@ struct ShapeOf<Out<T>> {
 };
 
 template <class... Arguments>
-inline constexpr std::array<ArgumentShape, sizeof...(Arguments)> kShapes{
-    ShapeOf<Arguments>::value...};
+inline constexpr ArgumentShapes kShapes{ShapeOf<Arguments>::value...};
 
 template <class... Arguments>
 constexpr std::size_t wordCount() noexcept {
@@ -155,25 +163,78 @@ class Recorder {
 };
 
 template <std::size_t index, class... Arguments>
-void record(CallLog& log, Status status, const Arguments&... arguments) noexcept {
+CallRecord recordOf(Status status, const Arguments&... arguments) noexcept {
     static_assert(wordCount<Arguments...>() <= ArgumentWords::kMaxWords);
     CallRecord call{.operation = index, .shapes = kShapes<Arguments...>, .status = status};
     Recorder recorder(call);
     (recorder.add(arguments), ...);
-    log.append(call);
+    return call;
 }
 
-/// A call while the log records or a fault is planned.
+// ---- Calls that have to do more than their work
+
+/// Whether an argument names the device.
+template <class T>
+constexpr bool names(int, const T&) noexcept {
+    return false;
+}
+constexpr bool names(int deviceId, const Device& device) noexcept {
+    return device.id == deviceId;
+}
+constexpr bool names(int deviceId, const p4_pd_dev_target_t& target) noexcept {
+    return target.device_id == deviceId;
+}
+
+/// The work, unless a fault strikes, and the call in the log of the process.
+template <std::size_t index, class Work, class... Arguments>
+Status performInMemory(Runtime& runtime, const Work& work, const Arguments&... arguments) noexcept {
+    Status status = runtime.faults.strike(index);
+    if (status == P4_PD_STATUS_SUCCESS)
+        status = contained([&] { return perform<Path::watched>(runtime, work, arguments...); });
+    if constexpr (kOperations[index].isLogged()) {
+        if (runtime.log.recording())
+            runtime.log.append(recordOf<index>(status, arguments...));
+    }
+    return status;
+}
+
+/// The same while a chip is attached, whatever device the call is about. A call that the log keeps
+/// has the file for itself; when the file fails it, it returns why, and is not logged.
+template <std::size_t index, class Work, class... Arguments>
+Status performAttached(Runtime& runtime, const Work& work, const Arguments&... arguments) {
+    AttachedChip& attached = *runtime.attached;
+    const Status fault = runtime.faults.strike(index);
+    if constexpr (!kOperations[index].isLogged()) {
+        if (fault != P4_PD_STATUS_SUCCESS)
+            return fault;
+        attached.catchUp();
+        return perform<Path::watched>(runtime, work, arguments...);
+    } else {
+        const bool isOwn = (... || names(attached.device(), arguments));
+        AttachedChip::Turn turn(attached);
+        const Status status = fault != P4_PD_STATUS_SUCCESS ? fault : contained([&] {
+            if (isOwn)
+                turn.roomFor(index);
+            return perform<Path::watched>(runtime, work, arguments...);
+        });
+        const bool isChange =
+            isOwn && status == P4_PD_STATUS_SUCCESS && kOperations[index].kind == Kind::change;
+        turn.record(recordOf<index>(status, arguments...), isChange);
+        return status;
+    }
+}
+
+/// A call while the log records, a fault is planned, a step hook is set, or a chip is attached.
 template <std::size_t index, class Work, class... Arguments>
 [[gnu::noinline]] Status performWatched(Runtime& runtime, const Work& work,
                                         const Arguments&... arguments) noexcept {
-    Status status = runtime.faults.strike(index);
-    if (status == P4_PD_STATUS_SUCCESS)
-        status = contained([&] { return perform(runtime, work, arguments...); });
-    if constexpr (kOperations[index].logged == Logged::yes) {
-        if (runtime.log.recording())
-            record<index>(runtime.log, status, arguments...);
-    }
+    runtime.steps.callBegins(kOperations[index].name);
+    const Status status =
+        runtime.attached
+            ? contained([&] { return performAttached<index>(runtime, work, arguments...); })
+            : performInMemory<index>(runtime, work, arguments...);
+    runtime.watchedIs();
+    runtime.steps.callEnds();
     return status;
 }
 
@@ -184,7 +245,7 @@ Status call(const Work& work, const Arguments&... arguments) noexcept {
         Runtime& all = runtime();
         if (all.isWatched()) [[unlikely]]
             return performWatched<index>(all, work, arguments...);
-        return perform(all, work, arguments...);
+        return perform<Path::plain>(all, work, arguments...);
     });
 }
 

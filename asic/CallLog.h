@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -14,9 +13,9 @@ namespace asic {
 
 struct CallRecord {
     std::uint64_t sequence = 0;
-    std::size_t operation = 0;               // index of the operation
-    std::span<const ArgumentShape> shapes{}; // static storage, one for each argument
-    ArgumentWords arguments{};               // outputs only if status is success
+    std::size_t operation = 0; // index of the operation
+    ArgumentShapes shapes{};   // one for each argument of the operation
+    ArgumentWords arguments{}; // outputs only if status is success
     Status status = P4_PD_STATUS_SUCCESS;
 };
 

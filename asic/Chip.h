@@ -16,7 +16,7 @@ class Chip {
   public:
     /// REQUIRES: the values of config are in range.
     explicit Chip(const velmor_asic_chip_config_t& config)
-        : handles_(config.first_handle), pipes_(config.pipes),
+        : config_(config), handles_(config.first_handle), pipes_(config.pipes),
           profile_(config.pipes + 1u, config, handles_), table_(config, profile_, handles_) {}
 
     // The parts refer to each other.
@@ -32,12 +32,22 @@ class Chip {
         return std::nullopt;
     }
 
+    /// All pipes, and the scope of all of them, which is the last.
+    [[nodiscard]] ScopeIndex scopes() const noexcept {
+        return static_cast<ScopeIndex>(pipes_ + 1u);
+    }
+
+    [[nodiscard]] const velmor_asic_chip_config_t& config() const noexcept { return config_; }
+
+    [[nodiscard]] HandleCounter& handles() noexcept { return handles_; }
+    [[nodiscard]] const HandleCounter& handles() const noexcept { return handles_; }
     [[nodiscard]] ActionProfile& profile() noexcept { return profile_; }
     [[nodiscard]] const ActionProfile& profile() const noexcept { return profile_; }
     [[nodiscard]] MatchTable& table() noexcept { return table_; }
     [[nodiscard]] const MatchTable& table() const noexcept { return table_; }
 
   private:
+    velmor_asic_chip_config_t config_;
     HandleCounter handles_;
     ScopeIndex pipes_;
     ActionProfile profile_;

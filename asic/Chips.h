@@ -5,6 +5,7 @@
 #include "asic/SoftwareAsic.h"
 #include "asic/Types.h"
 
+#include <cstdint>
 #include <map>
 
 namespace asic {
@@ -16,6 +17,9 @@ inline constexpr velmor_asic_chip_config_t kDefaultChipConfig{.entry_capacity = 
                                                               .pipes = 4,
                                                               .first_handle = 1};
 
+/// Whether the values of a configuration are in range.
+[[nodiscard]] bool isValid(const velmor_asic_chip_config_t& config) noexcept;
+
 class Chips {
   public:
     /// Device 0 alone, with the default configuration.
@@ -23,6 +27,13 @@ class Chips {
 
     [[nodiscard]] Status create(int deviceId, const velmor_asic_chip_config_t& config);
     [[nodiscard]] Status destroy(int deviceId) noexcept;
+
+    /// An empty chip of the same configuration takes the chip's place. On bad_alloc nothing has
+    /// changed.
+    [[nodiscard]] Status powerCycle(int deviceId);
+
+    /// The number of the chip's boot. It is drawn when it is first asked for.
+    [[nodiscard]] Status boot(int deviceId, std::uint64_t* generation);
 
     /// The chip, or null.
     [[nodiscard]] Chip* find(int deviceId) noexcept {
@@ -32,6 +43,7 @@ class Chips {
 
   private:
     std::map<int, Chip> chips_;
+    std::map<int, std::uint64_t> boots_; // of the chips that were asked for it
 };
 
 } // namespace asic

@@ -17,6 +17,9 @@ class HandleCounter {
     /// Ends at kNoHandle by the wrap of the unsigned type. REQUIRES: peek() != kNoHandle.
     void advance() noexcept { ++next_; }
 
+    /// Sets the handle that the next object gets. REQUIRES: no object has it.
+    void nextIs(Handle next) noexcept { next_ = next; }
+
   private:
     Handle next_;
 };

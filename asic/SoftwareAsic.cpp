@@ -4,7 +4,9 @@
 #include "asic/DataPath.h"
 #include "asic/Runtime.h"
 
+#include <array>
 #include <cstdio>
+#include <memory>
 
 using namespace asic;
 
@@ -25,8 +27,30 @@ template <class Function>
 void done(const Function& function) noexcept {
     answered(0, [&](Runtime& all) {
         function(all);
+        all.watchedIs();
         return 0;
     });
+}
+
+/// For calls about the call log: that of the attached chip, if there is one.
+template <class Function>
+auto onLog(Runtime& all, const Function& function) {
+    return all.attached ? function(*all.attached) : function(all.log);
+}
+
+/// The device's chip with all that other processes did to it; null if there is none.
+[[gnu::noinline, gnu::cold]] const Chip* caughtUp(Runtime& all, int deviceId) {
+    if (AttachedChip* const attached = all.attachedAs(deviceId))
+        attached->catchUp();
+    return all.chip(deviceId);
+}
+
+// Why the latest attach failed. Not in the runtime, which may be what there was no memory for.
+constinit std::array<char, 1024> attachError{};
+
+template <class... Arguments>
+void attachErrorIs(const char* format, const Arguments&... arguments) noexcept {
+    std::snprintf(attachError.data(), attachError.size(), format, arguments...);
 }
 
 } // namespace
@@ -41,12 +65,88 @@ pipe_status velmor_asic_chip_config_default(velmor_asic_chip_config_t* config) {
 }
 
 pipe_status velmor_asic_chip_create(int device_id, const velmor_asic_chip_config_t* config) {
-    return contained(
-        [&] { return runtime().chips.create(device_id, config ? *config : kDefaultChipConfig); });
+    return contained([&]() -> Status {
+        Runtime& all = runtime();
+        if (all.attachedAs(device_id))
+            return P4_PD_STATUS_ALREADY_EXISTS;
+        return all.chips.create(device_id, config ? *config : kDefaultChipConfig);
+    });
 }
 
 pipe_status velmor_asic_chip_destroy(int device_id) {
-    return contained([&] { return runtime().chips.destroy(device_id); });
+    return contained([&]() -> Status {
+        Runtime& all = runtime();
+        if (!all.attachedAs(device_id))
+            return all.chips.destroy(device_id);
+        all.attached.reset();
+        all.watchedIs();
+        return P4_PD_STATUS_SUCCESS;
+    });
+}
+
+// ---- Chips in files
+
+pipe_status velmor_asic_chip_attach(int device_id, const char* path,
+                                    const velmor_asic_chip_config_t* config) {
+    attachErrorIs("out of memory");
+    const Status status = contained([&]() -> Status {
+        Runtime& all = runtime();
+        const velmor_asic_chip_config_t& wanted = config ? *config : kDefaultChipConfig;
+        if (device_id < 0 || !path || !isValid(wanted)) {
+            attachErrorIs("the device, the path or the configuration is out of range");
+            return P4_PD_STATUS_INVALID_ARG;
+        }
+        if (all.attached) {
+            attachErrorIs("%s: device %d has an attached chip, and a process can have only one",
+                          path, all.attached->device());
+            return P4_PD_STATUS_ALREADY_EXISTS;
+        }
+        try {
+            all.attached = std::make_unique<AttachedChip>(device_id, path, wanted, all.steps);
+        } catch (const ChipFileError& error) {
+            attachErrorIs("%s", error.what());
+            throw;
+        }
+        static_cast<void>(all.chips.destroy(device_id)); // it need not be there
+        all.watchedIs();
+        return P4_PD_STATUS_SUCCESS;
+    });
+    if (status == P4_PD_STATUS_SUCCESS)
+        attachErrorIs("%s", "");
+    return status;
+}
+
+const char* velmor_asic_attach_error(void) {
+    return attachError.data();
+}
+
+pipe_status velmor_asic_chip_boot(int device_id, uint64_t* generation) {
+    return contained([&]() -> Status {
+        if (!generation)
+            return P4_PD_STATUS_INVALID_ARG;
+        AttachedChip* const attached = runtime().attachedAs(device_id);
+        if (!attached)
+            return runtime().chips.boot(device_id, generation);
+        attached->catchUp();
+        *generation = attached->generation();
+        return P4_PD_STATUS_SUCCESS;
+    });
+}
+
+pipe_status velmor_asic_chip_power_cycle(int device_id) {
+    return contained([&]() -> Status {
+        AttachedChip* const attached = runtime().attachedAs(device_id);
+        if (!attached)
+            return runtime().chips.powerCycle(device_id);
+        attached->powerCycle();
+        return P4_PD_STATUS_SUCCESS;
+    });
+}
+
+// ---- Steps
+
+void velmor_asic_step_hook(velmor_asic_step_hook_t hook, void* context) {
+    done([&](Runtime& all) { all.steps.hookIs(hook, context); });
 }
 
 void velmor_asic_reset(void) {
@@ -58,7 +158,9 @@ void velmor_asic_reset(void) {
 pipe_status velmor_asic_forward(int device_id, uint16_t pipe, uint32_t metadata, uint32_t flow_hash,
                                 velmor_asic_result_t* result) {
     return contained([&]() -> Status {
-        const Chip* const chip = runtime().chips.find(device_id);
+        Runtime& all = runtime();
+        const Chip* const chip =
+            all.attached ? caughtUp(all, device_id) : all.chips.find(device_id);
         if (!chip || !result)
             return P4_PD_STATUS_INVALID_ARG;
         const auto fate = forward(*chip, pipe, metadata, flow_hash);
@@ -87,43 +189,51 @@ pipe_status velmor_asic_log_start(uint32_t capacity) {
     if (capacity == 0 || capacity > VELMOR_ASIC_LOG_MAX_CAPACITY)
         return P4_PD_STATUS_INVALID_ARG;
     return contained([&]() -> Status {
-        runtime().log.start(capacity);
+        Runtime& all = runtime();
+        onLog(all, [capacity](auto& log) { log.start(capacity); });
+        all.watchedIs();
         return P4_PD_STATUS_SUCCESS;
     });
 }
 
 void velmor_asic_log_stop(void) {
-    done([](Runtime& all) { all.log.stop(); });
+    done([](Runtime& all) { onLog(all, [](auto& log) { log.stop(); }); });
 }
 
 void velmor_asic_log_clear(void) {
-    done([](Runtime& all) { all.log.clear(); });
+    done([](Runtime& all) { onLog(all, [](auto& log) { log.clear(); }); });
 }
 
 uint64_t velmor_asic_log_begin(void) {
-    return answered(UINT64_C(1), [](Runtime& all) { return all.log.begin(); });
+    return answered(UINT64_C(1),
+                    [](Runtime& all) { return onLog(all, [](auto& log) { return log.begin(); }); });
 }
 
 uint64_t velmor_asic_log_end(void) {
-    return answered(UINT64_C(1), [](Runtime& all) { return all.log.end(); });
+    return answered(UINT64_C(1),
+                    [](Runtime& all) { return onLog(all, [](auto& log) { return log.end(); }); });
 }
 
 pipe_status velmor_asic_log_read(uint64_t sequence, velmor_asic_call_t* call) {
     return contained([&]() -> Status {
         if (!call)
             return P4_PD_STATUS_INVALID_ARG;
-        const CallRecord* const record = runtime().log.find(sequence);
-        if (!record)
-            return P4_PD_STATUS_OBJ_NOT_FOUND;
-        *call = {record->sequence, kOperations[record->operation].name, record->status};
-        return P4_PD_STATUS_SUCCESS;
+        return onLog(runtime(), [&](auto& log) -> Status {
+            const auto record = log.find(sequence);
+            if (!record)
+                return P4_PD_STATUS_OBJ_NOT_FOUND;
+            *call = {record->sequence, kOperations[record->operation].name, record->status};
+            return P4_PD_STATUS_SUCCESS;
+        });
     });
 }
 
 int velmor_asic_log_format(uint64_t sequence, char* buffer, size_t size) {
     return answered(-1, [&](Runtime& all) {
-        const CallRecord* const record = all.log.find(sequence);
-        return record ? std::snprintf(buffer, size, "%s", toText(*record).c_str()) : -1;
+        return onLog(all, [&](auto& log) {
+            const auto record = log.find(sequence);
+            return record ? std::snprintf(buffer, size, "%s", toText(*record).c_str()) : -1;
+        });
     });
 }
 
@@ -139,6 +249,7 @@ pipe_status velmor_asic_fault_plan(const char* operation, uint32_t nth, pipe_sta
         if (index == kOperations.size())
             return P4_PD_STATUS_INVALID_ARG;
         runtime().faults.add({index, nth, status, mode});
+        runtime().watchedIs();
         return P4_PD_STATUS_SUCCESS;
     });
 }

@@ -60,14 +60,82 @@ pipe_status velmor_asic_chip_config_default(velmor_asic_chip_config_t* config);
  */
 pipe_status velmor_asic_chip_create(int device_id, const velmor_asic_chip_config_t* config);
 
-/* Destroys a chip with all that it holds. */
+/* Destroys a chip with all that it holds. A chip in a file is detached; the file stays. */
 pipe_status velmor_asic_chip_destroy(int device_id);
 
 /*
- * Puts the whole library back to where it was when it was loaded: device 0 alone and empty, only
- * session 0 open, call log off and empty with its sequence numbers starting over, no fault planned.
+ * Puts the whole library back to where it was when it was loaded: device 0 alone and empty, no chip
+ * attached, only session 0 open, call log off and empty with its sequence numbers starting over, no
+ * fault planned, no step hook.
  */
 void velmor_asic_reset(void);
+
+/* ---- Chips in files --------------------------------------------------------------------------
+ *
+ * A chip can live in a file instead of in the memory of the process. It outlives the process,
+ * however that dies, and several processes can have it at the same time: what one writes the others
+ * see at once. A PD call has either been made altogether, with its place in the call log, or not at
+ * all.
+ *
+ * Sessions, fault plan and step hook are each process's own. A restart of the computer is a power
+ * cycle of the chip. A PD call that the file fails (a full disk: 2, a damaged file: 22) changes
+ * nothing and is not logged.
+ *
+ * Beside the file, FILE.XXXXXX may be left behind by a process that died while it made one. It can
+ * be removed.
+ */
+
+/*
+ * Attaches device_id to the chip in a file; makes the file, with an empty chip, when there is none.
+ * The chip takes the place of the device's chip in memory, if there is one. config is for a new
+ * file (null: the default); for an existing one its own configuration holds. A process can attach
+ * one chip at a time.
+ *
+ * The file must be regular, the caller's own, of mode 0600 and not a symbolic link. The status is
+ *   P4_PD_STATUS_INVALID_ARG (3)       a bad argument, or a file that cannot be used
+ *   P4_PD_STATUS_ALREADY_EXISTS (4)    the process has an attached chip
+ *   P4_PD_STATUS_NOT_SUPPORTED (17)    a file of another layout
+ *   P4_PD_STATUS_INTERNAL_ERROR (22)   not a chip file, or a damaged one
+ *   P4_PD_STATUS_NO_SYS_RESOURCES (2)  no memory, or no room on the disk
+ * After a failure the device is what it was, and the file has not been changed.
+ */
+pipe_status velmor_asic_chip_attach(int device_id, const char* path,
+                                    const velmor_asic_chip_config_t* config);
+
+/*
+ * Why the latest attach of the process failed, in one line; "" if it did not. Never null; valid
+ * until the next attach.
+ */
+const char* velmor_asic_attach_error(void);
+
+/*
+ * The boot generation of a chip: it differs after every power cycle and from that of a chip made
+ * anew, and is never 0. Works for chips in memory too.
+ */
+pipe_status velmor_asic_chip_boot(int device_id, uint64_t* generation);
+
+/*
+ * Power-cycles a chip: it is empty, its handles start over, and its boot generation is another one.
+ * The call log is not of the chip: it stays, and its numbers go on rising.
+ */
+pipe_status velmor_asic_chip_power_cycle(int device_id);
+
+/* ---- Steps -----------------------------------------------------------------------------------
+ *
+ * For tests of what dying at any moment leaves.
+ */
+
+enum {
+    VELMOR_ASIC_STEP_CALL_BEGIN, /* a PD call has not done anything yet */
+    VELMOR_ASIC_STEP_STORE,      /* something is about to be stored in a chip file */
+    VELMOR_ASIC_STEP_CALL_END    /* a PD call is about to return */
+};
+
+/* operation is the full name of the PD function; null for a store outside a PD call. */
+typedef void (*velmor_asic_step_hook_t)(uint32_t step, const char* operation, void* context);
+
+/* Calls hook before each step; null ends that. The hook must not call this library. */
+void velmor_asic_step_hook(velmor_asic_step_hook_t hook, void* context);
 
 /* ---- Data path ------------------------------------------------------------------------------ */
 
@@ -113,6 +181,11 @@ const char* velmor_asic_outcome_name(uint32_t outcome);
  * lagGroup_get_entry) and of the action profile. The read-back calls for tools are not logged.
  * The log is off until it is started. Calls are numbered from 1 in the order in which they ended;
  * numbers are not used again when the log is cleared.
+ *
+ * While a chip is attached, these functions are about the log in its file: the latest calls (16383)
+ * that any process made while it had the chip attached, whatever device they were about. It is
+ * always on: start and stop change nothing. Clearing hides the calls so far from this process
+ * alone.
  */
 
 #define VELMOR_ASIC_LOG_MAX_CAPACITY 1048576u

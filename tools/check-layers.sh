@@ -18,11 +18,12 @@ declare -A may=(
 )
 # The agent controls the software ASIC, where there is one, through its C header; from one place.
 exception="agent/AsicControl.* asic/SoftwareAsic.h"
-# The layers of the library take nothing but the C++ and C standard library and dlfcn.h; platform
+# The layers of the library take nothing but the C++ and C standard library and dlfcn.h; platform and asic
 # also what its files and mappings need of POSIX.
 library="framework driver-status platform BfLagGroup asic"
 system='(dlfcn|link)\.h|std(int|def|bool)\.h'
 declare -A posix=(
+    [asic]='fcntl\.h|unistd\.h|sys/(mman|stat)\.h'
     [platform]='fcntl\.h|unistd\.h|sys/(file|mman|stat|types)\.h'
 )
 

@@ -1,0 +1,267 @@
+#include "asic/ChipFile.h"
+
+#include "asic/Chips.h"
+#include "asic/Generation.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+#include <system_error>
+
+namespace asic {
+
+namespace {
+
+constexpr mode_t kMode = S_IRUSR | S_IWUSR;
+
+IdentityWords identityOf(const velmor_asic_chip_config_t& config) noexcept {
+    IdentityWords words{};
+    words[identity_at::kMagic] = kMagic;
+    words[identity_at::kVersion] = kLayoutVersion;
+    words[identity_at::kRingSize] = kRingSize;
+    words[identity_at::kChunkSize] = kChunkSize;
+    words[identity_at::kEntries] = config.entry_capacity;
+    words[identity_at::kMembers] = config.member_capacity;
+    words[identity_at::kGroups] = config.group_capacity;
+    words[identity_at::kGroupSize] = config.group_size_limit;
+    words[identity_at::kPipes] = config.pipes;
+    words[identity_at::kFirstHandle] = config.first_handle;
+    return sealed(words);
+}
+
+velmor_asic_chip_config_t configOf(const IdentityWords& words) noexcept {
+    return {.entry_capacity = static_cast<std::uint32_t>(words[identity_at::kEntries]),
+            .member_capacity = static_cast<std::uint32_t>(words[identity_at::kMembers]),
+            .group_capacity = static_cast<std::uint32_t>(words[identity_at::kGroups]),
+            .group_size_limit = static_cast<std::uint16_t>(words[identity_at::kGroupSize]),
+            .pipes = static_cast<std::uint16_t>(words[identity_at::kPipes]),
+            .first_handle = static_cast<std::uint32_t>(words[identity_at::kFirstHandle])};
+}
+
+CheckpointWords firstCheckpoint(const velmor_asic_chip_config_t& config) {
+    CheckpointWords words{};
+    words[checkpoint_at::kGeneration] = anyGeneration();
+    words[checkpoint_at::kSystemBoot] = systemBoot();
+    words[checkpoint_at::kFirstCall] = 1;
+    words[checkpoint_at::kNextHandle] = config.first_handle;
+    return sealed(words);
+}
+
+// Chunks of the two areas lie in turn, so that both can grow.
+constexpr std::size_t placeOf(std::uint64_t area, std::uint64_t chunk) noexcept {
+    return kAreasAt + (2 * chunk + area) * kChunkSize;
+}
+
+constexpr std::uint64_t kMaxRoom = std::numeric_limits<off_t>::max() / (4 * kChunkSize);
+
+// Moves all bytes with pread or pwrite; false with errno if one fails, and 0 in errno at the end
+// of the file.
+template <class Move, class Byte>
+bool moveAll(Move move, int file, Byte* bytes, std::size_t size, std::size_t place) noexcept {
+    while (size != 0) {
+        const ssize_t moved = move(file, bytes, size, static_cast<off_t>(place));
+        if (moved < 0 && errno == EINTR)
+            continue;
+        if (moved <= 0) {
+            errno = moved == 0 ? 0 : errno;
+            return false;
+        }
+        bytes += moved;
+        place += static_cast<std::size_t>(moved);
+        size -= static_cast<std::size_t>(moved);
+    }
+    return true;
+}
+
+} // namespace
+
+std::uint64_t systemBoot() {
+    std::ifstream file("/proc/sys/kernel/random/boot_id");
+    std::string text;
+    std::getline(file, text);
+    Digest digest;
+    for (const char letter : text)
+        digest.add(static_cast<unsigned char>(letter));
+    return digest.value();
+}
+
+void ChipFile::Descriptor::close() noexcept {
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+    descriptor_ = -1;
+}
+
+void ChipFile::refuse(Status status, const std::string& reason) const {
+    throw ChipFileError(status, path_ + ": " + reason);
+}
+
+void ChipFile::failed(const char* what, int error) const {
+    const bool isShortage = error == ENOSPC || error == EDQUOT || error == EFBIG ||
+                            error == ENOMEM || error == ENFILE || error == EMFILE ||
+                            error == ENOLCK || error == EIO;
+    refuse(isShortage ? P4_PD_STATUS_NO_SYS_RESOURCES : P4_PD_STATUS_INVALID_ARG,
+           std::string("cannot ") + what + ": " + std::generic_category().message(error));
+}
+
+ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, Steps& steps)
+    : path_(path), steps_(steps) {
+    // Whoever loses the race to make the file finds the winner's, unless that is removed meanwhile.
+    for (int tries = 0; !openExisting() && !make(config, steps); ++tries)
+        if (tries == 10)
+            refuse(P4_PD_STATUS_INVALID_ARG, "the file comes and goes");
+    checkFile();
+    checkIdentity();
+    allocate(0, kAreasAt);
+    map();
+    checkRoom();
+}
+
+bool ChipFile::openExisting() {
+    // Without O_NONBLOCK a device or a pipe of this name might keep the process waiting.
+    file_.open(::open(path_.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (file_.get() >= 0)
+        return true;
+    if (errno == ENOENT)
+        return false;
+    if (errno == ELOOP)
+        refuse(P4_PD_STATUS_INVALID_ARG, "is a symbolic link");
+    failed("open the file", errno);
+}
+
+/// Makes the file under a name of its own and links it to its place when it is whole; false if
+/// there is a file meanwhile.
+bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
+    struct Temporary {
+        std::string path;
+        ~Temporary() { ::unlink(path.c_str()); }
+    };
+    std::string name = path_ + ".XXXXXX";
+    const int made = ::mkostemp(name.data(), O_CLOEXEC);
+    if (made < 0)
+        failed("make a file in its directory", errno);
+    const Temporary temporary{name};
+    file_.open(made);
+    if (::fchmod(made, kMode) != 0)
+        failed("set the mode", errno);
+    allocate(0, kAreasAt);
+    map();
+    head().checkpoints[0].store(firstCheckpoint(config), steps);
+    head().end.store(1, std::memory_order_relaxed, steps);
+    head().identity.store(identityOf(config), steps);
+    layout_.reset();
+    steps.store();
+    if (::link(name.c_str(), path_.c_str()) == 0)
+        return true;
+    if (errno != EEXIST)
+        failed("link the file to its place", errno);
+    return false;
+}
+
+void ChipFile::checkFile() const {
+    struct stat state {};
+    if (::fstat(file_.get(), &state) != 0)
+        failed("look at the file", errno);
+    if (!S_ISREG(state.st_mode))
+        refuse(P4_PD_STATUS_INVALID_ARG, "is not a regular file");
+    if (state.st_uid != ::geteuid())
+        refuse(P4_PD_STATUS_INVALID_ARG, "belongs to another user");
+    if ((state.st_mode & ALLPERMS) != kMode)
+        refuse(P4_PD_STATUS_INVALID_ARG, "its mode is not 0600");
+    if (state.st_size < static_cast<off_t>(kAreasAt))
+        refuse(P4_PD_STATUS_INTERNAL_ERROR,
+               "is no chip file, or cut off: it has " + std::to_string(state.st_size) + " bytes");
+}
+
+void ChipFile::checkIdentity() {
+    IdentityWords words{};
+    if (!moveAll(::pread, file_.get(), reinterpret_cast<char*>(words.data()), sizeof words, 0))
+        failed("read the file", errno);
+    if (words[identity_at::kMagic] != kMagic)
+        refuse(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or its header is damaged");
+    if (words[identity_at::kVersion] != kLayoutVersion)
+        refuse(P4_PD_STATUS_NOT_SUPPORTED, "its layout is version " +
+                                               std::to_string(words[identity_at::kVersion]) +
+                                               ", not " + std::to_string(kLayoutVersion));
+    config_ = configOf(words);
+    if (!isSealed(words) || words != identityOf(config_) || !isValid(config_))
+        refuse(P4_PD_STATUS_INTERNAL_ERROR, "its header is damaged");
+}
+
+void ChipFile::checkRoom() const {
+    const std::uint64_t room = layout_->head.room.load(std::memory_order_acquire);
+    struct stat state {};
+    if (::fstat(file_.get(), &state) != 0)
+        failed("look at the file", errno);
+    if (room > kMaxRoom || state.st_size < static_cast<off_t>(placeOf(0, room)))
+        refuse(P4_PD_STATUS_INTERNAL_ERROR, "is cut off, or its header is damaged");
+    allocate(kAreasAt, placeOf(0, room) - kAreasAt);
+}
+
+/// Blocks that the file has not got by now would be missing when the mapping is written, and that
+/// would end the process.
+void ChipFile::allocate(std::size_t from, std::size_t size) const {
+    if (size == 0)
+        return;
+    int error = EINTR;
+    while (error == EINTR)
+        error = ::posix_fallocate(file_.get(), static_cast<off_t>(from), static_cast<off_t>(size));
+    if (error != 0)
+        failed("get room for the file", error);
+}
+
+void ChipFile::map() {
+    void* const memory =
+        ::mmap(nullptr, kAreasAt, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0);
+    if (memory == MAP_FAILED)
+        failed("map the file", errno);
+    layout_.reset(static_cast<ChipFileLayout*>(memory));
+}
+
+void ChipFile::Unmap::operator()(ChipFileLayout* layout) const noexcept {
+    ::munmap(layout, kAreasAt);
+}
+
+void ChipFile::lock() {
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    while (::fcntl(file_.get(), F_SETLKW, &whole) != 0)
+        if (errno != EINTR)
+            failed("lock the file", errno);
+}
+
+void ChipFile::unlock() noexcept {
+    struct flock whole {};
+    whole.l_type = F_UNLCK;
+    whole.l_whence = SEEK_SET;
+    ::fcntl(file_.get(), F_SETLK, &whole);
+}
+
+void ChipFile::roomIs(std::uint64_t chunks) {
+    if (chunks > kMaxRoom)
+        failed("get room for the file", EFBIG);
+    allocate(kAreasAt, placeOf(0, chunks) - kAreasAt);
+    head().room.store(chunks, std::memory_order_release, steps_);
+}
+
+void ChipFile::writeChunk(std::uint64_t area, std::uint64_t chunk,
+                          std::span<const Change> changes) {
+    steps_.store();
+    if (!moveAll(::pwrite, file_.get(), reinterpret_cast<const char*>(changes.data()),
+                 changes.size_bytes(), placeOf(area, chunk)))
+        failed("write the file", errno);
+}
+
+void ChipFile::readChunk(std::uint64_t area, std::uint64_t chunk, std::span<Change> changes) {
+    if (!moveAll(::pread, file_.get(), reinterpret_cast<char*>(changes.data()),
+                 changes.size_bytes(), placeOf(area, chunk)))
+        failed("read the file", errno);
+}
+
+} // namespace asic
