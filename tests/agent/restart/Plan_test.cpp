@@ -51,9 +51,9 @@ TEST(Plan, NothingDesiredRemovesEntriesThenGroupsThenMembers) {
 }
 
 TEST(Plan, GroupBeginsWithItsInitialMemberOrElseWithTheLowest) {
-    EXPECT_THAT(joiningOrder({.initial = 7, .members = {{3, true}, {7, true}, {9, false}}}),
+    EXPECT_THAT(joiningOrder({4, 7, kSetLagPort, {{3, true}, {7, true}, {9, false}}}),
                 ElementsAre(7, 3, 9));
-    EXPECT_THAT(joiningOrder({.initial = 8, .members = {{3, true}, {7, true}}}), ElementsAre(3, 7));
+    EXPECT_THAT(joiningOrder({4, 8, kSetLagPort, {{3, true}, {7, true}}}), ElementsAre(3, 7));
 }
 
 TEST(Plan, RecordOfAHandleThatTheChipDoesNotKnowIsForgotten) {
