@@ -1,5 +1,6 @@
 #include "agent/Agent.h"
 
+#include "agent/Errors.h"
 #include "agent/restart/Restart.h"
 #include "platform/MbbGlimtKey/InProcessKeyManager.h"
 
@@ -25,6 +26,14 @@ Agent::Agent(const Target& target, const StateOptions* options, StateDatabase* d
         restart(driver, configuration, chip, *state, progress, start);
         start.total = Phases::Clock::now() - kProgramStart;
     }
+}
+
+PersistentState& Agent::requiredState() const {
+    if (!state) {
+        throw CommandError(ErrorKind::unsupported,
+                           "this agent keeps no state over restarts: run it with 'serve'");
+    }
+    return *state;
 }
 
 std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,

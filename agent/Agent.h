@@ -48,6 +48,8 @@ class Agent {
     StartReport start{};
     /// Null for an agent that keeps nothing.
     std::unique_ptr<PersistentState> state;
+    /// The same; throws `CommandError` (unsupported) where it is null.
+    PersistentState& requiredState() const;
     Driver driver;
     Configuration configuration;
     Flows flows;

@@ -114,16 +114,8 @@ void faultClear(Agent& agent, const Arguments&, Reply&) {
 /// Records, chip and desired state as they are now.
 struct Now {
     explicit Now(Agent& agent)
-        : records(readRecords(required(agent).keys())), chip(agent.chip.read()),
-          desired(required(agent).database().read()) {}
-
-    static PersistentState& required(Agent& agent) {
-        if (!agent.state) {
-            throw CommandError(ErrorKind::unsupported,
-                               "this agent keeps no state over restarts: run it with 'serve'");
-        }
-        return *agent.state;
-    }
+        : records(readRecords(agent.requiredState().keys())), chip(agent.chip.read()),
+          desired(agent.requiredState().database().read()) {}
 
     Records records;
     ChipState chip;
