@@ -16,6 +16,8 @@ struct ScriptState {
     /// The PD calls of the latest command that was no 'expect': their numbers in the ASIC's log.
     std::uint64_t callsBegin = 0;
     std::uint64_t callsEnd = 0;
+    /// Set by 'quit'.
+    bool isOver = false;
 };
 
 /// Everything that a command works on.
@@ -31,9 +33,8 @@ class Agent {
     ChipTables chip;
     AsicControl asic;
     Flows flows;
+    /// Of the script whose line is being carried out.
     ScriptState script{};
-    /// Set by 'quit'.
-    bool isOver = false;
 };
 
 } // namespace LagAgent
