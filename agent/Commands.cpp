@@ -155,7 +155,7 @@ void helpOn(Agent&, const Arguments& a, Reply& reply) {
 }
 
 void quit(Agent& agent, const Arguments&, Reply&) {
-    agent.isOver = true;
+    agent.script.isOver = true;
 }
 
 constexpr Command kCommands[]{
@@ -204,7 +204,7 @@ constexpr Command kCommands[]{
      "All flows that were (from) or are (to) on the port moved, at least one, and no other"},
     {"help", help, "List the commands"},
     {"help <text>", helpOn, "List the commands that begin so"},
-    {"quit", quit, "End the agent"},
+    {"quit", quit, "End this script or prompt"},
 };
 
 } // namespace

@@ -28,11 +28,10 @@ void addColdReason(const auto& table, std::vector<std::string>& reasons) {
 
 } // namespace
 
-PersistentState::PersistentState(const std::shared_ptr<const Pello::StateDirectory>& directory,
-                                 const StateOptions& options, std::uint64_t chipBoot,
+PersistentState::PersistentState(const StateOptions& options, std::uint64_t chipBoot,
                                  const ChipTables& chip, const Target& target)
-    : keys_(new SharedKeyManager(directory, tableOptions(options, chipBoot, chip, target))),
-      database_(directory) {}
+    : keys_(new SharedKeyManager(options.directory, tableOptions(options, chipBoot, chip, target))),
+      database_(options.directory) {}
 
 std::vector<std::string> PersistentState::coldTables() const {
     std::vector<std::string> reasons;
