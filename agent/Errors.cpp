@@ -4,6 +4,7 @@
 #include <array>
 
 #include "driver-status/BfTableException.h"
+#include "platform/Pello/StateException.h"
 
 namespace LagAgent {
 
@@ -63,6 +64,8 @@ Error currentError() {
     } catch (const BfTable::BfNotSupported& e) {
         // Neither a BfTableException nor a std::exception to a handler.
         return tableError("BfTable::BfNotSupported", e.what(), e.status);
+    } catch (const Pello::StateException& e) {
+        return {ErrorKind::storage, e.what()};
     } catch (const Kel::Exception& e) {
         return {ErrorKind::model, e.what()};
     } catch (const std::exception& e) {

@@ -36,7 +36,8 @@ class PersistentState {
     MbbGlimtKey::SharedKeyManager& keys() const noexcept { return *keys_; }
     const MbbGlimtKey::SharedKeyManager::Ptr& keysPtr() const noexcept { return keys_; }
     StateDatabase& database() noexcept { return database_; }
-    /// Why a table of records started empty, a line each.
+    /// Why a table of records started empty, a line each; that there was none at all, as at the
+    /// first start, is no news.
     std::vector<std::string> coldTables() const;
 
     /// From now on the driver's handles are recorded. REQUIRES: the driver's factories are done.
