@@ -33,7 +33,8 @@ class Server {
     /// socket is gone. Returns the exit status.
     int run(MakeRunner makeRunner);
 
-    /// Ends `run`, which then returns that. More than once: the first call counts.
+    /// Ends `run`, which then returns that. More than once: the first call counts. Not to be called
+    /// by a runner.
     void stop(const std::string& reason, int status);
 
     static constexpr std::size_t kMostClients = 64;
@@ -53,6 +54,7 @@ class Server {
     void add(Pello::FileDescriptor socket, const Peer& peer);
 
     void serve(Client& client, std::uint32_t events);
+    void takeTurn();
     void carryOutNext();
     void carryOut(Client& client);
     void settle(Client& client);
@@ -78,6 +80,7 @@ class Server {
     std::map<std::uint64_t, std::unique_ptr<Client>> clients_;
     std::uint64_t latestClient_ = 0;
     std::deque<std::uint64_t> waiting_; // numbers of clients with a request
+    bool isTurnDue_ = false;
     bool isStopping_ = false;
     int status_ = 0;
 };
