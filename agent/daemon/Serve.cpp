@@ -40,30 +40,28 @@ Agent& startAgent(const ServeOptions& options, Progress& progress) {
     return *agent;
 }
 
-int start(const ServeOptions& options, const Log& log) {
-    StartProgress progress(log);
-    progress.show("taking the control socket", 0, 0);
-    requireDirectory(options.stateDirectory);
-    Server server(options.control, log);
-    Agent& agent = startAgent(options, progress);
-    progress.hide();
-    return server.run([&] { return std::make_unique<Interpreter>(agent); });
-}
-
 } // namespace
 
 int serve(const ServeOptions& options) {
     const Log log(STDERR_FILENO, options.log);
+    int failed = kExitNotStarted;
     try {
         for (const auto& trace : options.traces) {
             Kel::traceLevelsIs(trace);
         }
-        return start(options, log);
+        StartProgress progress(log);
+        progress.show("taking the control socket", 0, 0);
+        requireDirectory(options.stateDirectory);
+        Server server(options.control, log);
+        Agent& agent = startAgent(options, progress);
+        progress.hide();
+        failed = kExitDaemonFailed;
+        return server.run([&] { return std::make_unique<Interpreter>(agent); });
     } catch (...) {
         const Error error = currentError();
         log.write(LogLevel::error, "failed",
                   {{"kind", kindName(error.kind)}, {"message", error.text()}});
-        return kExitNotStarted;
+        return failed;
     }
 }
 
