@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <map>
 #include <span>
 
 #include "agent/HistoryFile.h"
@@ -90,6 +91,19 @@ void addSocket(CLI::App& app, std::string& stateDirectory, std::string& control)
         ->type_name("SOCKET");
 }
 
+void addLogLevel(CLI::App& app, LogLevel& level) {
+    static const std::map<std::string, LogLevel> kLevels{{"debug", LogLevel::debug},
+                                                         {"info", LogLevel::info},
+                                                         {"warning", LogLevel::warning},
+                                                         {"error", LogLevel::error}};
+    app.add_option_function<std::string>(
+           "--log-level", [&](const std::string& name) { level = kLevels.at(name); },
+           "Log nothing less important: debug, info, warning or error")
+        ->check(CLI::IsMember(kLevels).description(""))
+        ->type_name("LEVEL")
+        ->default_str("info");
+}
+
 constexpr const char* kStatusHelp =
     "-json, -force and -batch are understood with one dash too.\n"
     "Exit status: 0 if every command succeeded, 1 if one failed, 2 if nothing ran.\n";
@@ -131,13 +145,7 @@ std::optional<ServeOptions> readServeOptions(int argc, const char* const* argv, 
                    "With another PD library: a number that differs after every reset of the chip")
         ->type_name("NUMBER");
     app.add_flag("--log-json", options.log.json, "Log JSON documents instead of logfmt");
-    app.add_option("--log-level", options.log.level, "Log nothing less important")
-        ->transform(
-            CLI::CheckedTransformer(std::map<std::string, LogLevel>{{"debug", LogLevel::debug},
-                                                                    {"info", LogLevel::info},
-                                                                    {"warning", LogLevel::warning},
-                                                                    {"error", LogLevel::error}}))
-        ->default_str("info");
+    addLogLevel(app, options.log.level);
     app.footer("The default state directory is $RUNTIME_DIRECTORY (which systemd sets), else\n"
                "$XDG_RUNTIME_DIR/lag-agent, else /run/lag-agent. It is made if it is missing.\n\n"
                "SIGTERM and SIGINT end the daemon after the command under way, and leave the chip\n"

@@ -43,6 +43,7 @@ struct ControlOptions {
 
 inline constexpr int kExitGood = 0;
 inline constexpr int kExitCommandFailed = 1;
+inline constexpr int kExitDaemonFailed = 1;
 inline constexpr int kExitNotStarted = 2;
 
 /// Whether the command line is one of `lag-agent serve`.

@@ -1,22 +1,16 @@
 #pragma once
 
-#include <functional>
-
 #include "agent/Interpreter.h"
 #include "agent/daemon/Log.h"
 
 namespace LagAgent {
 
-/// Carries out a client's lines on the daemon's agent, and sees to what must not pass in silence: a
-/// handle that could not be recorded is logged; a desired state that could not be kept, while the
-/// chip has changed, ends the daemon, since a restart brings the chip back to it.
+/// Carries out a client's lines on the daemon's agent, and logs what must not pass in silence: a
+/// handle that could not be recorded.
 class AgentRunner final : public CommandRunner {
   public:
-    using Fail = std::function<void(const std::string& reason)>;
-
-    /// `fail` must end the daemon after the answer. REQUIRES: all outlive this object.
-    AgentRunner(Agent& agent, const Log& log, Fail fail)
-        : agent_(agent), interpreter_(agent), log_(log), fail_(std::move(fail)) {}
+    /// REQUIRES: both outlive this object.
+    AgentRunner(Agent& agent, const Log& log) : agent_(agent), interpreter_(agent), log_(log) {}
 
     Outcome run(std::string_view line) override;
     std::optional<Error> atEnd() override { return interpreter_.atEnd(); }
@@ -26,7 +20,6 @@ class AgentRunner final : public CommandRunner {
     Agent& agent_;
     Interpreter interpreter_;
     const Log& log_;
-    Fail fail_;
 };
 
 } // namespace LagAgent

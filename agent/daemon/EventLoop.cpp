@@ -90,12 +90,12 @@ EventSource EventLoop::onTime(std::chrono::microseconds delay, EventSource::Hand
 }
 
 EventSource EventLoop::onTurn(EventSource::Handler handler) {
-    auto result = made(std::move(handler), [&](sd_event_source** source, void* target) {
+    // For one turn only: a source of this kind that stays would be the one that has waited longest
+    // for ever, and others would not have theirs.
+    return made(std::move(handler), [&](sd_event_source** source, void* target) {
         return sd_event_add_defer(
             event_.get(), source, [](sd_event_source*, void* t) { return dispatch(t, 0); }, target);
     });
-    result.enabledIs(false);
-    return result;
 }
 
 int EventLoop::run() {

@@ -48,7 +48,7 @@ class EventLoop {
     EventSource onSignal(int signal, EventSource::Handler handler);
     /// Once, after that time.
     EventSource onTime(std::chrono::microseconds delay, EventSource::Handler handler);
-    /// In turn with all others, as long as it is enabled; it is not at first.
+    /// Once, when all others had their turn that were due before this was made.
     EventSource onTurn(EventSource::Handler handler);
 
     /// Returns what `exit` was given.

@@ -23,6 +23,7 @@ void logStart(const StartReport& start, const Log& log) {
     for (const auto& warning : start.warnings()) {
         log.write(LogLevel::warning, "start-note", {{"message", warning}});
     }
+    using std::chrono::milliseconds;
     log.write(LogLevel::info, "reconciled",
               {{"entries", start.entries},
                {"members", start.members},
@@ -30,41 +31,47 @@ void logStart(const StartReport& start, const Log& log) {
                {"findings", start.sum(start.findings)},
                {"writes", start.sum(start.writes)},
                {"orphans", start.orphansRemoved},
-               {"ms", std::chrono::duration_cast<std::chrono::milliseconds>(start.total).count()}});
+               {"ms", std::chrono::duration_cast<milliseconds>(start.total).count()}});
 }
 
-int start(const ServeOptions& options, const Log& log) {
-    StartProgress progress(log);
-    progress.show("taking the state directory", 0, 0);
-    // First of all: from here on there is no other agent, and the socket in it is this one's.
-    StateOptions state{
-        .directory = std::make_shared<Pello::StateDirectory>(Kel::String(options.stateDirectory)),
-        .chipFile = options.chipFile,
-        .chipBoot = options.chipBoot};
-    Server server(options.control, log);
-    Agent& agent = startAgent(options, state, progress);
-    progress.hide();
-    logStart(agent.start, log);
-    const auto fail = [&server](const std::string& reason) {
-        server.stop(reason, kExitCommandFailed);
-    };
-    return server.run([&] { return std::make_unique<AgentRunner>(agent, log, fail); });
+StateOptions openState(const ServeOptions& options) {
+    const Kel::String directory(options.stateDirectory);
+    return {.directory = std::make_shared<const Pello::StateDirectory>(directory),
+            .chipFile = options.chipFile,
+            .chipBoot = options.chipBoot};
+}
+
+/// The chip has changed, and the desired state could not follow. The next start brings the chip
+/// back to it.
+std::string obstacleOf(const Agent& agent) {
+    return agent.configuration.isOutOfStep() ? "the desired state could not be kept" : "";
 }
 
 } // namespace
 
 int serve(const ServeOptions& options) {
     const Log log(STDERR_FILENO, options.log);
+    int failed = kExitNotStarted;
     try {
         for (const auto& trace : options.traces) {
             Kel::traceLevelsIs(trace);
         }
-        return start(options, log);
+        StartProgress progress(log);
+        progress.show("taking the state directory", 0, 0);
+        // First of all: from here on no other agent is here, and the socket in it is this one's.
+        const StateOptions state = openState(options);
+        Server server(options.control, log);
+        Agent& agent = startAgent(options, state, progress);
+        progress.hide();
+        logStart(agent.start, log);
+        failed = kExitDaemonFailed;
+        return server.run([&] { return std::make_unique<AgentRunner>(agent, log); },
+                          [&] { return obstacleOf(agent); });
     } catch (...) {
         const Error error = currentError();
         log.write(LogLevel::error, "failed",
                   {{"kind", kindName(error.kind)}, {"message", error.text()}});
-        return kExitNotStarted;
+        return failed;
     }
 }
 

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstring>
 
+#include "agent/Options.h"
 #include "agent/OutcomeJson.h"
 #include "agent/daemon/OutcomeLog.h"
 
@@ -31,13 +32,14 @@ void sayNo(int socket, const std::string& why) {
 Server::Server(std::string control, const Log& log)
     : log_(log), terminate_(loop_.onSignal(SIGTERM, [this](auto) { stop("SIGTERM", 0); })),
       interrupt_(loop_.onSignal(SIGINT, [this](auto) { stop("SIGINT", 0); })),
-      control_(std::move(control)), turn_(loop_.onTurn([this](auto) { carryOutNext(); })) {
+      control_(std::move(control)) {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGHUP, SIG_IGN);
 }
 
-int Server::run(MakeRunner makeRunner) {
+int Server::run(MakeRunner makeRunner, Obstacle obstacle) {
     makeRunner_ = std::move(makeRunner);
+    obstacle_ = std::move(obstacle);
     listener_ = loop_.onFile(control_.fd(), EPOLLIN, [this](auto) { accept(); });
     log_.write(LogLevel::info, "ready", {{"socket", control_.path()}});
     sd_notify(0, "READY=1\nSTATUS=Taking commands");
@@ -55,7 +57,6 @@ void Server::stop(const std::string& reason, int status) {
     retry_ = {};
     control_.close();
     waiting_.clear();
-    turn_.enabledIs(false);
     grace_ = loop_.onTime(kGrace, [this](auto) { loop_.exit(status_); });
     for (auto at = clients_.begin(); at != clients_.end();) {
         Client& client = *(at++)->second; // settling may drop it
@@ -150,13 +151,28 @@ void Server::serve(Client& client, std::uint32_t events) {
     guarded(client, [&] { client.connection.serve(events); });
 }
 
+/// Sees to it that the next request is carried out, after what else is due.
+void Server::takeTurn() {
+    if (!waiting_.empty() && !std::exchange(isTurnDue_, true)) {
+        turn_ = loop_.onTurn([this](auto) { carryOutNext(); });
+    }
+}
+
 void Server::carryOutNext() {
+    isTurnDue_ = false;
+    turn_ = {};
+    if (waiting_.empty()) {
+        return; // the server stops
+    }
     const std::uint64_t number = waiting_.front();
     waiting_.pop_front();
     if (const auto found = clients_.find(number); found != clients_.end()) {
         carryOut(*found->second);
     }
-    turn_.enabledIs(!waiting_.empty());
+    if (const std::string why = obstacle_ ? obstacle_() : ""; !why.empty()) {
+        stop(why, kExitDaemonFailed);
+    }
+    takeTurn();
 }
 
 void Server::carryOut(Client& client) {
@@ -174,7 +190,7 @@ void Server::settle(Client& client) {
     if (!client.isWaiting && client.connection.hasRequest()) {
         waiting_.push_back(client.number);
         client.isWaiting = true;
-        turn_.enabledIs(true);
+        takeTurn();
     }
 }
 

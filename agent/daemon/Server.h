@@ -24,16 +24,20 @@ class Server {
   public:
     /// Makes the script of a new client.
     using MakeRunner = std::function<std::unique_ptr<CommandRunner>()>;
+    /// Asked after every request: why the daemon cannot go on. Empty: it can.
+    using Obstacle = std::function<std::string()>;
 
     /// Throws what `ControlSocket` does. REQUIRES: the log outlives this object.
     Server(std::string control, const Log& log);
 
     /// Serves until SIGTERM or SIGINT, or `stop`. The request under way is carried out to its end
     /// and its client gets the answer, unless it does not take it within a few seconds. Then the
-    /// socket is gone. Returns the exit status.
-    int run(MakeRunner makeRunner);
+    /// socket is gone. Returns the exit status; `kExitDaemonFailed` when there was an obstacle,
+    /// whose request gets its answer too.
+    int run(MakeRunner makeRunner, Obstacle obstacle = {});
 
-    /// Ends `run`, which then returns that. More than once: the first call counts.
+    /// Ends `run`, which then returns that. More than once: the first call counts. Not to be called
+    /// by a runner.
     void stop(const std::string& reason, int status);
 
     static constexpr std::size_t kMostClients = 64;
@@ -53,6 +57,7 @@ class Server {
     void add(Pello::FileDescriptor socket, const Peer& peer);
 
     void serve(Client& client, std::uint32_t events);
+    void takeTurn();
     void carryOutNext();
     void carryOut(Client& client);
     void settle(Client& client);
@@ -69,6 +74,7 @@ class Server {
     EventSource interrupt_;
     ControlSocket control_;
     MakeRunner makeRunner_;
+    Obstacle obstacle_;
 
     EventSource listener_;
     EventSource retry_;
@@ -78,6 +84,7 @@ class Server {
     std::map<std::uint64_t, std::unique_ptr<Client>> clients_;
     std::uint64_t latestClient_ = 0;
     std::deque<std::uint64_t> waiting_; // numbers of clients with a request
+    bool isTurnDue_ = false;
     bool isStopping_ = false;
     int status_ = 0;
 };

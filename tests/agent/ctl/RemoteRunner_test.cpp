@@ -1,0 +1,96 @@
+#include "agent/ctl/RemoteRunner.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "agent/daemon/ControlSocket.h"
+#include "tests/agent/daemon/Child.h"
+#include "tests/agent/daemon/TestDirectory.h"
+
+namespace LagAgent {
+namespace {
+
+using testing::EndsWith;
+
+/// Clients of a daemon that says what the test wants it to say.
+class RemoteRunnerTest : public testing::Test {
+  protected:
+    /// The daemon greets with `greeting`, and answers the first request with `answer`.
+    void daemonSays(const std::string& greeting, const std::string& answer = "") {
+        daemon_ = Child();
+        // Made here, so that the client can connect; the child accepts.
+        socket_ = nullptr;
+        socket_ = std::make_unique<ControlSocket>(control);
+        daemon_ = Child([=, this] {
+            pollfd waiting{socket_->fd(), POLLIN, 0};
+            ::poll(&waiting, 1, 60'000);
+            const Pello::FileDescriptor client(::accept(socket_->fd(), nullptr, nullptr));
+            say(client, greeting);
+            char request[1000];
+            if (!answer.empty() && ::recv(client.get(), request, sizeof request, 0) > 0) {
+                say(client, answer);
+            }
+            ::_exit(0); // without a destructor, which would remove the socket
+            return 0;
+        });
+    }
+
+    std::string objection() const {
+        try {
+            const RemoteRunner runner(control);
+        } catch (const CommandError& e) {
+            EXPECT_EQ(ErrorKind::connection, e.kind());
+            return e.what();
+        }
+        return "";
+    }
+
+    TestDirectory folder;
+    const std::string control = folder / "control";
+
+  private:
+    static void say(const Pello::FileDescriptor& client, const std::string& text) {
+        ::send(client.get(), text.data(), text.size(), MSG_NOSIGNAL);
+    }
+
+    std::unique_ptr<ControlSocket> socket_;
+    Child daemon_;
+};
+
+TEST_F(RemoteRunnerTest, DaemonThatDoesNotGreetIsNone) {
+    daemonSays("");
+    EXPECT_EQ("cannot reach a daemon at " + control + ": it closed the connection", objection());
+    daemonSays("hello\n");
+    EXPECT_EQ("cannot reach a daemon at " + control + ": what was received is no JSON object",
+              objection());
+    daemonSays("{\"hello\":\"lag-agent\",\"protocol\":99}\n");
+    EXPECT_THAT(objection(), EndsWith(": there is a daemon of another protocol"));
+    daemonSays("{\"error\":{\"kind\":\"connection\",\"message\":\"too many\"}}\n");
+    EXPECT_THAT(objection(), EndsWith(": too many"));
+}
+
+TEST_F(RemoteRunnerTest, AnswerThatMakesNoSenseEndsTheScript) {
+    for (const char* answer : {"nonsense\n", "{\"text\":5}\n", "{\"text\":\"half"}) {
+        daemonSays(Wire::hello(), answer);
+        RemoteRunner runner(control);
+        const auto outcome = runner.run("  show   members # all ");
+        EXPECT_EQ("show members", outcome.command);
+        ASSERT_TRUE(outcome.error) << answer;
+        EXPECT_EQ(ErrorKind::connection, outcome.error->kind);
+        EXPECT_TRUE(runner.isOver());
+        EXPECT_FALSE(runner.atEnd()); // it was told once
+    }
+}
+
+TEST_F(RemoteRunnerTest, EmptyLineIsNotSent) {
+    daemonSays(Wire::hello(), "{\"text\":\"answer\"}\n");
+    RemoteRunner runner(control);
+    EXPECT_EQ("", runner.run("  # nothing").command);
+    EXPECT_EQ("answer", runner.run("show").reply.text());
+}
+
+} // namespace
+} // namespace LagAgent

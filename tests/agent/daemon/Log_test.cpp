@@ -1,0 +1,120 @@
+#include "agent/daemon/Log.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/Pello/FileDescriptor.h"
+#include "tests/agent/daemon/TestDirectory.h"
+
+namespace LagAgent {
+namespace {
+
+using testing::MatchesRegex;
+
+/// A log into a pipe.
+class LogTest : public testing::Test {
+  protected:
+    LogTest() {
+        int ends[2];
+        EXPECT_EQ(0, ::pipe2(ends, O_CLOEXEC | O_NONBLOCK));
+        out_ = Pello::FileDescriptor(ends[0]);
+        in_ = Pello::FileDescriptor(ends[1]);
+        ::unsetenv("JOURNAL_STREAM");
+    }
+    ~LogTest() override { ::unsetenv("JOURNAL_STREAM"); }
+
+    Log log(LogOptions options = {}) const { return {in_.get(), options}; }
+
+    std::string written() const {
+        char buffer[8192];
+        const ssize_t size = ::read(out_.get(), buffer, sizeof buffer);
+        return {buffer, static_cast<std::size_t>(size > 0 ? size : 0)};
+    }
+
+    /// As systemd does for a service whose standard error is the journal.
+    void pipeIsTheJournal() const {
+        struct stat file {};
+        ASSERT_EQ(0, ::fstat(in_.get(), &file));
+        ::setenv("JOURNAL_STREAM",
+                 (std::to_string(file.st_dev) + ":" + std::to_string(file.st_ino)).c_str(), 1);
+    }
+
+  private:
+    Pello::FileDescriptor out_;
+    Pello::FileDescriptor in_;
+};
+
+TEST(Logfmt, QuotesValuesThatNeedIt) {
+    EXPECT_EQ("plain-1:/x", logfmtValue("plain-1:/x"));
+    EXPECT_EQ(R"("")", logfmtValue(""));
+    EXPECT_EQ(R"("two words")", logfmtValue("two words"));
+    EXPECT_EQ(R"("a=b")", logfmtValue("a=b"));
+    EXPECT_EQ(R"("say \"no\"")", logfmtValue(R"(say "no")"));
+    EXPECT_EQ(R"("back\\slash")", logfmtValue(R"(back\slash)"));
+}
+
+TEST(Logfmt, BytesThatCouldEndALineOrActOnATerminalAreEscaped) {
+    EXPECT_EQ(R"("a\x0alevel=error")", logfmtValue("a\nlevel=error"));
+    EXPECT_EQ(R"("\x1b[2J\x00\x7f\x0d\xc3\xa4")",
+              logfmtValue(std::string_view("\x1b[2J\0\x7f\r\xc3\xa4", 9)));
+}
+
+TEST_F(LogTest, EventIsOneLineOfFields) {
+    log().write(LogLevel::info, "ready", {{"socket", "/run/x"}, {"count", 3}});
+    EXPECT_THAT(written(), MatchesRegex("ts=[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}"
+                                        "\\.[0-9]{3}Z level=info event=ready socket=/run/x "
+                                        "count=3\n"));
+}
+
+TEST_F(LogTest, NothingThatIsSentForgesALine) {
+    log().write(LogLevel::info, "failed", {{"message", "x\nts=1 level=error event=forged"}});
+    const std::string text = written();
+    EXPECT_EQ(text.size() - 1, text.find('\n'));
+    EXPECT_THAT(text, testing::EndsWith("message=\"x\\x0ats=1 level=error event=forged\"\n"));
+}
+
+TEST_F(LogTest, JsonIsOneDocumentALine) {
+    log({.json = true}).write(LogLevel::warning, "refused", {{"message", "a\n\"b\"\xff\xc3\xa4"}});
+    const std::string text = written();
+    EXPECT_EQ(text.size() - 1, text.find('\n'));
+    const auto document = Json::parse(text);
+    EXPECT_EQ("warning", document["level"]);
+    EXPECT_EQ("refused", document["event"]);
+    EXPECT_EQ("a\n\"b\"\xef\xbf\xbd\xc3\xa4", document["message"]);
+    EXPECT_TRUE(document["ts"].is_string());
+}
+
+TEST_F(LogTest, WhatIsLessImportantIsLeftOut) {
+    log().write(LogLevel::debug, "unseen");
+    EXPECT_EQ("", written());
+    log({.level = LogLevel::debug}).write(LogLevel::debug, "seen");
+    EXPECT_THAT(written(), testing::EndsWith(" level=debug event=seen\n"));
+    log({.level = LogLevel::error}).write(LogLevel::warning, "unseen");
+    EXPECT_EQ("", written());
+}
+
+TEST_F(LogTest, JournalGetsPrioritiesAndNoTime) {
+    pipeIsTheJournal();
+    log().write(LogLevel::info, "a");
+    log().write(LogLevel::warning, "b");
+    log().write(LogLevel::error, "c");
+    log({.level = LogLevel::debug}).write(LogLevel::debug, "d");
+    EXPECT_EQ("<6>level=info event=a\n<4>level=warning event=b\n<3>level=error event=c\n"
+              "<7>level=debug event=d\n",
+              written());
+    log({.json = true}).write(LogLevel::info, "a");
+    EXPECT_EQ("<6>{\"level\":\"info\",\"event\":\"a\"}\n", written());
+}
+
+TEST_F(LogTest, JournalOfAnotherFileChangesNothing) {
+    ::setenv("JOURNAL_STREAM", "1:1", 1);
+    log().write(LogLevel::info, "a");
+    EXPECT_THAT(written(), testing::StartsWith("ts="));
+}
+
+} // namespace
+} // namespace LagAgent

@@ -1,0 +1,341 @@
+#include "agent/daemon/Server.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "agent/Text.h"
+#include "agent/daemon/Wire.h"
+#include "tests/agent/daemon/Client.h"
+#include "tests/agent/daemon/Daemon.h"
+
+namespace LagAgent {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+/// What all scripts of a server share.
+struct Shared {
+    int carriedOut = 0;
+    int gate = -1; // 'gate' waits until there is a byte
+};
+
+/// Commands with which a test can see and steer what the server does.
+class FakeRunner final : public CommandRunner {
+  public:
+    explicit FakeRunner(Shared& shared) : shared_(shared) {}
+
+    Outcome run(std::string_view line) override {
+        const auto words = wordsOf(line);
+        const std::string word = words.empty() ? "" : words[0];
+        ++lines_;
+        Outcome outcome;
+        outcome.command = joined(words);
+        std::string text = std::to_string(++shared_.carriedOut);
+        if (word == "gate") {
+            char byte;
+            EXPECT_EQ(1, ::read(shared_.gate, &byte, 1));
+        } else if (word == "terminate") {
+            ::kill(::getpid(), SIGTERM);
+        } else if (word == "big") {
+            text = std::string(std::stoul(words.at(1)), 'x');
+        } else if (word == "lines") {
+            text = std::to_string(lines_);
+        } else if (word == "quit") {
+            isOver_ = true;
+        } else if (word == "fail") {
+            outcome.error = Error{ErrorKind::refused, joined(words)};
+        } else if (word == "throw") {
+            throw std::runtime_error("thrown");
+        }
+        outcome.reply.add("text", text, text);
+        return outcome;
+    }
+    std::optional<Error> atEnd() override {
+        return Error{ErrorKind::expectation, std::to_string(lines_) + " lines"};
+    }
+    bool isOver() const override { return isOver_; }
+
+  private:
+    Shared& shared_;
+    int lines_ = 0;
+    bool isOver_ = false;
+};
+
+class ServerTest : public testing::Test {
+  protected:
+    ServerTest() {
+        int ends[2];
+        EXPECT_EQ(0, ::pipe2(ends, O_CLOEXEC));
+        const Pello::FileDescriptor gate(ends[0]);
+        gate_ = Pello::FileDescriptor(ends[1]);
+        daemon.start([&] {
+            ::mkdir(daemon.directory().c_str(), 0700);
+            const Log log(STDERR_FILENO, {.level = LogLevel::debug});
+            Shared shared{.gate = gate.get()};
+            Server server(daemon.control(), log);
+            return server.run([&] { return std::make_unique<FakeRunner>(shared); });
+        });
+    }
+
+    void openGate() { EXPECT_EQ(1, ::write(gate_.get(), "!", 1)); }
+
+    /// A client that was greeted.
+    Client client() {
+        Client client(daemon.control());
+        EXPECT_EQ("lag-agent", client.hears()["hello"]);
+        return client;
+    }
+
+    /// The server does as it should for somebody who comes now.
+    void expectServes() { EXPECT_EQ("1", client().textOf("lines")); }
+
+    Daemon daemon;
+
+  private:
+    Pello::FileDescriptor gate_;
+};
+
+TEST_F(ServerTest, GreetsAndAnswers) {
+    Client client(daemon.control());
+    EXPECT_EQ(nlohmann::json::parse(Wire::hello()), client.hears());
+    client.run("some command");
+    EXPECT_EQ(nlohmann::json::parse(R"({"result":{"text":"1"},"text":"1"})"), client.hears());
+    client.run("fail so");
+    EXPECT_EQ(
+        nlohmann::json::parse(
+            R"({"result":{"text":"2"},"text":"2","error":{"kind":"refused","message":"fail so"}})"),
+        client.hears());
+}
+
+TEST_F(ServerTest, EveryClientHasAScriptOfItsOwn) {
+    auto one = client(), two = client();
+    EXPECT_EQ("1", one.textOf("lines"));
+    EXPECT_EQ("2", one.textOf("lines"));
+    EXPECT_EQ("1", two.textOf("lines"));
+    one.say("{\"end\":true}\n");
+    EXPECT_EQ("2 lines", one.hears()["error"]["message"]);
+    two.say("{\"end\":true}\n");
+    EXPECT_EQ("1 lines", two.hears()["error"]["message"]);
+}
+
+TEST_F(ServerTest, QuitEndsTheScriptAndNotTheServer) {
+    auto one = client();
+    one.run("quit");
+    EXPECT_EQ(true, one.hears()["over"]);
+    expectServes();
+}
+
+TEST_F(ServerTest, RequestsSentAtOnceAreAnsweredInOrder) {
+    auto one = client();
+    for (int i = 0; i < 100; ++i) {
+        one.run("command");
+    }
+    for (int i = 1; i <= 100; ++i) {
+        EXPECT_EQ(std::to_string(i), one.hears()["text"]);
+    }
+}
+
+TEST_F(ServerTest, ClientsTakeTurns) {
+    auto one = client(), two = client();
+    one.run("gate");
+    for (int i = 0; i < 10; ++i) {
+        one.run("command");
+    }
+    two.run("command");
+    two.run("command");
+    openGate();
+    for (int i = 0; i < 10; ++i) {
+        one.hears();
+    }
+    const int lastOfOne = std::stoi(one.hears()["text"].get<std::string>());
+    two.hears();
+    const int lastOfTwo = std::stoi(two.hears()["text"].get<std::string>());
+    EXPECT_LT(lastOfTwo, lastOfOne);
+    EXPECT_EQ(13, lastOfOne);
+}
+
+TEST_F(ServerTest, GarbageIsAnsweredWithAnErrorAndTheClientGoesOn) {
+    auto one = client();
+    for (const char* garbage : {"", "show members", "{\"run\":", "[1,2]", "\xff\xfe\x01", "{}"}) {
+        one.say(std::string(garbage) + "\n");
+        EXPECT_EQ("connection", one.hears()["error"]["kind"]) << garbage;
+    }
+    EXPECT_EQ("1", one.textOf("lines"));
+}
+
+TEST_F(ServerTest, RequestThatIsTooLongIsAnsweredWithAnErrorAndTheClientGoesOn) {
+    auto one = client();
+    one.run(std::string(3'000'000, 'x'));
+    EXPECT_EQ("a request may have 65536 bytes at most", one.hears()["error"]["message"]);
+    EXPECT_EQ("1", one.textOf("lines"));
+}
+
+TEST_F(ServerTest, LineThatNeverEndsDisturbsNobody) {
+    auto endless = client();
+    endless.say(std::string(3'000'000, 'x'));
+    expectServes();
+    endless.say(std::string(3'000'000, 'x') + "\n");
+    EXPECT_EQ("connection", endless.hears()["error"]["kind"]);
+}
+
+TEST_F(ServerTest, AnswerThatIsNotTakenDisturbsNobodyAndIsKept) {
+    auto slow = client();
+    slow.run("big 2000000");
+    for (int i = 0; i < 100; ++i) {
+        slow.run("command");
+    }
+    auto other = client();
+    EXPECT_EQ("1", other.textOf("lines"));
+    EXPECT_EQ("3", other.textOf("fail")); // nothing was carried out behind the answer not taken
+    EXPECT_EQ(2'000'000u, slow.hears()["text"].get<std::string>().size());
+    EXPECT_EQ("4", slow.hears()["text"]);
+}
+
+TEST_F(ServerTest, ClientThatDiesDisturbsNobody) {
+    auto one = client();
+    one.say("{\"run\":\"half a li");
+    one.hangUp();
+    auto two = client();
+    two.run("big 2000000");
+    two.hangUp();
+    auto three = client();
+    three.run("command");
+    three.hangUp();
+    client().hangUp();
+    expectServes();
+}
+
+TEST_F(ServerTest, ClientThatSaysNoMoreStillGetsItsAnswers) {
+    auto one = client();
+    one.run("big 1000000");
+    one.run("lines");
+    one.sayNoMore();
+    EXPECT_EQ(1'000'000u, one.hears()["text"].get<std::string>().size());
+    EXPECT_EQ("2", one.hears()["text"]);
+    EXPECT_TRUE(one.hears().is_null());
+}
+
+TEST_F(ServerTest, FailureInsideIsTheEndOfOneConnection) {
+    auto one = client();
+    one.run("throw");
+    EXPECT_TRUE(one.hears().is_null());
+    expectServes();
+    EXPECT_THAT(daemon.log(),
+                HasSubstr("level=error event=internal-error client=1 message=thrown"));
+}
+
+TEST_F(ServerTest, ThereAreSoManyClientsAndNoMore) {
+    std::vector<Client> clients;
+    for (std::size_t i = 0; i < Server::kMostClients; ++i) {
+        clients.push_back(client());
+    }
+    Client refused(daemon.control());
+    EXPECT_EQ("the daemon has 64 clients already: end one of them first",
+              refused.hears()["error"]["message"]);
+    EXPECT_TRUE(refused.hears().is_null());
+    EXPECT_EQ("1", clients.back().textOf("lines"));
+    clients.pop_back();
+    // The server may see the new client before it sees that the other went.
+    bool isGreeted = false;
+    for (int i = 0; i < 10'000 && !isGreeted; ++i) {
+        isGreeted = Client(daemon.control()).hears().contains("hello");
+    }
+    EXPECT_TRUE(isGreeted);
+}
+
+TEST_F(ServerTest, AnotherUserIsTurnedAway) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can be somebody else";
+    }
+    ASSERT_EQ(0, ::chmod(daemon.control().c_str(), 0666));
+    ASSERT_EQ(0, ::chmod(daemon.directory().c_str(), 0755));
+    ASSERT_EQ(0, ::chmod((daemon.folder / "").c_str(), 0755));
+    Child other([&] {
+        const int nobody = 65534;
+        if (::setgid(nobody) != 0 || ::setuid(nobody) != 0) {
+            return 1;
+        }
+        Client client(daemon.control());
+        const std::string request = "{\"run\":\"command\"}\n"; // the server may be gone already
+        ::send(client.fd(), request.data(), request.size(), MSG_NOSIGNAL);
+        const auto answer = client.hears();
+        return answer["error"]["message"] == "the daemon takes no commands from user 65534: only "
+                                             "from its own user and from root" &&
+                       client.hears().is_null()
+                   ? 0
+                   : 2;
+    });
+    EXPECT_EQ(0, other.exitStatus());
+    EXPECT_THAT(daemon.log(), HasSubstr("level=warning event=client-refused"));
+    EXPECT_EQ("1", client().textOf("command")); // that of the other was not carried out
+}
+
+TEST_F(ServerTest, SignalToEndLetsTheRequestUnderWayFinishAndNoOther) {
+    auto one = client(), two = client();
+    one.run("gate");
+    one.run("terminate");
+    one.run("command");
+    two.run("command");
+    openGate();
+    EXPECT_TRUE(one.hears().contains("text"));
+    const auto last = one.hears();
+    EXPECT_TRUE(last.contains("text"));
+    EXPECT_TRUE(one.hears().is_null());
+    EXPECT_EQ(0, daemon.exitStatus());
+    EXPECT_FALSE(std::filesystem::exists(daemon.control()));
+    EXPECT_THAT(daemon.log(), HasSubstr("event=stop reason=SIGTERM\n"));
+    EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
+}
+
+TEST_F(ServerTest, AnswerUnderWayIsTakenToItsEnd) {
+    auto one = client();
+    one.run("gate");
+    one.run("big 2000000");
+    openGate();
+    EXPECT_EQ("1", one.hears()["text"]);
+    // The answer does not fit into the socket, so it is under way when its first byte is here.
+    char byte;
+    ASSERT_EQ(1, ::recv(one.fd(), &byte, 1, MSG_PEEK));
+    daemon.signal(SIGINT);
+    EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
+    EXPECT_EQ(2'000'000u, one.hears()["text"].get<std::string>().size());
+    EXPECT_EQ(0, daemon.exitStatus());
+}
+
+TEST_F(ServerTest, ClientThatNeverTakesItsAnswerDoesNotHoldUpTheEnd) {
+    auto one = client();
+    one.run("big 2000000");
+    char byte;
+    ASSERT_EQ(1, ::recv(one.fd(), &byte, 1, MSG_PEEK));
+    EXPECT_EQ(0, daemon.stop());
+}
+
+TEST_F(ServerTest, HangUpOfATerminalIsNothing) {
+    daemon.signal(SIGHUP);
+    daemon.signal(SIGPIPE);
+    expectServes();
+    EXPECT_EQ(0, daemon.stop());
+}
+
+TEST_F(ServerTest, LogSaysWhoCameAndWhatFailed) {
+    auto one = client();
+    one.run("fail \x1b[2J");
+    one.hears();
+    one.hangUp();
+    EXPECT_EQ(0, daemon.stop());
+    const std::string log = daemon.log();
+    EXPECT_THAT(log, HasSubstr("level=info event=ready socket=" + daemon.control() + "\n"));
+    EXPECT_THAT(log, HasSubstr("level=debug event=client-connected client=1 pid=" +
+                               std::to_string(::getpid()) + " uid=" + std::to_string(::getuid()) +
+                               "\n"));
+    EXPECT_THAT(log, HasSubstr("level=info event=command-failed client=1 command=\"fail "
+                               "\\x1b[2J\" kind=refused message=\"fail \\x1b[2J\"\n"));
+    EXPECT_THAT(log, HasSubstr("level=debug event=client-gone client=1\n"));
+}
+
+} // namespace
+} // namespace LagAgent
