@@ -343,7 +343,7 @@ int holdAndDie(const std::string& path, int said) {
             if (step != VELMOR_ASIC_STEP_STORE)
                 return;
             OtherProcess::say(static_cast<Context*>(at)->said, "held");
-            ::usleep(300'000);
+            ::usleep(999'000);
             ::raise(SIGKILL);
         },
         &context);
