@@ -182,6 +182,9 @@ void AttachedChip::Turn::roomFor(std::size_t operation) {
 }
 
 void AttachedChip::Turn::record(CallRecord record, bool isChange) noexcept {
+    // A call that failed half-way may have taken a handle, which no other process knows of.
+    if (!isChange)
+        attached_.chip().handles().nextIs(handle_);
     record.sequence = attached_.next_;
     const RecordedCall recorded{record, attached_.generation_, handle_, isChange};
     // Readers must see that the ring has passed an old call before they see its place change.

@@ -8,9 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
 #include <limits>
 #include <system_error>
 
@@ -82,9 +82,18 @@ bool moveAll(Move move, int file, Byte* bytes, std::size_t size, std::size_t pla
 } // namespace
 
 std::uint64_t systemBoot() {
-    std::ifstream file("/proc/sys/kernel/random/boot_id");
-    std::string text;
-    std::getline(file, text);
+    // Not a stream: one that fails in the middle would give a boot that never was.
+    constexpr const char* kPath = "/proc/sys/kernel/random/boot_id";
+    std::array<char, 36> text{}; // a UUID in letters
+    const int file = ::open(kPath, O_RDONLY | O_CLOEXEC);
+    const bool isRead = file >= 0 && moveAll(::pread, file, text.data(), text.size(), 0);
+    const int error = errno;
+    if (file >= 0)
+        ::close(file);
+    if (!isRead)
+        throw ChipFileError(P4_PD_STATUS_NO_SYS_RESOURCES,
+                            std::string("cannot read ") + kPath + ": " +
+                                std::generic_category().message(error));
     Digest digest;
     for (const char letter : text)
         digest.add(static_cast<unsigned char>(letter));

@@ -101,7 +101,7 @@ class ChipFile {
     Steps& steps_;
 };
 
-/// The boot of the computer, as a number.
+/// The boot of the computer, as a number. Throws ChipFileError if it cannot be told.
 [[nodiscard]] std::uint64_t systemBoot();
 
 } // namespace asic

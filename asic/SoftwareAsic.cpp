@@ -171,6 +171,27 @@ pipe_status velmor_asic_forward(int device_id, uint16_t pipe, uint32_t metadata,
     });
 }
 
+pipe_status velmor_asic_entry_read(int device_id, p4_pd_entry_hdl_t entry_hdl,
+                                   velmor_asic_entry_t* entry) {
+    return contained([&]() -> Status {
+        Runtime& all = runtime();
+        const Chip* const chip = caughtUp(all, device_id);
+        if (!chip || !entry)
+            return P4_PD_STATUS_INVALID_ARG;
+        const Entry* const found = chip->table().find(entry_hdl);
+        if (!found)
+            return P4_PD_STATUS_OBJ_NOT_FOUND;
+        const Target target = found->target;
+        *entry = {.value = found->key.value,
+                  .mask = found->key.mask,
+                  .priority = found->key.priority,
+                  .default_entry = chip->table().defaults().find(entry_hdl) != nullptr,
+                  .grp_hdl = target.isGroup ? target.handle : kNoHandle,
+                  .mbr_hdl = target.isGroup ? kNoHandle : target.handle};
+        return P4_PD_STATUS_SUCCESS;
+    });
+}
+
 const char* velmor_asic_outcome_name(uint32_t outcome) {
     switch (outcome) {
     case VELMOR_ASIC_FORWARDED:

@@ -172,6 +172,21 @@ typedef struct velmor_asic_result {
 pipe_status velmor_asic_forward(int device_id, uint16_t pipe, uint32_t metadata, uint32_t flow_hash,
                                 velmor_asic_result_t* result);
 
+/* A match entry or default entry. */
+typedef struct velmor_asic_entry {
+    uint32_t value, mask, priority; /* as they were written; 0 for the default entry */
+    bool default_entry;
+    p4_pd_grp_hdl_t grp_hdl; /* what it points at; the other one is 0 */
+    p4_pd_mbr_hdl_t mbr_hdl;
+} velmor_asic_entry_t;
+
+/*
+ * What lagGroup_get_entry tells, for tools: without a session, and without a place in the call log.
+ * P4_PD_STATUS_OBJ_NOT_FOUND if there is no such entry.
+ */
+pipe_status velmor_asic_entry_read(int device_id, p4_pd_entry_hdl_t entry_hdl,
+                                   velmor_asic_entry_t* entry);
+
 /* "forwarded", "miss", "dropped: no active member"; "unknown" for any other value. Never null. */
 const char* velmor_asic_outcome_name(uint32_t outcome);
 

@@ -3,6 +3,8 @@
 
 #include "asic/SoftwareAsic.h"
 
+#include <cstdint>
+
 namespace asic {
 
 class Steps {

@@ -3,7 +3,7 @@
 # Beyond -O2 the compiler's warnings about its own inlining are not reliable.
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 
-option(BFLAG_AGENT "Build the reference agent" ON)
+option(BFLAG_AGENT "Build the programs: the reference agent and velmor-asic" ON)
 option(BFLAG_TESTS "Build the tests" ON)
 option(BFLAG_BENCH "Build the benchmarks" OFF)
 set(BFLAG_SANITIZE "" CACHE STRING "Sanitizers to compile with, e.g. address,undefined or thread")

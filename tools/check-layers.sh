@@ -14,6 +14,7 @@ declare -A may=(
     [platform]="platform framework pd"
     [BfLagGroup]="BfLagGroup driver-status platform framework"
     [asic]="asic pd"
+    [asic-tool]="asic-tool asic pd"
     [agent]="agent BfLagGroup driver-status platform framework pd"
 )
 # The agent controls the software ASIC, where there is one, through its C header; from one place.

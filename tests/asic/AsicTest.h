@@ -6,6 +6,8 @@
 #include "pd/p4_pd_velmor_switch.h"
 
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <gtest/gtest.h>
 
 namespace asic_test {
@@ -22,12 +24,31 @@ inline p4_pd_dev_target_t pipe(std::uint16_t id) {
 
 class AsicTest : public testing::Test {
   protected:
-    void SetUp() override { velmor_asic_reset(); }
-    void TearDown() override { velmor_asic_reset(); }
+    void SetUp() override {
+        velmor_asic_reset();
+        if (chipFile()) {
+            ASSERT_NO_FATAL_FAILURE(replaceChip(defaultConfig()));
+        }
+    }
+    void TearDown() override {
+        velmor_asic_reset();
+        if (chipFile())
+            std::remove(chipFile());
+    }
+
+    /// What holds for chips in memory holds for chips in files: with a path in the environment the
+    /// tests run on one that lives there.
+    static const char* chipFile() { return std::getenv("ASIC_TEST_CHIP_FILE"); }
 
     static void replaceChip(const velmor_asic_chip_config_t& config) {
         ASSERT_EQ(0u, velmor_asic_chip_destroy(kDevice));
-        ASSERT_EQ(0u, velmor_asic_chip_create(kDevice, &config));
+        if (!chipFile()) {
+            ASSERT_EQ(0u, velmor_asic_chip_create(kDevice, &config));
+            return;
+        }
+        std::remove(chipFile());
+        ASSERT_EQ(0u, velmor_asic_chip_attach(kDevice, chipFile(), &config))
+            << velmor_asic_attach_error();
     }
     static velmor_asic_chip_config_t defaultConfig() {
         velmor_asic_chip_config_t config{};

@@ -1,6 +1,7 @@
 // Calls that run out of memory: status 2, and nothing has changed.
 
 #include "tests/asic/AsicTest.h"
+#include "tests/asic/ChipFiles.h"
 #include "tests/asic/Snapshot.h"
 
 #include <cstdlib>
@@ -139,6 +140,84 @@ TEST_F(MemoryTest, DeletingRepointingAndChangingStateNeedNoMemory) {
     EXPECT_EQ(0u, delMember(first));
     EXPECT_EQ(0, allocationsToGo); // not one was tried
     allocationsToGo = -1;
+}
+
+/// What the chip's file says is what the process says, after every allocation that failed.
+class AttachedMemoryTest : public MemoryTest {
+  protected:
+    void SetUp() override {
+        MemoryTest::SetUp();
+        attach();
+    }
+    void attach() {
+        ASSERT_EQ(0u, velmor_asic_chip_attach(kDevice, directory_.file().c_str(), nullptr));
+    }
+    void expectTheSameInTheFile() {
+        const std::string before = snapshot();
+        velmor_asic_reset();
+        attach();
+        EXPECT_EQ(before, snapshot());
+    }
+
+    Directory directory_;
+};
+
+TEST_F(AttachedMemoryTest, ChipAndFileAgreeAfterCallsThatFindNoMemory) {
+    std::uint32_t handle = 0;
+    EXPECT_LT(0, failEachAllocation([&] { return tryMember(&handle); }));
+    expectTheSameInTheFile();
+    std::uint32_t both = 0;
+    EXPECT_LT(0, failEachAllocation([&] { return tryGroup(&both, 4); }));
+    expectTheSameInTheFile();
+    EXPECT_LT(0, failEachAllocation([&] { return join(both, handle); }));
+    expectTheSameInTheFile();
+    EXPECT_LT(0, failEachAllocation([&] { return tryEntryWithGroup(&handle, {1}, both); }));
+    expectTheSameInTheFile();
+    EXPECT_EQ(3u, handle);
+}
+
+TEST_F(AttachedMemoryTest, CatchingUpGoesOnWhereMemoryRanOut) {
+    ASSERT_EQ(0, runProcess([&] {
+                  attach();
+                  entry({1}, member(7));
+                  return HasFailure() ? 1 : 0;
+              }));
+    velmor_asic_result_t result{};
+    int failures = 0;
+    for (;; ++failures) {
+        allocationsToGo = failures;
+        const pipe_status status = velmor_asic_forward(kDevice, 0, 1, 0, &result);
+        allocationsToGo = -1;
+        if (status == 0)
+            break;
+        ASSERT_EQ(P4_PD_STATUS_NO_SYS_RESOURCES, status);
+    }
+    EXPECT_LT(1, failures);
+    EXPECT_EQ(7, result.port);
+    expectTheSameInTheFile();
+}
+
+TEST_F(AttachedMemoryTest, AnAttachThatFindsNoMemoryLeavesTheDeviceAsItWas) {
+    member(1);
+    const std::string inFile = snapshot();
+    velmor_asic_reset();
+    member(2);
+    const std::string before = snapshot();
+    const std::string path = directory_.file();
+    int failures = 0;
+    for (;; ++failures) {
+        allocationsToGo = failures;
+        const pipe_status status = velmor_asic_chip_attach(kDevice, path.c_str(), nullptr);
+        const bool hasFailed = allocationsToGo < 0;
+        allocationsToGo = -1;
+        if (status == 0 && !hasFailed)
+            break;
+        ASSERT_EQ(P4_PD_STATUS_NO_SYS_RESOURCES, status);
+        ASSERT_STREQ("out of memory", velmor_asic_attach_error());
+        ASSERT_EQ(before, snapshot());
+    }
+    EXPECT_LT(2, failures);
+    EXPECT_EQ(inFile, snapshot());
 }
 
 TEST_F(MemoryTest, TheControlsReportTheWantOfMemory) {

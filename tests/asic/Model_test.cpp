@@ -2,6 +2,8 @@
 // at each. Status, outputs, and what the data path does with packets must agree after every call.
 
 #include "tests/asic/AsicTest.h"
+#include "tests/asic/ChipFiles.h"
+#include "tests/asic/Snapshot.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -85,12 +87,19 @@ class ModelTest : public AsicTest {
   protected:
     void SetUp() override {
         AsicTest::SetUp();
+        makeChip(smallConfig());
+    }
+    virtual void makeChip(const velmor_asic_chip_config_t& config) { replaceChip(config); }
+    /// What is done now and then beside the calls.
+    virtual void pause() {}
+
+    static velmor_asic_chip_config_t smallConfig() {
         velmor_asic_chip_config_t config = defaultConfig();
         config.entry_capacity = kEntryCapacity;
         config.member_capacity = kMemberCapacity;
         config.group_capacity = kGroupCapacity;
         config.group_size_limit = kGroupSizeLimit;
-        replaceChip(config);
+        return config;
     }
 
     std::uint32_t below(std::uint32_t bound) {
@@ -345,25 +354,52 @@ class ModelTest : public AsicTest {
         }
     }
 
+    void runRandomCalls() {
+        const char* const given = std::getenv("ASIC_MODEL_SEED");
+        const auto seed = given ? static_cast<std::uint32_t>(std::strtoul(given, nullptr, 10))
+                                : static_cast<std::uint32_t>(std::random_device{}());
+        random_.seed(seed);
+        RecordProperty("seed", std::to_string(seed));
+        std::cout << "seed " << seed << " (repeat with ASIC_MODEL_SEED=" << seed << ")\n";
+        for (int i = 0; i < 50'000; ++i) {
+            ASSERT_NO_FATAL_FAILURE(step()) << "step " << i << ", seed " << seed;
+            ASSERT_NO_FATAL_FAILURE(expectSameFate(below(20))) << "step " << i << ", seed " << seed;
+            const p4_pd_velmor_switch_usage_t counters = usage();
+            ASSERT_EQ(model_.entries.size(), counters.entries) << "seed " << seed;
+            ASSERT_EQ(model_.members.size(), counters.members) << "seed " << seed;
+            ASSERT_EQ(model_.groups.size(), counters.groups) << "seed " << seed;
+            if (below(200) == 0) {
+                ASSERT_NO_FATAL_FAILURE(pause()) << "step " << i << ", seed " << seed;
+            }
+        }
+    }
+
     std::mt19937 random_;
     Model model_;
 };
 
-TEST_F(ModelTest, RandomCallsBehaveLikeThePlainModel) {
-    const char* const given = std::getenv("ASIC_MODEL_SEED");
-    const auto seed = given ? static_cast<std::uint32_t>(std::strtoul(given, nullptr, 10))
-                            : static_cast<std::uint32_t>(std::random_device{}());
-    random_.seed(seed);
-    RecordProperty("seed", std::to_string(seed));
-    std::cout << "seed " << seed << " (repeat with ASIC_MODEL_SEED=" << seed << ")\n";
-    for (int i = 0; i < 50'000; ++i) {
-        ASSERT_NO_FATAL_FAILURE(step()) << "step " << i << ", seed " << seed;
-        ASSERT_NO_FATAL_FAILURE(expectSameFate(below(20))) << "step " << i << ", seed " << seed;
-        const p4_pd_velmor_switch_usage_t counters = usage();
-        ASSERT_EQ(model_.entries.size(), counters.entries) << "seed " << seed;
-        ASSERT_EQ(model_.members.size(), counters.members) << "seed " << seed;
-        ASSERT_EQ(model_.groups.size(), counters.groups) << "seed " << seed;
+/// The same on a chip in a file, which is left and found again now and then.
+class AttachedModelTest : public ModelTest {
+  protected:
+    void makeChip(const velmor_asic_chip_config_t& config) override {
+        ASSERT_EQ(0u, velmor_asic_chip_attach(kDevice, directory_.file().c_str(), &config));
     }
+    void pause() override {
+        const std::string before = snapshot();
+        velmor_asic_reset();
+        ASSERT_NO_FATAL_FAILURE(makeChip(smallConfig()));
+        ASSERT_EQ(before, snapshot());
+    }
+
+    Directory directory_;
+};
+
+TEST_F(ModelTest, RandomCallsBehaveLikeThePlainModel) {
+    runRandomCalls();
+}
+
+TEST_F(AttachedModelTest, RandomCallsBehaveLikeThePlainModelInAFile) {
+    runRandomCalls();
 }
 
 } // namespace

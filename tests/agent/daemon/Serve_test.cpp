@@ -105,11 +105,11 @@ TEST_F(Serve, StartThatFailsIsStatusTwoAndALineOfTheLog) {
     const std::string directory = " --state-dir " + daemon.directory();
     for (const auto& [arguments, message] : std::vector<std::pair<std::string, std::string>>{
              {"--pd /nonexistent.so" + directory, "cannot open the PD library: /nonexistent.so"},
-             {"--device 7" + directory, "failed: Invalid arguments (status 3)"},
+             {"--chip /nonexistent/chip" + directory, "no chip: "},
              {"--trace nonsense" + directory, "event=failed"},
              {"--state-dir /nonexistent/state",
-              "cannot use the state directory /nonexistent/state: No such file or directory"},
-             {"--state-dir /dev/null", "the state directory /dev/null is no directory"},
+              "/nonexistent/state: cannot create the directory: No such file or directory"},
+             {"--state-dir /dev/null", "/dev/null: refused: it is a link or no directory"},
              {"--control /nonexistent/control" + directory, "/nonexistent/control.lock: No such"},
              {"--nonsense", "--nonsense"},
              {"--log-level loud", "--log-level"},

@@ -1,0 +1,189 @@
+#include "asic-tool/ShowChip.h"
+
+#include <array>
+#include <cstdio>
+#include <sstream>
+
+#include "asic/SoftwareAsic.h"
+
+namespace asic_tool {
+
+namespace {
+
+constexpr p4_pd_sess_hdl_t kSession = 0;
+
+using First = pipe_status (*)(p4_pd_sess_hdl_t, p4_pd_dev_target_t, std::uint32_t*);
+using Next = pipe_status (*)(p4_pd_sess_hdl_t, p4_pd_dev_target_t, std::uint32_t, std::uint32_t*);
+
+/// The descriptions of what a walk visits; one that is gone when it is to be described is left out.
+template <class Describe>
+Json walk(First first, Next next, p4_pd_dev_target_t scope, Describe describe) {
+    Json all = Json::array();
+    std::uint32_t handle = 0;
+    for (pipe_status status = first(kSession, scope, &handle); status == P4_PD_STATUS_SUCCESS;
+         status = next(kSession, scope, handle, &handle))
+        if (Json one = describe(scope.device_id, handle); !one.is_null())
+            all.push_back(std::move(one));
+    return all;
+}
+
+Json describeMember(int device, std::uint32_t handle) {
+    constexpr std::array kActions{"fixL2SubintfAlignment", "invalidateUcastEgressPort",
+                                  "setLagPort", "setPhysicalPort", "setTunnelInfo"};
+    std::uint32_t action = 0;
+    p4_pd_velmor_switch_setLagPort_action_spec_t spec{};
+    if (p4_pd_velmor_switch_lagPortActionProfile_get_member(kSession, device, handle, &action,
+                                                            &spec) != P4_PD_STATUS_SUCCESS)
+        return nullptr;
+    Json member{{"handle", handle}, {"action", kActions.at(action)}};
+    if (action == P4_PD_ACTION_setLagPort)
+        member["port"] = spec.action_egrL2AintfPort;
+    return member;
+}
+
+Json describeGroup(int device, std::uint32_t group) {
+    std::uint16_t size = 0;
+    std::uint32_t count = 0;
+    if (p4_pd_velmor_switch_lagPortActionProfile_get_group(kSession, device, group, &size,
+                                                           &count) != P4_PD_STATUS_SUCCESS)
+        return nullptr;
+    Json active = Json::array();
+    Json inactive = Json::array();
+    std::uint32_t member = 0;
+    for (pipe_status status = p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member(
+             kSession, device, group, &member);
+         status == P4_PD_STATUS_SUCCESS;
+         status = p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member(
+             kSession, device, group, member, &member)) {
+        std::uint32_t state = P4_PD_MEMBER_ACTIVE;
+        if (p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get(
+                kSession, device, group, member, &state) == P4_PD_STATUS_SUCCESS)
+            (state == P4_PD_MEMBER_ACTIVE ? active : inactive).push_back(member);
+    }
+    return {{"handle", group}, {"size", size}, {"active", active}, {"inactive", inactive}};
+}
+
+Json describeEntry(int device, std::uint32_t handle) {
+    velmor_asic_entry_t entry{};
+    if (velmor_asic_entry_read(device, handle, &entry) != P4_PD_STATUS_SUCCESS)
+        return nullptr;
+    Json json{{"handle", handle},
+              {"default", entry.default_entry},
+              {"value", entry.value},
+              {"mask", entry.mask},
+              {"priority", entry.priority}};
+    const bool isGroup = entry.grp_hdl != 0;
+    json[isGroup ? "group" : "member"] = isGroup ? entry.grp_hdl : entry.mbr_hdl;
+    return json;
+}
+
+Json describeUsage(const p4_pd_velmor_switch_usage_t& usage) {
+    const auto of = [](std::uint32_t used, std::uint32_t capacity) {
+        return Json{{"used", used}, {"capacity", capacity}};
+    };
+    return {{"entries", of(usage.entries, usage.entry_capacity)},
+            {"members", of(usage.members, usage.member_capacity)},
+            {"groups", of(usage.groups, usage.group_capacity)}};
+}
+
+Json describeScope(const Json& name, p4_pd_dev_target_t scope,
+                   const p4_pd_velmor_switch_usage_t& usage) {
+    Json entries = walk(p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
+                        p4_pd_velmor_switch_lagGroup_get_next_entry_handle, scope, describeEntry);
+    std::uint32_t byDefault = 0;
+    if (p4_pd_velmor_switch_lagGroup_get_default_entry_handle(kSession, scope, &byDefault) ==
+        P4_PD_STATUS_SUCCESS) {
+        if (Json entry = describeEntry(scope.device_id, byDefault); !entry.is_null())
+            entries.push_back(std::move(entry));
+    }
+    return {{"pipe", name},
+            {"usage", describeUsage(usage)},
+            {"members", walk(p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
+                             p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle, scope,
+                             describeMember)},
+            {"groups", walk(p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
+                            p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle, scope,
+                            describeGroup)},
+            {"entries", std::move(entries)}};
+}
+
+std::string hex(const Json& number) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "0x%x", number.get<unsigned>());
+    return text.data();
+}
+
+void writeHandles(std::ostream& out, const char* name, const Json& handles) {
+    out << "  " << name;
+    for (const Json& handle : handles)
+        out << ' ' << handle;
+    if (handles.empty())
+        out << " none";
+}
+
+void writeScope(std::ostream& out, const Json& scope) {
+    const Json& pipe = scope["pipe"];
+    out << "pipe " << (pipe.is_string() ? pipe.get<std::string>() : pipe.dump()) << ':';
+    for (const auto& [name, usage] : scope["usage"].items())
+        out << "  " << name << ' ' << usage["used"] << " of " << usage["capacity"];
+    out << '\n';
+    for (const Json& member : scope["members"]) {
+        out << "  member " << member["handle"] << "  " << member["action"].get<std::string>();
+        if (member.contains("port"))
+            out << ' ' << member["port"];
+        out << '\n';
+    }
+    for (const Json& group : scope["groups"]) {
+        out << "  group " << group["handle"] << "  size " << group["size"];
+        writeHandles(out, "active", group["active"]);
+        writeHandles(out, "inactive", group["inactive"]);
+        out << '\n';
+    }
+    for (const Json& entry : scope["entries"]) {
+        out << "  entry " << entry["handle"] << "  ";
+        if (entry["default"]) {
+            out << "default";
+        } else {
+            out << "value " << hex(entry["value"]) << " mask " << hex(entry["mask"]) << " priority "
+                << entry["priority"];
+        }
+        const char* const target = entry.contains("group") ? "group" : "member";
+        out << "  to " << target << ' ' << entry[target] << '\n';
+    }
+}
+
+bool isEmpty(const Json& scope) {
+    return scope["members"].empty() && scope["groups"].empty() && scope["entries"].empty();
+}
+
+} // namespace
+
+Json describeChip(int device) {
+    std::uint64_t generation = 0;
+    static_cast<void>(velmor_asic_chip_boot(device, &generation));
+    Json scopes = Json::array();
+    p4_pd_velmor_switch_usage_t usage{};
+    const auto add = [&](const Json& name, std::uint16_t pipe) {
+        const p4_pd_dev_target_t scope{device, pipe};
+        if (p4_pd_velmor_switch_get_usage(kSession, scope, &usage) != P4_PD_STATUS_SUCCESS)
+            return false;
+        scopes.push_back(describeScope(name, scope, usage));
+        return true;
+    };
+    std::uint16_t pipe = 0;
+    while (add(pipe, pipe))
+        ++pipe;
+    add("all", P4_PD_ALL_PIPES);
+    return {{"boot", generation}, {"scopes", std::move(scopes)}};
+}
+
+std::string chipText(const Json& chip) {
+    std::ostringstream out;
+    out << "boot " << chip["boot"] << '\n';
+    for (const Json& scope : chip["scopes"])
+        if (scope["pipe"].is_string() || !isEmpty(scope))
+            writeScope(out, scope);
+    return out.str();
+}
+
+} // namespace asic_tool
