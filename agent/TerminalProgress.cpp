@@ -16,7 +16,10 @@ constexpr const char* kEraseLine = "\r\x1b[K";
 } // namespace
 
 std::string described(std::string_view phase, std::size_t done, std::size_t total) {
-    std::string text = printable(phase) + ": ";
+    if (done == 0 && total == 0) {
+        return printable(phase);
+    }
+    const std::string text = printable(phase) + ": ";
     if (total == 0) {
         return text + std::to_string(done);
     }

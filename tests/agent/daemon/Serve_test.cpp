@@ -32,8 +32,8 @@ class Serve : public testing::Test {
 
 TEST_F(Serve, TellsTheManagerHowItStartsThatItIsReadyAndThatItStops) {
     daemon.startProgram();
-    EXPECT_THAT(daemon.said, ElementsAre("STATUS=Starting: taking the control socket: 0",
-                                         "STATUS=Starting: loading the driver: 0",
+    EXPECT_THAT(daemon.said, ElementsAre("STATUS=Starting: taking the state directory",
+                                         "STATUS=Starting: loading the driver",
                                          "READY=1\nSTATUS=Taking commands"));
     EXPECT_EQ(0, daemon.stop());
     EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
@@ -74,12 +74,24 @@ TEST_F(Serve, ScriptStateIsEachClientsOwn) {
 
 TEST_F(Serve, SecondDaemonOnTheSameSocketIsRefused) {
     daemon.startProgram();
-    const auto second = runProgram("serve --state-dir " + daemon.directory());
+    const auto second = runProgram("serve --state-dir " + (daemon.folder / "other") +
+                                   " --control " + daemon.control());
     EXPECT_EQ(2, second.status);
     EXPECT_THAT(second.err, HasSubstr("level=error event=failed kind=start message=\"cannot take "
                                       "commands at " +
                                       daemon.control() + ": process " +
                                       std::to_string(daemon.pid()) + " takes commands there\"\n"));
+    EXPECT_THAT(client().textOf("show members"), StartsWith("members:"));
+}
+
+TEST_F(Serve, SecondDaemonOnTheSameStateDirectoryIsRefused) {
+    daemon.startProgram();
+    const auto second = runProgram("serve --state-dir " + daemon.directory() + " --control " +
+                                   (daemon.folder / "elsewhere"));
+    EXPECT_EQ(2, second.status);
+    EXPECT_THAT(second.err, HasSubstr("level=error event=failed kind=storage message=\"" +
+                                      daemon.directory() + ": in use by another agent, process " +
+                                      std::to_string(daemon.pid()) + "\"\n"));
     EXPECT_THAT(client().textOf("show members"), StartsWith("members:"));
 }
 
@@ -179,7 +191,8 @@ TEST_F(Serve, LogCanBeJson) {
     for (std::string line; std::getline(lines, line);) {
         events.push_back(nlohmann::json::parse(line).at("event"));
     }
-    EXPECT_THAT(events, ElementsAre("start", "start", "ready", "command-failed", "stop"));
+    EXPECT_THAT(events,
+                ElementsAre("start", "start", "reconciled", "ready", "command-failed", "stop"));
 }
 
 } // namespace
