@@ -8,17 +8,24 @@
 set -euo pipefail
 examples=$(cd "$(dirname "$0")" && pwd)
 bin=$(cd "${1:-$examples/../build/release/bin}" && pwd)
-work=$(mktemp -d)
+# As a daemon's runtime directory, in memory.
+work=$(mktemp -d -p "$([[ -w /dev/shm ]] && echo /dev/shm || echo "${TMPDIR:-/tmp}")")
 state=$work/state
 daemon=
 watcher=
 
 finish() {
-    [[ -z $daemon ]] || kill -9 "$daemon" 2> /dev/null || true
+    [[ -z $daemon ]] || kill_daemon
     [[ -z $watcher ]] || kill "$watcher" 2> /dev/null || true
     rm -rf "$work"
 }
 trap finish EXIT
+
+kill_daemon() {
+    kill -9 "$daemon" 2> /dev/null || true
+    wait "$daemon" 2> /dev/null || true
+    daemon=
+}
 
 fail() {
     echo "restart.sh: $*" >&2
@@ -63,8 +70,7 @@ kill_in_burst() {
     local client=$!
     sleep "0.$((RANDOM % 30 + 10))"
     kill -0 "$client" 2> /dev/null || fail "the burst was over before the kill"
-    kill -9 "$daemon"
-    wait "$daemon" 2> /dev/null || true
+    kill_daemon
     wait "$client" 2> /dev/null || true
 }
 
