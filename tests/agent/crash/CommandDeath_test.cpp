@@ -1,0 +1,35 @@
+#include <gtest/gtest.h>
+
+#include "tests/agent/crash/Checks.h"
+#include "tests/agent/crash/CrashTest.h"
+
+/// What the death of an agent at any moment of its commands leaves to the next one.
+namespace LagAgent::Crash {
+namespace {
+
+using Way = Death::Way;
+
+using CommandDeath = CrashTest;
+
+TEST_F(CommandDeath, ScenarioEndsWhereItBeganAndGoesThroughManyModels) {
+    EXPECT_EQ(models().front(), models().back());
+    EXPECT_GE(std::set<Json>(models().begin(), models().end()).size(), 25u);
+}
+
+TEST_F(CommandDeath, AtAnyStepOfTheAsicLosesNothing) {
+    EXPECT_GE(fallDuringScenario(Way::asicStep), 100 / kStride);
+    EXPECT_GT(lookups(), 10'000u);
+}
+
+TEST_F(CommandDeath, AtAnyStoreToTheTablesLosesNothing) {
+    EXPECT_GE(fallDuringScenario(Way::tableStore), 100 / kStride);
+    EXPECT_GT(lookups(), 10'000u);
+}
+
+TEST_F(CommandDeath, AtAnySystemCallLosesNothing) {
+    EXPECT_GE(fallDuringScenario(Way::systemCall), 500 / kStride);
+    EXPECT_GT(lookups(), 10'000u);
+}
+
+} // namespace
+} // namespace LagAgent::Crash
