@@ -74,7 +74,6 @@ std::uint64_t CrashTest::fallDuringScenario(Death::Way way, std::uint64_t stride
         }
         ++deaths;
     }
-    return deaths;
 }
 
 bool CrashTest::isDeathOfStart(const StatePlace& place, const Death& death) {
@@ -100,7 +99,6 @@ std::uint64_t CrashTest::fallDuringStart(const Ruin& ruin, Death::Way way, std::
         }
         ++deaths;
     }
-    return deaths;
 }
 
 } // namespace LagAgent::Crash
