@@ -1,5 +1,6 @@
 #include "agent/Agent.h"
 
+#include "agent/Errors.h"
 #include "agent/restart/Restart.h"
 #include "platform/MbbGlimtKey/InProcessKeyManager.h"
 
@@ -9,22 +10,25 @@ namespace {
 
 const auto kProgramStart = Phases::Clock::now();
 
-std::shared_ptr<const Pello::StateDirectory> openDirectory(const StateOptions* options) {
-    return options ? std::make_shared<const Pello::StateDirectory>(options->directory) : nullptr;
-}
-
 } // namespace
 
 Agent::Agent(const Target& target, const StateOptions* options, StateDatabase* desired,
              Progress* progress)
-    : directory_(openDirectory(options)), library(target.pdPath), asic(library),
-      chip(library, target), state(options ? openState(*options, target) : nullptr),
-      driver(startDriver(target)), configuration(driver, state ? &state->database() : desired),
-      flows(asic) {
+    : library(target.pdPath), asic(library), chip(library, target),
+      state(options ? openState(*options, target) : nullptr), driver(startDriver(target)),
+      configuration(driver, state ? &state->database() : desired), flows(asic) {
     if (state) {
         restart(driver, configuration, chip, *state, progress, start);
         start.total = Phases::Clock::now() - kProgramStart;
     }
+}
+
+PersistentState& Agent::requiredState() const {
+    if (!state) {
+        throw CommandError(ErrorKind::unsupported,
+                           "this agent keeps no state over restarts: run it with 'serve'");
+    }
+    return *state;
 }
 
 std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
@@ -32,12 +36,13 @@ std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
     start.phases.begin("chip");
     std::uint64_t boot = options.chipBoot;
     if (asic.isPresent() || !options.chipFile.empty()) {
-        asic.attach(target.device, options.chipFile.empty() ? directory_->pathOf("chip").charPtr()
-                                                            : options.chipFile);
+        asic.attach(target.device, options.chipFile.empty()
+                                       ? options.directory->pathOf("chip").charPtr()
+                                       : options.chipFile);
         boot = asic.bootGeneration(target.device);
     }
     start.phases.begin("tables");
-    auto opened = std::make_unique<PersistentState>(directory_, options, boot, chip, target);
+    auto opened = std::make_unique<PersistentState>(options, boot, chip, target);
     start.coldTables = opened->coldTables();
     return opened;
 }

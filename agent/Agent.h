@@ -20,6 +20,8 @@ struct ScriptState {
     /// The PD calls of the latest command that was no 'expect': their numbers in the ASIC's log.
     std::uint64_t callsBegin = 0;
     std::uint64_t callsEnd = 0;
+    /// Set by 'quit'.
+    bool isOver = false;
 };
 
 /// Everything that a command works on.
@@ -37,10 +39,6 @@ class Agent {
     Agent(const Target& target, const StateOptions& options, Progress* progress)
         : Agent(target, &options, nullptr, progress) {}
 
-  private:
-    std::shared_ptr<const Pello::StateDirectory> directory_;
-
-  public:
     PdLibrary library;
     AsicControl asic;
     ChipTables chip;
@@ -48,12 +46,13 @@ class Agent {
     StartReport start{};
     /// Null for an agent that keeps nothing.
     std::unique_ptr<PersistentState> state;
+    /// The same; throws `CommandError` (unsupported) where it is null.
+    PersistentState& requiredState() const;
     Driver driver;
     Configuration configuration;
     Flows flows;
+    /// Of the script whose line is being carried out.
     ScriptState script{};
-    /// Set by 'quit'.
-    bool isOver = false;
 
   private:
     Agent(const Target& target, const StateOptions* options, StateDatabase* desired,

@@ -114,16 +114,8 @@ void faultClear(Agent& agent, const Arguments&, Reply&) {
 /// Records, chip and desired state as they are now.
 struct Now {
     explicit Now(Agent& agent)
-        : records(readRecords(required(agent).keys())), chip(agent.chip.read()),
-          desired(required(agent).database().read()) {}
-
-    static PersistentState& required(Agent& agent) {
-        if (!agent.state) {
-            throw CommandError(ErrorKind::unsupported,
-                               "this agent keeps no state over restarts: run it with 'serve'");
-        }
-        return *agent.state;
-    }
+        : records(readRecords(agent.requiredState().keys())), chip(agent.chip.read()),
+          desired(agent.requiredState().database().read()) {}
 
     Records records;
     ChipState chip;
@@ -163,7 +155,7 @@ void helpOn(Agent&, const Arguments& a, Reply& reply) {
 }
 
 void quit(Agent& agent, const Arguments&, Reply&) {
-    agent.isOver = true;
+    agent.script.isOver = true;
 }
 
 constexpr Command kCommands[]{
@@ -212,7 +204,7 @@ constexpr Command kCommands[]{
      "All flows that were (from) or are (to) on the port moved, at least one, and no other"},
     {"help", help, "List the commands"},
     {"help <text>", helpOn, "List the commands that begin so"},
-    {"quit", quit, "End the agent"},
+    {"quit", quit, "End this script or prompt"},
 };
 
 } // namespace

@@ -1,12 +1,18 @@
 #include "agent/Errors.h"
 
+#include <algorithm>
 #include <array>
 
 #include "driver-status/BfTableException.h"
+#include "platform/Pello/StateException.h"
 
 namespace LagAgent {
 
 namespace {
+
+/// In the order of `ErrorKind`.
+constexpr std::array kKindNames{"usage",       "refused", "table",   "model",      "expectation",
+                                "unsupported", "start",   "storage", "connection", "internal"};
 
 Error tableError(const char* exceptionClass, const char* what, std::uint32_t status) {
     const std::string message = what;
@@ -17,9 +23,16 @@ Error tableError(const char* exceptionClass, const char* what, std::uint32_t sta
 } // namespace
 
 const char* kindName(ErrorKind kind) {
-    constexpr std::array kNames{"usage",       "refused", "table",   "model",   "expectation",
-                                "unsupported", "start",   "storage", "internal"};
-    return kNames.at(static_cast<std::size_t>(kind));
+    return kKindNames.at(static_cast<std::size_t>(kind));
+}
+
+std::optional<ErrorKind> kindOfName(std::string_view name) {
+    const auto found = std::ranges::find(kKindNames, name,
+                                         [](const char* kind) { return std::string_view(kind); });
+    if (found == kKindNames.end()) {
+        return std::nullopt;
+    }
+    return static_cast<ErrorKind>(found - kKindNames.begin());
 }
 
 std::string Error::text() const {
@@ -51,6 +64,8 @@ Error currentError() {
     } catch (const BfTable::BfNotSupported& e) {
         // Neither a BfTableException nor a std::exception to a handler.
         return tableError("BfTable::BfNotSupported", e.what(), e.status);
+    } catch (const Pello::StateException& e) {
+        return {ErrorKind::storage, e.what()};
     } catch (const Kel::Exception& e) {
         return {ErrorKind::model, e.what()};
     } catch (const std::exception& e) {

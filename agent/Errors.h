@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace LagAgent {
 
@@ -17,11 +18,14 @@ enum class ErrorKind {
     unsupported, ///< the PD library has no such controls
     start,       ///< the driver could not be started
     storage,     ///< the desired state could not be read or kept
+    connection,  ///< the daemon cannot be reached, or what came over the socket makes no sense
     internal,    ///< anything else
 };
 
 /// The kind's name as tools see it.
 const char* kindName(ErrorKind kind);
+/// The kind of that name, if there is one.
+std::optional<ErrorKind> kindOfName(std::string_view name);
 
 /// A failed command, as it is shown.
 struct Error {

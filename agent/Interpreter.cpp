@@ -24,9 +24,25 @@ class Transaction {
     Configuration& configuration_;
 };
 
+/// While it lives, the script whose line is carried out is the agent's.
+class Turn {
+  public:
+    Turn(Agent& agent, ScriptState& script) : agent_(agent), script_(script) { change(); }
+    ~Turn() { change(); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+  private:
+    void change() noexcept { std::swap(agent_.script, script_); }
+
+    Agent& agent_;
+    ScriptState& script_;
+};
+
 } // namespace
 
 Outcome Interpreter::run(std::string_view line) {
+    const Turn turn(agent_, script_);
     Outcome outcome;
     const auto words = wordsOf(line);
     if (words.empty()) {
@@ -73,7 +89,7 @@ void Interpreter::judge(const std::string& expected, Outcome& outcome) const {
 }
 
 std::optional<Error> Interpreter::atEnd() {
-    const auto expected = std::exchange(agent_.script.expectedError, std::nullopt);
+    const auto expected = std::exchange(script_.expectedError, std::nullopt);
     if (!expected) {
         return std::nullopt;
     }

@@ -1,43 +1,27 @@
 #pragma once
 
-#include <optional>
-#include <string_view>
-
 #include "agent/Agent.h"
-#include "agent/Errors.h"
-#include "agent/Reply.h"
+#include "agent/CommandRunner.h"
 
 namespace LagAgent {
 
-/// What came of one command line.
-struct Outcome {
-    /// The line's words, with single blanks and without a comment; empty for an empty line.
-    std::string command{};
-    Reply reply{};
-    std::optional<Error> error{};
-    /// The failure that the script had announced with 'expect error'.
-    std::optional<Error> expectedError{};
-    /// The PD calls that the command made, where the PD library records them.
-    std::vector<PdCallRecord> calls{};
-};
-
-/// Carries out command lines. No line ends the process, and no exception leaves.
-class Interpreter {
+/// Carries out the command lines of one script on the agent of this process. There may be several
+/// over one agent, which take turns line by line: what a script expects, and that it quit, are its
+/// own.
+class Interpreter final : public CommandRunner {
   public:
     explicit Interpreter(Agent& agent) : agent_(agent) {}
 
-    Outcome run(std::string_view line);
-
-    /// At the end of a script: the error that it announced and that did not come, if any.
-    std::optional<Error> atEnd();
-
-    bool isOver() const noexcept { return agent_.isOver; }
+    Outcome run(std::string_view line) override;
+    std::optional<Error> atEnd() override;
+    bool isOver() const noexcept override { return script_.isOver; }
 
   private:
     void perform(const std::vector<std::string>& words, Outcome& outcome);
     void judge(const std::string& expected, Outcome& outcome) const;
 
     Agent& agent_;
+    ScriptState script_{};
 };
 
 } // namespace LagAgent

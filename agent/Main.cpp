@@ -1,34 +1,15 @@
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 
+#include "agent/Interpreter.h"
 #include "agent/Options.h"
-#include "agent/Session.h"
+#include "agent/TerminalProgress.h"
+#include "agent/daemon/Serve.h"
 
 using namespace LagAgent;
 
 namespace {
-
-void openBatch(std::ifstream& file, const std::string& name) {
-    file.open(name);
-    if (!file || std::filesystem::is_directory(name)) {
-        throw CommandError(ErrorKind::start, "cannot open " + name);
-    }
-}
-
-bool runCommands(const Options& options, Session& session) {
-    if (!options.batch.empty() && options.batch != "-") {
-        std::ifstream file;
-        openBatch(file, options.batch);
-        return session.runBatch(file, options.batch, options.isForced);
-    }
-    if (options.batch.empty() && isatty(STDIN_FILENO)) {
-        return session.runPrompt();
-    }
-    return session.runBatch(std::cin, "stdin", options.isForced);
-}
 
 int run(const Options& options) {
     Presenter presenter(options.presenter, std::cout, std::cerr);
@@ -38,8 +19,9 @@ int run(const Options& options) {
         }
         Agent agent(options.target);
         Interpreter interpreter(agent);
-        Session session(interpreter, presenter);
-        return runCommands(options, session) ? kExitGood : kExitCommandFailed;
+        TerminalProgress progress(STDERR_FILENO);
+        Session session(interpreter, presenter, progress);
+        return session.run(options.input) ? kExitGood : kExitCommandFailed;
     } catch (...) {
         presenter.show(currentError(), {"lag-agent", 0});
         return kExitNotStarted;
@@ -50,6 +32,10 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
     int exitCode = kExitGood;
+    if (isServe(argc, argv)) {
+        const auto options = readServeOptions(argc, argv, &exitCode);
+        return options ? serve(*options) : exitCode;
+    }
     const auto options = readOptions(argc, argv, &exitCode);
     return options ? run(*options) : exitCode;
 }

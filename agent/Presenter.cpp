@@ -1,34 +1,11 @@
 #include "agent/Presenter.h"
 
+#include "agent/OutcomeJson.h"
 #include "agent/Text.h"
 
 namespace LagAgent {
 
 namespace {
-
-Json toJson(const Error& error) {
-    Json json{{"kind", kindName(error.kind)}, {"message", error.message}};
-    if (error.status) {
-        json["class"] = error.exceptionClass;
-        json["function"] = error.function;
-        json["status"] = *error.status;
-    }
-    return json;
-}
-
-Json toJson(const std::vector<PdCallRecord>& calls) {
-    Json json = Json::array();
-    for (const auto& call : calls) {
-        json.push_back(
-            {{"operation", call.operation}, {"status", call.status}, {"call", call.text}});
-    }
-    return json;
-}
-
-/// A document on one line; bytes that are not UTF-8 are replaced.
-std::string line(const Json& document) {
-    return document.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
 
 std::string prefix(const Place& place) {
     return place.name.empty() ? "error: "
@@ -51,10 +28,17 @@ void Presenter::show(const Outcome& outcome, const Place& place) {
 
 void Presenter::show(const Error& error, const Place& place) {
     if (options_.json) {
-        out_ << line({{"ok", false}, {"error", toJson(error)}}) << std::flush;
+        out_ << toLine({{"ok", false}, {"error", toJson(error)}}) << std::flush;
     } else {
         err_ << prefix(place) << error.text() << std::endl;
     }
+}
+
+bool Presenter::isSilentAbout(const Outcome& outcome) const {
+    const bool saysNothing =
+        options_.quiet || (outcome.reply.text().empty() && !outcome.expectedError);
+    return outcome.command.empty() ||
+           (!options_.json && !options_.calls && !outcome.error && saysNothing);
 }
 
 void Presenter::showJson(const Outcome& outcome, const Place& place) {
@@ -76,7 +60,7 @@ void Presenter::showJson(const Outcome& outcome, const Place& place) {
     if (options_.calls) {
         document["calls"] = toJson(outcome.calls);
     }
-    out_ << line(document) << std::flush;
+    out_ << toLine(document) << std::flush;
 }
 
 void Presenter::showText(const Outcome& outcome, const Place& place) {

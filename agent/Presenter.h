@@ -3,7 +3,7 @@
 #include <ostream>
 #include <string>
 
-#include "agent/Interpreter.h"
+#include "agent/CommandRunner.h"
 
 namespace LagAgent {
 
@@ -31,6 +31,9 @@ class Presenter {
     void show(const Outcome& outcome, const Place& place);
     /// An error that belongs to no command.
     void show(const Error& error, const Place& place);
+
+    /// Nothing is written when that outcome is shown.
+    bool isSilentAbout(const Outcome& outcome) const;
 
   private:
     void showJson(const Outcome& outcome, const Place& place);

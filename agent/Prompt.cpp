@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "agent/Commands.h"
+#include "agent/HistoryFile.h"
 #include "agent/Session.h"
 #include "agent/Text.h"
 
@@ -54,10 +55,14 @@ void setUpEditor() {
 
 } // namespace
 
-bool Session::runPrompt() {
+bool Session::runPrompt(const std::string& historyFile) {
     setUpEditor();
+    const HistoryFile history(historyFile);
+    for (const auto& line : history.latest()) {
+        add_history(line.c_str());
+    }
     bool isGood = true;
-    while (!interpreter_.isOver()) {
+    while (!runner_.isOver()) {
         const Line line(::readline(kPrompt));
         if (!line) {
             std::fputc('\n', stdout);
@@ -65,6 +70,7 @@ bool Session::runPrompt() {
         }
         if (!wordsOf(line.get()).empty()) {
             add_history(line.get());
+            history.add(line.get());
         }
         isGood = runLine(line.get(), {}) && isGood;
     }

@@ -32,6 +32,10 @@ class Listing {
 /// What a command has to say: the same for people and for tools.
 class Reply {
   public:
+    Reply() = default;
+    /// What a reply held, as it came from elsewhere. REQUIRES: `json` is an object.
+    Reply(Json json, std::string text) : json_(std::move(json)), text_(std::move(text)) {}
+
     /// A part under a name, in both forms.
     void add(const std::string& name, Json json, const std::string& text);
     void add(const std::string& name, const Listing& listing);

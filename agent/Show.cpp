@@ -155,10 +155,7 @@ void showCalls(Agent& agent, Reply& reply) {
 }
 
 void showStart(Agent& agent, Reply& reply) {
-    if (!agent.state) {
-        throw CommandError(ErrorKind::unsupported,
-                           "this agent keeps no state over restarts: run it with 'serve'");
-    }
+    agent.requiredState();
     agent.start.show(reply);
 }
 

@@ -150,8 +150,10 @@ double readRecordsAgain(Agent& agent) {
 /// One start: the time of each phase, then that of reading the records (restarts only).
 std::vector<double> start(const std::string& directory, bool isRestart) {
     const auto begin = Phases::Clock::now();
-    Agent agent(Target{.pdPath = PD_VELMOR_SWITCH_LIBRARY}, StateOptions{.directory = directory},
-                nullptr);
+    Agent agent(
+        Target{.pdPath = PD_VELMOR_SWITCH_LIBRARY},
+        StateOptions{.directory = std::make_shared<Pello::StateDirectory>(directory.c_str())},
+        nullptr);
     std::vector<double> times;
     for (const auto& name : kPhases) {
         const auto& all = agent.start.phases.all();

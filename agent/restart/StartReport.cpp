@@ -42,6 +42,14 @@ void addLine(Reply& reply, const std::string& name, Json json, const std::string
 
 } // namespace
 
+std::uint32_t StartReport::sum(const std::map<std::string, std::uint32_t>& counts) {
+    std::uint32_t all = 0;
+    for (const auto& [name, count] : counts) {
+        all += count;
+    }
+    return all;
+}
+
 void StartReport::show(Reply& reply) const {
     addLine(reply, "restored", {{"entries", entries}, {"members", members}, {"groups", groups}},
             std::to_string(entries) + " entries, " + std::to_string(members) + " members, " +

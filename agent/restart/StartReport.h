@@ -29,6 +29,8 @@ class StartReport {
     /// From the beginning of the process to the end of the replay.
     Phases::Clock::duration total{};
 
+    static std::uint32_t sum(const std::map<std::string, std::uint32_t>& counts);
+
     void show(Reply& reply) const;
     /// What a person should know of: where records came from nowhere, and where room was short.
     std::vector<std::string> warnings() const;

@@ -19,27 +19,27 @@ SharedKeyManager::Options tableOptions(const StateOptions& options, std::uint64_
             .beforeStore = options.beforeStore};
 }
 
-void addColdReason(const auto& table, std::vector<std::string>& reasons) {
-    if (!table.file().isWarm()) {
-        reasons.emplace_back(Kel::String("a table of records starts empty: ") +
-                             table.file().coldReason());
-    }
-}
-
 } // namespace
 
-PersistentState::PersistentState(const std::shared_ptr<const Pello::StateDirectory>& directory,
-                                 const StateOptions& options, std::uint64_t chipBoot,
+PersistentState::PersistentState(const StateOptions& options, std::uint64_t chipBoot,
                                  const ChipTables& chip, const Target& target)
-    : keys_(new SharedKeyManager(directory, tableOptions(options, chipBoot, chip, target))),
-      database_(directory) {}
+    : keys_(new SharedKeyManager(options.directory, tableOptions(options, chipBoot, chip, target))),
+      database_(options.directory) {}
 
 std::vector<std::string> PersistentState::coldTables() const {
     std::vector<std::string> reasons;
-    addColdReason(*keys_->mbbGlimtTableConfig(), reasons);
-    addColdReason(*keys_->adtGlimtTableConfig(), reasons);
-    addColdReason(*keys_->selGrpGlimtTableConfig(), reasons);
-    return reasons;
+    bool isFirstStart = true;
+    const auto look = [&](const Glimt::TableFile& file) {
+        isFirstStart = isFirstStart && file.isNew();
+        if (!file.isWarm()) {
+            reasons.emplace_back("a table of records starts empty: " +
+                                 std::string(file.coldReason().charPtr()));
+        }
+    };
+    look(keys_->mbbGlimtTableConfig()->file());
+    look(keys_->adtGlimtTableConfig()->file());
+    look(keys_->selGrpGlimtTableConfig()->file());
+    return isFirstStart ? std::vector<std::string>{} : reasons;
 }
 
 } // namespace LagAgent

@@ -12,7 +12,8 @@
 namespace LagAgent {
 
 struct StateOptions {
-    std::string directory{};
+    /// Where everything is kept; having it makes this process its only agent.
+    std::shared_ptr<const Pello::StateDirectory> directory{};
     /// The file of the software ASIC's chip; empty: "chip" in the directory.
     std::string chipFile{};
     /// The boot generation of a chip whose PD library has no such controls.
@@ -29,14 +30,14 @@ class PersistentState {
   public:
     /// Opens everything; throws `Pello::StateException` and `CommandError` when something must not
     /// be used, with the chip untouched. REQUIRES: the device's chip is there.
-    PersistentState(const std::shared_ptr<const Pello::StateDirectory>& directory,
-                    const StateOptions& options, std::uint64_t chipBoot, const ChipTables& chip,
+    PersistentState(const StateOptions& options, std::uint64_t chipBoot, const ChipTables& chip,
                     const Target& target);
 
     MbbGlimtKey::SharedKeyManager& keys() const noexcept { return *keys_; }
     const MbbGlimtKey::SharedKeyManager::Ptr& keysPtr() const noexcept { return keys_; }
     StateDatabase& database() noexcept { return database_; }
-    /// Why a table of records started empty, a line each.
+    /// Why a table of records started empty, a line each; that there was none at all, as at the
+    /// first start, is no news.
     std::vector<std::string> coldTables() const;
 
     /// From now on the driver's handles are recorded. REQUIRES: the driver's factories are done.

@@ -1,9 +1,16 @@
 #include "agent/state/StateDatabase.h"
 
-#include <array>
+#include <fcntl.h>
+#include <sys/stat.h>
 
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+#include "agent/Errors.h"
 #include "agent/state/StateReading.h"
 #include "agent/state/StateSchema.h"
+#include "platform/Pello/StateException.h"
 
 namespace LagAgent {
 
@@ -56,6 +63,31 @@ constexpr std::array<StatementText, kStatementCount> kStatements{{
 
 constexpr MatchKey kDefaultKey{0, 0, 0};
 
+/// Gives a file blocks behind its end, and leaves its size; what went wrong, or 0.
+int reserve(const Pello::FileDescriptor& file, off_t bytes) {
+    struct stat status {};
+    if (::fstat(file.get(), &status) != 0) {
+        return errno;
+    }
+    int result = 0;
+    do {
+        result = ::fallocate(file.get(), FALLOC_FL_KEEP_SIZE, status.st_size, bytes);
+    } while (result != 0 && errno == EINTR);
+    return result == 0 ? 0 : errno;
+}
+
+Pello::FileDescriptor openLog(const Pello::StateDirectory& directory) {
+    const Kel::String name = Kel::String(kStateFile) + "-wal";
+    try {
+        if (auto log = directory.open(name)) {
+            return std::move(log->descriptor);
+        }
+    } catch (const Pello::StateException& e) {
+        throw CommandError(ErrorKind::storage, e.what());
+    }
+    storageFailed(directory.pathOf(name).charPtr(), "open it", "somebody has removed it");
+}
+
 } // namespace
 
 StateDatabase::StateDatabase(std::shared_ptr<const Pello::StateDirectory> directory)
@@ -71,10 +103,37 @@ DesiredState StateDatabase::read() const {
 }
 
 void StateDatabase::write(std::size_t statement, std::initializer_list<SqliteValue> values) {
-    if (!isInTransaction()) {
-        statements_[kBegin].run();
+    try {
+        if (!isInTransaction()) {
+            statements_[kBegin].run();
+        }
+        statements_[statement].run(values);
+        takeRoomForCommit();
+    } catch (...) {
+        rollback();
+        // Should the disk be full, the log gives back what it has. When that fails, it fails.
+        sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
+                                  nullptr);
+        throw;
     }
-    statements_[statement].run(values);
+}
+
+/// A commit that finds the disk full comes too late: the chip has the change by then. So what is
+/// changed goes into the log at once, and the little that the commit adds has its blocks reserved
+/// behind the log's end.
+void StateDatabase::takeRoomForCommit() {
+    constexpr const char* kWhat = "take room for the transaction's end";
+    constexpr off_t kCommitBytes = 64 * 1024; // One page, and what aligns it to the disk's sectors.
+    if (sqlite3_db_cacheflush(connection_.get()) != SQLITE_OK) {
+        connection_.fail(kWhat);
+    }
+    if (!log_) {
+        log_ = openLog(*directory_);
+    }
+    // A file system that reserves nothing is no reason to refuse the change.
+    if (const int error = reserve(log_, kCommitBytes); error != 0 && error != EOPNOTSUPP) {
+        storageFailed(path(), kWhat, std::generic_category().message(error));
+    }
 }
 
 void StateDatabase::memberIs(MemberId member, const DesiredMember& desired) {

@@ -14,13 +14,13 @@ namespace LagAgent {
  * "desired.db" of its state directory. It survives the process, however that ends, and the machine.
  *
  * The first write opens a transaction; it and those that follow are on disk when `commit` has
- * returned, all or none, and are forgotten by `rollback`, by a failed `commit` and by the process's
- * end. `read` sees them already.
+ * returned, all or none, and are forgotten by `rollback`, by a write or `commit` that fails, and by
+ * the process's end. `read` sees them already.
  *
  * Keeps the directory, and with it the lock that makes this process its only agent. All failures
- * are `CommandError` (storage): the path, what was being done, and why not. After a write has
- * failed the transaction may hold a part of it, or may be gone: roll back. One thread at a time;
- * no use in a child of the process.
+ * are `CommandError` (storage): the path, what was being done, and why not. A write takes the room
+ * on the disk that the commit needs, so that a full disk is the write's failure. One thread at a
+ * time; no use in a child of the process.
  */
 class StateDatabase {
   public:
@@ -66,9 +66,12 @@ class StateDatabase {
 
   private:
     void write(std::size_t statement, std::initializer_list<SqliteValue> values);
+    void takeRoomForCommit();
 
     std::shared_ptr<const Pello::StateDirectory> directory_;
     SqliteConnection connection_;
+    /// SQLite's write-ahead log, from the first write on; SQLite has no locks on it to lose.
+    Pello::FileDescriptor log_;
     std::vector<SqliteStatement> statements_;
 };
 

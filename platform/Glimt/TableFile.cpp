@@ -28,6 +28,7 @@ std::optional<FileMapping> TableFile::openWarm(const TableDescription& descripti
     const Kel::String name = description.name;
     const auto file = directory_->open(name);
     if (!file) {
+        isNew_ = true;
         coldReason_ = directory_->pathOf(name) + ": there is no such file yet";
         return std::nullopt;
     }

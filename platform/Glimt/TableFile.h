@@ -26,6 +26,8 @@ class KEL_EXPORT TableFile {
     /// Why the table started empty; empty itself when the table started with what the file held.
     const Kel::String& coldReason() const noexcept { return coldReason_; }
     bool isWarm() const noexcept { return coldReason_.empty(); }
+    /// There was no file, as when an agent starts for the first time.
+    bool isNew() const noexcept { return isNew_; }
 
     SlotTable& slots() noexcept { return *slots_; }
     const SlotTable& slots() const noexcept { return *slots_; }
@@ -44,6 +46,7 @@ class KEL_EXPORT TableFile {
     void refuse(const Kel::String& name, const SlotFormat::Refusal& refusal);
 
     std::shared_ptr<const Pello::StateDirectory> directory_;
+    bool isNew_ = false;
     Kel::String coldReason_;
     Kel::String damagedCopy_;
     std::optional<Pello::FileMapping> mapping_;

@@ -1,3 +1,5 @@
+#include <sys/mount.h>
+
 #include <random>
 
 #include "tests/agent/RefusedCommands.h"
@@ -173,6 +175,63 @@ TEST_F(KeptTest, WhatCannotBeKeptDoesNotReachTheChip) {
     EXPECT_FALSE(agent->configuration.isOutOfStep());
     byHand(connection_.get(), "PRAGMA query_only=OFF");
     good("member del 3");
+}
+
+/// The state directory on a file system of 512 KiB, where that may be mounted.
+class FullDiskTest : public KeptTest {
+  protected:
+    void SetUp() override {
+        if (::mount("tmpfs", small_.root().c_str(), "tmpfs", 0, "size=524288,mode=0700") != 0) {
+            GTEST_SKIP() << "no file system can be mounted here";
+        }
+        isMounted_ = true;
+    }
+    void TearDown() override {
+        // The agent that works on it is not the one that the test has made.
+        if (isMounted_) {
+            ::umount2(small_.root().c_str(), MNT_DETACH);
+        }
+    }
+    /// Leaves so many bytes on the disk, as good as it goes.
+    void freeIs(std::size_t bytes) {
+        const auto filler = small_.root() / "filler";
+        std::filesystem::remove(filler);
+        const auto free = std::filesystem::space(small_.root()).available;
+        table_files::contentIs(filler, std::string(free > bytes ? free - bytes : 0, 'x'));
+    }
+
+    Place small_;
+    bool isMounted_ = false;
+};
+
+TEST_F(FullDiskTest, IsNoticedBeforeTheChipWhereverItIsFull) {
+    StateDatabase database(small_.open());
+    write(database, kept());
+    database.commit();
+    // An agent's rules on the same driver, with its database on the small disk.
+    Configuration small(agent->driver, &database);
+    std::uint32_t next = 100;
+    int refusals = 0;
+    for (std::size_t free = 0; free <= 160 * 1024; free += 4096) {
+        freeIs(free);
+        for (int i = 0; i < 60; ++i) {
+            const std::string error = storageErrorOf([&] {
+                small.memberAdd(RuxTable::RuxMemberId(next), kSetLagPort, 1);
+                small.commit();
+                ++next;
+            });
+            small.rollback();
+            ASSERT_FALSE(small.isOutOfStep()) << free << " bytes free: " << error;
+            ASSERT_EQ(database.read().members, model().members);
+            refusals += error.empty() ? 0 : 1;
+        }
+    }
+    EXPECT_GT(refusals, 0);
+    EXPECT_GT(next, 100u);
+    freeIs(300 * 1024);
+    small.memberDel(RuxTable::RuxMemberId(next - 1));
+    small.commit();
+    EXPECT_EQ(database.read().members, model().members);
 }
 
 TEST_F(KeptTest, AfterAFailedCommitNothingIsChangedAnyMore) {

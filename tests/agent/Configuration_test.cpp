@@ -155,7 +155,17 @@ TEST_F(LagTest, ShowTellsWhatTheModelHas) {
     EXPECT_EQ(Json::array({1, 2}), json["groups"][0]["active"]);
     EXPECT_EQ("group 10", json["entries"][0]["read back"]);
     for (const auto& section : valueType("section").choices) {
-        good("show " + section);
+        if (section != "start") {
+            good("show " + section);
+        }
+    }
+}
+
+TEST_F(LagTest, AgentThatKeepsNothingHasNoStartToShowAndNothingToAudit) {
+    for (const char* command : {"show start", "audit", "audit steps"}) {
+        const Error error = bad(command);
+        EXPECT_EQ(ErrorKind::unsupported, error.kind);
+        EXPECT_EQ("this agent keeps no state over restarts: run it with 'serve'", error.message);
     }
 }
 

@@ -4,11 +4,10 @@
 #include <gtest/gtest.h>
 
 #include "agent/restart/Audit.h"
+#include "tests/agent/Actions.h"
 
 namespace LagAgent {
 
-inline constexpr auto kSetLagPort =
-    BfLagGroup::LagGroupActionProfileType::setLagPortActionProfileSpec;
 inline constexpr MatchKey kKey{0x10, 0xff, 5};
 
 inline DesiredState::Target toMember(std::uint32_t id) {

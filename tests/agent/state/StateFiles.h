@@ -7,15 +7,12 @@
 
 #include "agent/Errors.h"
 #include "agent/state/StateDatabase.h"
+#include "tests/agent/Actions.h"
 #include "tests/platform/TableFiles.h"
 
 namespace LagAgent {
 
 using table_files::Place;
-using ActionType = BfLagGroup::LagGroupActionProfileType;
-
-inline constexpr ActionType kSetLagPort = ActionType::setLagPortActionProfileSpec;
-inline constexpr ActionType kSetTunnelInfo = ActionType::setTunnelInfoActionProfileSpec;
 
 /// The message of the storage error that a call throws; empty when it throws none.
 template <class Call>

@@ -1,0 +1,81 @@
+#include "agent/OutcomeJson.h"
+
+#include <limits>
+
+namespace LagAgent {
+
+namespace {
+
+[[noreturn]] void makesNoSense(const std::string& what) {
+    throw CommandError(ErrorKind::connection, "what was received makes no sense: " + what);
+}
+
+} // namespace
+
+Json toJson(const Error& error) {
+    Json json{{"kind", kindName(error.kind)}, {"message", error.message}};
+    if (error.status) {
+        json["class"] = error.exceptionClass;
+        json["function"] = error.function;
+        json["status"] = *error.status;
+    }
+    return json;
+}
+
+Json toJson(const std::vector<PdCallRecord>& calls) {
+    Json json = Json::array();
+    for (const auto& call : calls) {
+        json.push_back(
+            {{"operation", call.operation}, {"status", call.status}, {"call", call.text}});
+    }
+    return json;
+}
+
+std::string textOf(const Json& json, const char* name) {
+    const auto found = json.find(name); // the end for anything but an object
+    if (found == json.end() || !found->is_string()) {
+        makesNoSense(std::string("no text '") + name + "'");
+    }
+    return found->get<std::string>();
+}
+
+std::uint32_t numberOf(const Json& json, const char* name) {
+    const auto found = json.find(name);
+    if (found == json.end() || !found->is_number_unsigned() ||
+        found->get<std::uint64_t>() > std::numeric_limits<std::uint32_t>::max()) {
+        makesNoSense(std::string("no number '") + name + "'");
+    }
+    return found->get<std::uint32_t>();
+}
+
+Error errorOf(const Json& json) {
+    const auto kind = kindOfName(textOf(json, "kind"));
+    if (!kind) {
+        makesNoSense("an unknown kind of error");
+    }
+    Error error{*kind, textOf(json, "message")};
+    if (json.contains("status")) {
+        error.exceptionClass = textOf(json, "class");
+        error.function = textOf(json, "function");
+        error.status = numberOf(json, "status");
+    }
+    return error;
+}
+
+std::vector<PdCallRecord> callsOf(const Json& json) {
+    if (!json.is_array()) {
+        makesNoSense("the PD calls are no array");
+    }
+    std::vector<PdCallRecord> calls;
+    for (const auto& call : json) {
+        calls.push_back({calls.size(), textOf(call, "operation"), numberOf(call, "status"),
+                         textOf(call, "call")});
+    }
+    return calls;
+}
+
+std::string toLine(const Json& document) {
+    return document.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+} // namespace LagAgent

@@ -1,0 +1,32 @@
+#include <unistd.h>
+
+#include <iostream>
+
+#include "agent/Options.h"
+#include "agent/TerminalProgress.h"
+#include "agent/ctl/RemoteRunner.h"
+
+using namespace LagAgent;
+
+namespace {
+
+int run(const ControlOptions& options) {
+    Presenter presenter(options.presenter, std::cout, std::cerr);
+    try {
+        RemoteRunner runner(options.control);
+        TerminalProgress progress(STDERR_FILENO);
+        Session session(runner, presenter, progress);
+        return session.run(options.input) ? kExitGood : kExitCommandFailed;
+    } catch (...) {
+        presenter.show(currentError(), {"lagctl", 0});
+        return kExitNotStarted;
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    int exitCode = kExitGood;
+    const auto options = readControlOptions(argc, argv, &exitCode);
+    return options ? run(*options) : exitCode;
+}

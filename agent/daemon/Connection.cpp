@@ -1,0 +1,114 @@
+#include "agent/daemon/Connection.h"
+
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+
+#include "agent/daemon/Wire.h"
+
+namespace LagAgent {
+
+namespace {
+
+/// The request in a line. Throws `CommandError` when there is none.
+Wire::Request requestIn(const LineBuffer::Line& line) {
+    if (line.isTooLong) {
+        throw CommandError(ErrorKind::connection, "a request may have " +
+                                                      std::to_string(Wire::kLongestRequest) +
+                                                      " bytes at most");
+    }
+    return Wire::requestOf(line.text);
+}
+
+Outcome carryOut(CommandRunner& runner, const LineBuffer::Line& line) {
+    Outcome outcome;
+    try {
+        const auto request = requestIn(line);
+        if (request.line) {
+            return runner.run(*request.line);
+        }
+        outcome.error = runner.atEnd();
+    } catch (const CommandError&) {
+        outcome.error = currentError();
+    }
+    return outcome;
+}
+
+} // namespace
+
+Connection::Connection(Pello::FileDescriptor socket, std::unique_ptr<CommandRunner> runner)
+    : socket_(std::move(socket)), runner_(std::move(runner)), in_(Wire::kLongestRequest),
+      out_(Wire::hello()) {
+    send();
+}
+
+std::uint32_t Connection::events() const noexcept {
+    std::uint32_t events = 0;
+    if (!isAtEnd_ && !in_.hasLine()) {
+        events |= EPOLLIN;
+    }
+    if (!out_.empty()) {
+        events |= EPOLLOUT;
+    }
+    return events;
+}
+
+void Connection::serve(std::uint32_t events) {
+    // Errors and hang-ups are found by trying what is wanted; a request that is here is carried out
+    // even if its client is gone.
+    const std::uint32_t wanted = this->events();
+    const bool isTroubled = (events & (EPOLLERR | EPOLLHUP)) != 0;
+    if ((wanted & EPOLLOUT) && (isTroubled || (events & EPOLLOUT))) {
+        send();
+    }
+    if ((wanted & EPOLLIN) && (isTroubled || (events & EPOLLIN))) {
+        receive();
+    }
+}
+
+void Connection::receive() {
+    std::array<char, 1 << 16> bytes;
+    const ssize_t size = ::recv(fd(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+    if (size > 0) {
+        in_.add({bytes.data(), static_cast<std::size_t>(size)});
+    } else if (size == 0) {
+        isAtEnd_ = true;
+    } else if (errno != EAGAIN && errno != EINTR) {
+        isBroken_ = true;
+    }
+}
+
+void Connection::send() {
+    const ssize_t size =
+        ::send(fd(), out_.data() + sent_, out_.size() - sent_, MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (size >= 0) {
+        sent_ += static_cast<std::size_t>(size);
+    } else if (errno != EAGAIN && errno != EINTR) {
+        isBroken_ = true;
+    }
+    if (sent_ == out_.size()) {
+        out_ = {};
+        sent_ = 0;
+    }
+}
+
+Outcome Connection::answer() {
+    Outcome outcome = carryOut(*runner_, *in_.next());
+    Wire::Answer answer{std::move(outcome), runner_->isOver()};
+    out_ = Wire::encode(answer);
+    send();
+    return std::move(answer.outcome);
+}
+
+void Connection::endInput() {
+    isAtEnd_ = true;
+    in_ = LineBuffer(0);
+}
+
+bool Connection::isOver() const noexcept {
+    return isBroken_ || (isAtEnd_ && !in_.hasLine() && out_.empty());
+}
+
+} // namespace LagAgent

@@ -1,0 +1,114 @@
+#include "agent/daemon/ControlSocket.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "agent/Errors.h"
+#include "agent/daemon/Address.h"
+
+namespace LagAgent {
+
+namespace {
+
+[[noreturn]] void cannotListen(const std::string& path, const std::string& why) {
+    throw CommandError(ErrorKind::start, "cannot take commands at " + path + ": " + why);
+}
+
+Pello::FileDescriptor newSocket() {
+    return Pello::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+}
+
+int connectTo(const Pello::FileDescriptor& socket, const std::string& path) {
+    const sockaddr_un address = addressOf(path);
+    return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
+[[noreturn]] void cannotReplace(const std::string& path, const Pello::FileDescriptor& listener) {
+    cannotListen(path, "process " + std::to_string(peerOf(listener.get()).process) +
+                           " takes commands there");
+}
+
+} // namespace
+
+ControlSocket::ControlSocket(std::string path) : path_(std::move(path)) {
+    addressOf(path_); // throws before anything is made
+    lock();
+    removeStale();
+    listen();
+}
+
+void ControlSocket::lock() {
+    const std::string name = path_ + ".lock";
+    lock_ = Pello::FileDescriptor(::open(
+        name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY, S_IRUSR | S_IWUSR));
+    if (!lock_) {
+        cannotListen(path_, name + ": " + std::strerror(errno));
+    }
+    if (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
+        const auto socket = newSocket();
+        if (connectTo(socket, path_) == 0) {
+            cannotReplace(path_, socket);
+        }
+        cannotListen(path_, "another daemon has it, and is starting or ending");
+    }
+}
+
+void ControlSocket::removeStale() const {
+    struct stat file {};
+    if (::lstat(path_.c_str(), &file) != 0) {
+        return;
+    }
+    if (!S_ISSOCK(file.st_mode)) {
+        cannotListen(path_, "there is a file that is no socket");
+    }
+    const auto socket = newSocket();
+    if (connectTo(socket, path_) == 0) {
+        cannotReplace(path_, socket);
+    }
+    if (errno != ECONNREFUSED) {
+        cannotListen(path_, std::string("somebody's socket is there: ") + std::strerror(errno));
+    }
+    ::unlink(path_.c_str());
+}
+
+void ControlSocket::listen() {
+    auto socket = newSocket();
+    const sockaddr_un address = addressOf(path_);
+    const mode_t mask = ::umask(S_IRWXG | S_IRWXO | S_IXUSR); // mode 0600
+    const int bound =
+        ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    const int error = errno;
+    ::umask(mask);
+    if (bound != 0) {
+        cannotListen(path_, std::strerror(error));
+    }
+    socket_ = std::move(socket);
+    if (::listen(socket_.get(), SOMAXCONN) != 0) {
+        const int refused = errno;
+        close();
+        cannotListen(path_, std::strerror(refused));
+    }
+}
+
+void ControlSocket::close() noexcept {
+    if (socket_) {
+        ::unlink(path_.c_str()); // while the lock is held
+        socket_ = Pello::FileDescriptor();
+    }
+}
+
+Peer peerOf(int socket) {
+    ucred credentials{};
+    socklen_t size = sizeof credentials;
+    if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
+        return {.process = 0, .user = static_cast<uid_t>(-1)};
+    }
+    return {credentials.pid, credentials.uid};
+}
+
+} // namespace LagAgent

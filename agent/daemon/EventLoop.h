@@ -1,0 +1,70 @@
+#pragma once
+
+#include <systemd/sd-event.h>
+
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+
+namespace LagAgent {
+
+/// Something that happens, and the handler that is called for it as long as this object lives. The
+/// handler may end it.
+class EventSource {
+  public:
+    /// With what epoll saw of a file; 0 for other sources.
+    using Handler = std::function<void(std::uint32_t events)>;
+
+    EventSource() = default;
+
+    void enabledIs(bool isEnabled);
+    /// Of a file's source: what to wait for.
+    void eventsAre(std::uint32_t events);
+
+  private:
+    friend class EventLoop;
+    struct Unref {
+        void operator()(sd_event_source* source) const { sd_event_source_disable_unref(source); }
+    };
+
+    // Declared so that the source goes first: it points at the rest.
+    std::unique_ptr<std::pair<class EventLoop*, Handler>> target_;
+    std::unique_ptr<sd_event_source, Unref> source_;
+};
+
+/// One thread's events. Handlers run one after the other; an exception that leaves one ends the
+/// loop and leaves `run`. All operations throw `std::system_error` when the kernel refuses.
+class EventLoop {
+  public:
+    EventLoop();
+    EventLoop(const EventLoop&) = delete;
+    EventLoop& operator=(const EventLoop&) = delete;
+
+    /// The file stays the caller's, and must outlive the source.
+    EventSource onFile(int fd, std::uint32_t events, EventSource::Handler handler);
+    /// Blocks the signal, and calls the handler for it before any other that is due.
+    EventSource onSignal(int signal, EventSource::Handler handler);
+    /// Once, after that time.
+    EventSource onTime(std::chrono::microseconds delay, EventSource::Handler handler);
+    /// In turn with all others, as long as it is enabled; it is not at first.
+    EventSource onTurn(EventSource::Handler handler);
+
+    /// Returns what `exit` was given.
+    int run();
+    void exit(int status);
+
+  private:
+    struct Unref {
+        void operator()(sd_event* event) const { sd_event_unref(event); }
+    };
+    template <class Add>
+    EventSource made(EventSource::Handler handler, Add add);
+    static int dispatch(void* target, std::uint32_t events);
+
+    std::unique_ptr<sd_event, Unref> event_;
+    std::exception_ptr failure_;
+};
+
+} // namespace LagAgent

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include "agent/Reply.h"
+
+namespace LagAgent {
+
+enum class LogLevel { debug, info, warning, error };
+
+struct LogOptions {
+    /// One JSON document a line, instead of logfmt.
+    bool json = false;
+    /// Nothing less important is written.
+    LogLevel level = LogLevel::info;
+};
+
+/// What an event is about: a name that is one word, and text or a number.
+struct LogField {
+    std::string_view name;
+    Json value;
+};
+
+/**
+ * A log of events, each of them one line and one write:
+ *
+ *     ts=2026-11-21T11:12:13.123Z level=info event=ready socket=/run/lag-agent/control
+ *
+ * Values are quoted where that is needed, and bytes that could end a line or a value, or that a
+ * terminal would act on, are escaped: whatever a client sends stays a value. Where the file is the
+ * journal, a line begins with the journal's priority ("<6>") and the journal's own time serves.
+ */
+class Log {
+  public:
+    /// `fd` stays the caller's.
+    Log(int fd, LogOptions options);
+    Log(const Log&) = delete;
+    Log& operator=(const Log&) = delete;
+
+    void write(LogLevel level, std::string_view event,
+               std::initializer_list<LogField> fields = {}) const;
+
+  private:
+    int fd_;
+    LogOptions options_;
+    bool isJournal_;
+};
+
+/// The bytes as the value of a logfmt field.
+std::string logfmtValue(std::string_view value);
+
+} // namespace LagAgent

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "agent/CommandRunner.h"
+#include "agent/daemon/Log.h"
+
+namespace LagAgent {
+
+/// Logs what went wrong with a command, if anything: a refused PD call, an internal error, or a
+/// command that failed.
+void logFailure(const Log& log, std::uint64_t client, const Outcome& outcome);
+
+} // namespace LagAgent

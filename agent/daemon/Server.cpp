@@ -1,0 +1,181 @@
+#include "agent/daemon/Server.h"
+
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "agent/OutcomeJson.h"
+#include "agent/daemon/OutcomeLog.h"
+
+namespace LagAgent {
+
+namespace {
+
+/// How long clients have to take their answers when the daemon stops.
+constexpr std::chrono::seconds kGrace(5);
+constexpr std::chrono::seconds kAcceptPause(1);
+
+/// For somebody who is turned away instead of greeted. What the new socket has no room for is lost.
+void sayNo(int socket, const std::string& why) {
+    const std::string text = toLine({{"error", toJson(Error{ErrorKind::connection, why})}});
+    ::send(socket, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+} // namespace
+
+Server::Server(std::string control, const Log& log)
+    : log_(log), terminate_(loop_.onSignal(SIGTERM, [this](auto) { stop("SIGTERM", 0); })),
+      interrupt_(loop_.onSignal(SIGINT, [this](auto) { stop("SIGINT", 0); })),
+      control_(std::move(control)), turn_(loop_.onTurn([this](auto) { carryOutNext(); })) {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGHUP, SIG_IGN);
+}
+
+int Server::run(MakeRunner makeRunner) {
+    makeRunner_ = std::move(makeRunner);
+    listener_ = loop_.onFile(control_.fd(), EPOLLIN, [this](auto) { accept(); });
+    log_.write(LogLevel::info, "ready", {{"socket", control_.path()}});
+    sd_notify(0, "READY=1\nSTATUS=Taking commands");
+    return loop_.run();
+}
+
+void Server::stop(const std::string& reason, int status) {
+    if (std::exchange(isStopping_, true)) {
+        return;
+    }
+    status_ = status;
+    log_.write(LogLevel::info, "stop", {{"reason", reason}});
+    sd_notify(0, "STOPPING=1\nSTATUS=Stopping");
+    listener_ = {};
+    retry_ = {};
+    control_.close();
+    waiting_.clear();
+    turn_.enabledIs(false);
+    grace_ = loop_.onTime(kGrace, [this](auto) { loop_.exit(status_); });
+    for (auto at = clients_.begin(); at != clients_.end();) {
+        Client& client = *(at++)->second; // settling may drop it
+        client.connection.endInput();
+        settle(client);
+    }
+    exitWhenDone();
+}
+
+void Server::exitWhenDone() {
+    if (isStopping_ && clients_.empty()) {
+        loop_.exit(status_);
+    }
+}
+
+// ---- Clients come and go -------------------------------------------------------------------
+
+void Server::accept() {
+    Pello::FileDescriptor socket(
+        ::accept4(control_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (!socket) {
+        pauseAccepting(errno);
+        return;
+    }
+    const Peer peer = peerOf(socket.get());
+    const std::string why = objection(peer);
+    if (why.empty()) {
+        add(std::move(socket), peer);
+        return;
+    }
+    sayNo(socket.get(), why);
+    log_.write(LogLevel::warning, "client-refused",
+               {{"pid", peer.process}, {"uid", peer.user}, {"message", why}});
+}
+
+/// When there is no descriptor or memory for another client, asking again at once would not help.
+void Server::pauseAccepting(int error) {
+    if (error == EAGAIN || error == EINTR || error == ECONNABORTED) {
+        return;
+    }
+    log_.write(LogLevel::error, "cannot-accept", {{"message", std::strerror(error)}});
+    listener_.enabledIs(false);
+    retry_ = loop_.onTime(kAcceptPause, [this](auto) { listener_.enabledIs(true); });
+}
+
+std::string Server::objection(const Peer& peer) const {
+    if (!mayCommand(peer, ::geteuid())) {
+        return "the daemon takes no commands from user " + std::to_string(peer.user) +
+               ": only from its own user and from root";
+    }
+    if (clients_.size() >= kMostClients) {
+        return "the daemon has " + std::to_string(kMostClients) +
+               " clients already: end one of them first";
+    }
+    return {};
+}
+
+void Server::add(Pello::FileDescriptor socket, const Peer& peer) {
+    const std::uint64_t number = ++latestClient_;
+    auto client =
+        std::make_unique<Client>(Client{number, Connection(std::move(socket), makeRunner_())});
+    client->source =
+        loop_.onFile(client->connection.fd(), client->connection.events(),
+                     [this, who = client.get()](std::uint32_t events) { serve(*who, events); });
+    clients_.emplace(number, std::move(client));
+    log_.write(LogLevel::debug, "client-connected",
+               {{"client", number}, {"pid", peer.process}, {"uid", peer.user}});
+}
+
+void Server::drop(Client& client) {
+    const std::uint64_t number = client.number;
+    clients_.erase(number);
+    log_.write(LogLevel::debug, "client-gone", {{"client", number}});
+    exitWhenDone();
+}
+
+// ---- Requests ------------------------------------------------------------------------------
+
+template <class Work>
+void Server::guarded(Client& client, Work work) {
+    try {
+        work();
+        settle(client);
+    } catch (...) {
+        log_.write(LogLevel::error, "internal-error",
+                   {{"client", client.number}, {"message", currentError().message}});
+        drop(client);
+    }
+}
+
+void Server::serve(Client& client, std::uint32_t events) {
+    guarded(client, [&] { client.connection.serve(events); });
+}
+
+void Server::carryOutNext() {
+    const std::uint64_t number = waiting_.front();
+    waiting_.pop_front();
+    if (const auto found = clients_.find(number); found != clients_.end()) {
+        carryOut(*found->second);
+    }
+    turn_.enabledIs(!waiting_.empty());
+}
+
+void Server::carryOut(Client& client) {
+    client.isWaiting = false;
+    guarded(client, [&] { logFailure(log_, client.number, client.connection.answer()); });
+}
+
+/// After anything that happened with a client: it goes, or waits for its turn, or for its socket.
+void Server::settle(Client& client) {
+    if (client.connection.isOver()) {
+        drop(client);
+        return;
+    }
+    client.source.eventsAre(client.connection.events());
+    if (!client.isWaiting && client.connection.hasRequest()) {
+        waiting_.push_back(client.number);
+        client.isWaiting = true;
+        turn_.enabledIs(true);
+    }
+}
+
+} // namespace LagAgent

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "agent/daemon/Connection.h"
+#include "agent/daemon/ControlSocket.h"
+#include "agent/daemon/EventLoop.h"
+#include "agent/daemon/Log.h"
+
+namespace LagAgent {
+
+/**
+ * Takes requests from clients on the control socket, and carries them out: one at a time, in the
+ * order received, one of each client in turn.
+ *
+ * From when it is made, clients can connect, and SIGTERM and SIGINT wait for `run`. SIGPIPE and
+ * SIGHUP are ignored from then on. One thread; one server at a time in a process.
+ */
+class Server {
+  public:
+    /// Makes the script of a new client.
+    using MakeRunner = std::function<std::unique_ptr<CommandRunner>()>;
+
+    /// Throws what `ControlSocket` does. REQUIRES: the log outlives this object.
+    Server(std::string control, const Log& log);
+
+    /// Serves until SIGTERM or SIGINT, or `stop`. The request under way is carried out to its end
+    /// and its client gets the answer, unless it does not take it within a few seconds. Then the
+    /// socket is gone. Returns the exit status.
+    int run(MakeRunner makeRunner);
+
+    /// Ends `run`, which then returns that. More than once: the first call counts.
+    void stop(const std::string& reason, int status);
+
+    static constexpr std::size_t kMostClients = 64;
+
+  private:
+    struct Client {
+        std::uint64_t number;
+        Connection connection;
+        EventSource source{};
+        bool isWaiting = false; // it is in `waiting_`
+    };
+
+    void accept();
+    void pauseAccepting(int error);
+    /// The error for somebody who gets no connection; empty for who does.
+    std::string objection(const Peer& peer) const;
+    void add(Pello::FileDescriptor socket, const Peer& peer);
+
+    void serve(Client& client, std::uint32_t events);
+    void carryOutNext();
+    void carryOut(Client& client);
+    void settle(Client& client);
+    /// Runs a part of the work for a client. A failure that is not the client's ends its connection
+    /// and nothing else.
+    template <class Work>
+    void guarded(Client& client, Work work);
+    void drop(Client& client);
+    void exitWhenDone();
+
+    const Log& log_;
+    EventLoop loop_;
+    EventSource terminate_;
+    EventSource interrupt_;
+    ControlSocket control_;
+    MakeRunner makeRunner_;
+
+    EventSource listener_;
+    EventSource retry_;
+    EventSource turn_;
+    EventSource grace_;
+
+    std::map<std::uint64_t, std::unique_ptr<Client>> clients_;
+    std::uint64_t latestClient_ = 0;
+    std::deque<std::uint64_t> waiting_; // numbers of clients with a request
+    bool isStopping_ = false;
+    int status_ = 0;
+};
+
+} // namespace LagAgent

@@ -1,0 +1,33 @@
+#include "agent/daemon/StartProgress.h"
+
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+#include "agent/Text.h"
+
+namespace LagAgent {
+
+namespace {
+
+constexpr std::chrono::milliseconds kStatusInterval(250);
+
+} // namespace
+
+StartProgress::StartProgress(const Log& log) : log_(log), terminal_(STDERR_FILENO) {}
+
+void StartProgress::show(std::string_view phase, std::size_t done, std::size_t total) {
+    const bool isNew = phase != phase_;
+    if (isNew) {
+        phase_ = phase;
+        terminal_.hide();
+        log_.write(LogLevel::info, "start", {{"phase", phase_}, {"total", total}});
+    }
+    terminal_.show(phase, done, total);
+    const auto now = Clock::now();
+    if (isNew || now >= nextStatus_) {
+        nextStatus_ = now + kStatusInterval;
+        sd_notify(0, ("STATUS=Starting: " + described(phase, done, total)).c_str());
+    }
+}
+
+} // namespace LagAgent

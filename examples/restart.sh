@@ -1,0 +1,99 @@
+#!/usr/bin/env bash
+# Kills the agent's daemon ten times in the middle of a burst of changes, while another process
+# keeps asking the chip for ports of two LAGs, and shows each restart. Exits with 0 only if no flow
+# ever lost its port, got a wrong one or that of the inactive member, and every restart left chip,
+# records and desired state in agreement.
+#
+#   examples/restart.sh [DIRECTORY OF THE PROGRAMS]
+set -euo pipefail
+examples=$(cd "$(dirname "$0")" && pwd)
+bin=$(cd "${1:-$examples/../build/release/bin}" && pwd)
+work=$(mktemp -d)
+state=$work/state
+daemon=
+watcher=
+
+finish() {
+    [[ -z $daemon ]] || kill -9 "$daemon" 2> /dev/null || true
+    [[ -z $watcher ]] || kill "$watcher" 2> /dev/null || true
+    rm -rf "$work"
+}
+trap finish EXIT
+
+fail() {
+    echo "restart.sh: $*" >&2
+    [[ ! -e $work/log ]] || tail -n 5 "$work/log" >&2
+    exit 1
+}
+
+ctl() { "$bin/lagctl" --state-dir "$state" "$@"; }
+
+start() {
+    "$bin/lag-agent" serve --state-dir "$state" 2>> "$work/log" &
+    daemon=$!
+    for _ in {1..500}; do
+        ctl show start > "$work/start" 2> /dev/null && return
+        kill -0 "$daemon" 2> /dev/null || fail "the daemon did not start"
+        sleep 0.02
+    done
+    fail "the daemon was not ready within 10 seconds"
+}
+
+# Changes all around the two LAGs: a third LAG that comes and goes, members of its own, entries that
+# are repointed, and a port of LAG 10 that goes down and up again.
+burst() {
+    local n
+    for n in {1..400}; do
+        local member=$((100 + n % 7)) entry="entry set value $((0x1000 + n % 50)) mask 0xffffffff"
+        echo "member add $member action setLagPort port $member"
+        echo "group add 30 size 16 initial $member action setLagPort"
+        echo "group member add 30 $((100 + (n + 3) % 7))"
+        echo "$entry group 30"
+        echo "group member set 10 2 inactive"
+        echo "member set $member action setLagPort port $((200 + n))"
+        echo "group member set 10 2 active"
+        echo "$entry group 10"
+        echo "entry del value $((0x1000 + (n + 25) % 50)) mask 0xffffffff"
+        echo "group del 30"
+    done
+}
+
+kill_in_burst() {
+    burst | ctl -json --force > "$work/acknowledged" 2> /dev/null &
+    local client=$!
+    sleep "0.$((RANDOM % 30 + 10))"
+    kill -0 "$client" 2> /dev/null || fail "the burst was over before the kill"
+    kill -9 "$daemon"
+    wait "$daemon" 2> /dev/null || true
+    wait "$client" 2> /dev/null || true
+}
+
+report() { # what flows got since the last report
+    local line
+    echo report >&"${WATCH[1]}"
+    read -r -t 30 line <&"${WATCH[0]}" || fail "the watching process is gone"
+    echo "flows: $line"
+    [[ $line == *"no port 0  wrong port 0"* ]] || fail "a flow went astray"
+}
+
+start
+ctl -batch "$examples/restart.cmds" > /dev/null
+echo "two LAGs: value 0x10 over ports 1 and 2, value 0x20 over port 3, with an inactive member on port 4"
+coproc WATCH { exec "$bin/velmor-asic" watch "$state/chip" --expect 0x10=1,2 --expect 0x20=3; }
+watcher=$WATCH_PID
+report
+
+for restart in {1..10}; do
+    kill_in_burst
+    echo
+    echo "restart $restart, killed after $(grep -c '"ok":true' "$work/acknowledged") changes of a burst"
+    start
+    cat "$work/start"
+    grep -qx 'factory writes: p4_pd_velmor_switch_lagGroup_set_property' "$work/start" ||
+        fail "the factories wrote something else"
+    ctl audit > "$work/audit"
+    [[ $(sed -n 2p "$work/audit") == "  none" ]] || fail "after the restart: $(cat "$work/audit")"
+    report
+done
+echo
+echo "ten restarts: no flow without a port, with a wrong one, or to the inactive member"
