@@ -79,7 +79,8 @@ AgentProcess::AgentProcess(const StatePlace& place, const Death& death,
             reaper->begin(Death::From::start);
             return std::make_unique<Agent>(
                 asicTarget(),
-                StateOptions{.directory = place.directory(),
+                StateOptions{.directory = std::make_shared<const Pello::StateDirectory>(
+                                 Kel::String(place.directory())),
                              .beforeStore = [reaper] { reaper->tableStore(); }},
                 nullptr);
         },

@@ -55,25 +55,34 @@ void CrashTest::expectStart(const StatePlace& place, const std::vector<Json>& mo
     ++starts_;
 }
 
-std::uint64_t CrashTest::fallDuringScenario(Death::Way way, std::uint64_t stride) {
+void CrashTest::expectWorksOnFrom(const StatePlace& place) {
+    const StatePlace copy = StatePlace::copyOf(place);
+    AgentProcess agent(copy);
+    ASSERT_EQ("", agent.startError());
+    expectWorksOn(agent);
+}
+
+std::uint64_t CrashTest::fallDuringScenario(Death::Way way) {
     std::uint64_t deaths = 0;
-    for (std::uint64_t at = 1; !HasFailure(); at += stride) {
-        const Death death{.way = way, .from = Death::From::commands, .at = at};
+    for (bool isDeath = true; isDeath && !HasFailure();) {
+        const Death death{.way = way, .from = Death::From::commands, .at = 1 + deaths * kStride};
         const StatePlace place = StatePlace::copyOf(prepared_);
-        LastWords words;
         watched(place, [&](Watcher& watcher) {
-            words = AgentProcess(place, death).runOut(scenarioCommands());
+            const LastWords words = AgentProcess(place, death).runOut(scenarioCommands());
             SCOPED_TRACE(death.name() + ", " + std::to_string(words.answers.size()) +
-                         " acknowledged");
+                         " commands acknowledged");
             watcher.awaitSweep();
             expectStart(place, modelsAfter(words.answers.size()));
+            isDeath = words.wasKilled;
+            EXPECT_TRUE(isDeath || words.answers.size() == scenarioCommands().size());
         });
-        if (!words.wasKilled) {
-            EXPECT_EQ(scenarioCommands().size(), words.answers.size());
-            break;
+        if (deaths % kWorkOn == 0) {
+            SCOPED_TRACE(death.name());
+            expectWorksOnFrom(place);
         }
-        ++deaths;
+        deaths += isDeath;
     }
+    return deaths;
 }
 
 bool CrashTest::isDeathOfStart(const StatePlace& place, const Death& death) {
@@ -82,23 +91,26 @@ bool CrashTest::isDeathOfStart(const StatePlace& place, const Death& death) {
     return words.wasKilled;
 }
 
-std::uint64_t CrashTest::fallDuringStart(const Ruin& ruin, Death::Way way, std::uint64_t stride) {
+std::uint64_t CrashTest::fallDuringStart(const StatePlace& ruined, const std::vector<Json>& models,
+                                         Death::Way way, std::uint64_t stride,
+                                         const Death& second) {
     std::uint64_t deaths = 0;
-    for (std::uint64_t at = 1; !HasFailure(); at += stride) {
-        const Death death{.way = way, .from = Death::From::start, .at = at};
-        const StatePlace place = StatePlace::copyOf(ruin.place);
+    for (bool isDeath = true; isDeath && !HasFailure();) {
+        const Death death{.way = way, .from = Death::From::start, .at = 1 + deaths * stride};
+        const StatePlace place = StatePlace::copyOf(ruined);
         SCOPED_TRACE(death.name());
-        bool isDeath = false;
         watched(place, [&](Watcher& watcher) {
             isDeath = isDeathOfStart(place, death);
             watcher.awaitSweep();
-            expectStart(place, ruin.models);
+            if (second.way != Death::Way::none) {
+                EXPECT_TRUE(isDeathOfStart(place, second));
+                watcher.awaitSweep();
+            }
+            expectStart(place, models);
         });
-        if (!isDeath) {
-            break;
-        }
-        ++deaths;
+        deaths += isDeath;
     }
+    return deaths;
 }
 
 } // namespace LagAgent::Crash

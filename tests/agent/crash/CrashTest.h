@@ -10,7 +10,7 @@ namespace LagAgent::Crash {
 /// Every how many steps a process is killed: at each, but where everything costs several times as
 /// much.
 #if defined(__SANITIZE_ADDRESS__)
-inline constexpr std::uint64_t kStride = 23;
+inline constexpr std::uint64_t kStride = 29;
 #else
 inline constexpr std::uint64_t kStride = 1;
 #endif
@@ -21,7 +21,8 @@ inline constexpr std::uint64_t kStride = 1;
  */
 class CrashTest : public testing::Test {
   protected:
-    CrashTest() : prepared_(preparedPlace()), models_(scenarioModels()) {}
+    explicit CrashTest(const ChipSize& size = {})
+        : prepared_(preparedPlace(size)), models_(scenarioModels()) {}
     ~CrashTest() override;
 
     const StatePlace& prepared() const { return prepared_; }
@@ -40,13 +41,18 @@ class CrashTest : public testing::Test {
 
     /// Starts an agent that must put everything right.
     void expectStart(const StatePlace& place, const std::vector<Json>& models);
+    /// And then have it change and delete everything, over a copy of the directory.
+    void expectWorksOnFrom(const StatePlace& place);
 
     /// Kills an agent at each step of that kind that the scenario has, and starts another one each
     /// time; returns the number of deaths.
-    std::uint64_t fallDuringScenario(Death::Way way, std::uint64_t stride = kStride);
-    /// Kills the agent that starts over the ruin at each step that its start has, and starts
-    /// another one each time; returns the number of deaths.
-    std::uint64_t fallDuringStart(const Ruin& ruin, Death::Way way, std::uint64_t stride = kStride);
+    std::uint64_t fallDuringScenario(Death::Way way);
+    /// Kills the agent that starts over what is in a place at each, or every `stride`th, step that
+    /// its start has, and starts another one each time; returns the number of deaths. With a second
+    /// death the next start dies of that, and it is the third that must put everything right.
+    std::uint64_t fallDuringStart(const StatePlace& ruined, const std::vector<Json>& models,
+                                  Death::Way way, std::uint64_t stride = kStride,
+                                  const Death& second = {});
     /// Lets an agent die as it starts; false when it started instead.
     bool isDeathOfStart(const StatePlace& place, const Death& death);
 
