@@ -43,11 +43,12 @@ void acknowledge(int answers, const std::optional<Error>& error, const Json& res
 }
 
 /// The agent's life, from start to 'quit'.
-int serve(int orders, int answers, const MakeAgent& make, const std::function<void()>& started) {
+int serve(int orders, int answers, const MakeAgent& make, const HasDone& hasDone) {
     try {
         const std::unique_ptr<Agent> agent = make();
         acknowledge(answers, std::nullopt, Json::object());
-        started();
+        std::size_t done = 0;
+        hasDone(done);
         Interpreter interpreter(*agent);
         LineReader lines(orders);
         while (const auto line = lines.next()) {
@@ -56,6 +57,7 @@ int serve(int orders, int answers, const MakeAgent& make, const std::function<vo
                 return 0;
             }
             acknowledge(answers, outcome.error, outcome.reply.json());
+            hasDone(++done);
         }
         return 1;
     } catch (...) {
@@ -76,7 +78,7 @@ AgentProcess::AgentProcess(const StatePlace& place, const Death& death,
             if (beforeStart) {
                 beforeStart();
             }
-            reaper->begin(Death::From::start);
+            reaper->starts();
             return std::make_unique<Agent>(
                 asicTarget(),
                 StateOptions{.directory = std::make_shared<const Pello::StateDirectory>(
@@ -84,14 +86,14 @@ AgentProcess::AgentProcess(const StatePlace& place, const Death& death,
                              .beforeStore = [reaper] { reaper->tableStore(); }},
                 nullptr);
         },
-        [reaper] { reaper->begin(Death::From::commands); });
+        [reaper](std::size_t commands) { reaper->hasDone(commands); });
 }
 
 AgentProcess::AgentProcess() {
-    fork([] { return std::make_unique<Agent>(asicTarget()); }, [] {});
+    fork([] { return std::make_unique<Agent>(asicTarget()); }, [](std::size_t) {});
 }
 
-void AgentProcess::fork(const MakeAgent& make, const std::function<void()>& started) {
+void AgentProcess::fork(const MakeAgent& make, const HasDone& hasDone) {
     // A process that dies before it has read all its orders is what this is about.
     std::signal(SIGPIPE, SIG_IGN);
     // Loaded here, so that not every agent needs to.
@@ -101,7 +103,7 @@ void AgentProcess::fork(const MakeAgent& make, const std::function<void()>& star
     child_ = std::make_unique<ChildProcess>([&] {
         orders.write = FileDescriptor();
         answers.read = FileDescriptor();
-        return serve(orders.read.get(), answers.write.get(), make, started);
+        return serve(orders.read.get(), answers.write.get(), make, hasDone);
     });
     orders_ = std::move(orders.write);
     answers_ = std::move(answers.read);

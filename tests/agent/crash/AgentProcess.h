@@ -33,6 +33,8 @@ struct LastWords {
 };
 
 using MakeAgent = std::function<std::unique_ptr<Agent>()>;
+/// Told of every number of commands that were acknowledged, from none on.
+using HasDone = std::function<void(std::size_t)>;
 
 /**
  * An agent over a state directory in a process of its own, which carries out command lines one
@@ -61,7 +63,7 @@ class AgentProcess {
   private:
     using Clock = std::chrono::steady_clock;
 
-    void fork(const MakeAgent& make, const std::function<void()>& started);
+    void fork(const MakeAgent& make, const HasDone& hasDone);
     void order(const std::string& line);
     /// None: the process is over.
     std::optional<Answer> answer();

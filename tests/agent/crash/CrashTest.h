@@ -44,9 +44,11 @@ class CrashTest : public testing::Test {
     /// And then have it change and delete everything, over a copy of the directory.
     void expectWorksOnFrom(const StatePlace& place);
 
-    /// Kills an agent at each step of that kind that the scenario has, and starts another one each
-    /// time; returns the number of deaths.
+    /// Kills an agent at each step of that kind that each of the scenario's commands has, and its
+    /// end, and starts another one each time; returns the number of deaths.
     std::uint64_t fallDuringScenario(Death::Way way);
+    /// False when the agent survived it.
+    bool isFall(const Death& death, std::uint64_t number);
     /// Kills the agent that starts over what is in a place at each, or every `stride`th, step that
     /// its start has, and starts another one each time; returns the number of deaths. With a second
     /// death the next start dies of that, and it is the third that must put everything right.

@@ -3,14 +3,22 @@
 #include <array>
 #include <csignal>
 #include <sys/ptrace.h>
+#include <unistd.h>
 
 #include "tests/agent/crash/AsicLibrary.h"
 
 namespace LagAgent::Crash {
 
+namespace {
+
+constexpr int kSurvived = 3;
+
+} // namespace
+
 std::string Death::name() const {
     constexpr std::array kWays{"no death", "ASIC step", "table store", "system call stop", "time"};
-    const std::string where = from == From::start ? " of the start" : " of the commands";
+    const std::string where =
+        from == From::start ? " of the start" : " after " + std::to_string(after) + " commands";
     if (way == Way::none) {
         return kWays[0];
     }
@@ -20,8 +28,16 @@ std::string Death::name() const {
            where;
 }
 
-void Reaper::begin(Death::From from) {
-    if (from != death_.from || isCounting_) {
+void Reaper::hasDone(std::size_t commands) {
+    if (isCounting_ && death_.from == Death::From::command) {
+        ::_exit(kSurvived);
+    }
+    begin(Death::From::command, commands);
+}
+
+void Reaper::begin(Death::From from, std::size_t done) {
+    if (death_.way == Death::Way::none || death_.way == Death::Way::atTime || from != death_.from ||
+        done != death_.after) {
         return;
     }
     isCounting_ = true;

@@ -12,9 +12,11 @@ using Way = Death::Way;
 
 /// First deaths that leave the next start much to do, each of its own kind.
 constexpr std::array kFirstDeaths{
-    Death{.way = Way::asicStep, .at = 333},   Death{.way = Way::asicStep, .at = 520},
-    Death{.way = Way::tableStore, .at = 90},  Death{.way = Way::asicStep, .at = 150},
-    Death{.way = Way::systemCall, .at = 901},
+    Death{.way = Way::asicStep, .after = 21, .at = 18},
+    Death{.way = Way::asicStep, .after = 3, .at = 18},
+    Death{.way = Way::tableStore, .after = 18, .at = 4},
+    Death{.way = Way::asicStep, .after = 11, .at = 1},
+    Death{.way = Way::systemCall, .after = 26, .at = 20},
 };
 /// Every how many steps a start dies, but over what the first of these left.
 constexpr std::uint64_t kSample = 11;
