@@ -12,7 +12,7 @@ using Way = Death::Way;
 
 /// First deaths that leave the next start much to do, each of its own kind.
 constexpr std::array kFirstDeaths{
-    Death{.way = Way::asicStep, .after = 21, .at = 18},
+    Death{.way = Way::asicStep, .after = 21, .at = 8},
     Death{.way = Way::asicStep, .after = 3, .at = 18},
     Death{.way = Way::tableStore, .after = 18, .at = 4},
     Death{.way = Way::asicStep, .after = 11, .at = 1},
