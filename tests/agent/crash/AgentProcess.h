@@ -58,7 +58,6 @@ class AgentProcess {
 
     /// Orders all these, then the end, and waits for it, or for the death if that comes first.
     LastWords runOut(const std::vector<std::string>& lines);
-    void kill() { child_->kill(); }
 
   private:
     using Clock = std::chrono::steady_clock;

@@ -11,8 +11,8 @@ namespace LagAgent::Crash {
 /// The factories made one PD write; records, chip and desired state agree; every handle is one
 /// object's; the chip holds what the model has and no more.
 void expectWhole(AgentProcess& agent);
-/// The model is one of these; returns which.
-std::size_t expectModel(AgentProcess& agent, const std::vector<Json>& models);
+/// The model is one of these.
+void expectModel(AgentProcess& agent, const std::vector<Json>& models);
 /// Every object can be changed, then deleted, and then the chip is empty.
 void expectWorksOn(AgentProcess& agent);
 

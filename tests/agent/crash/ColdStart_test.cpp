@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <fstream>
 
 #include "platform/Glimt/SlotFormat.h"
@@ -13,9 +14,7 @@
 namespace LagAgent::Crash {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsSupersetOf;
 
 constexpr std::array kTables{"entries", "members", "groups"};
 

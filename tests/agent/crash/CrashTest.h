@@ -47,8 +47,6 @@ class CrashTest : public testing::Test {
     /// Kills an agent at each step of that kind that each of the scenario's commands has, and its
     /// end, and starts another one each time; returns the number of deaths.
     std::uint64_t fallDuringScenario(Death::Way way);
-    /// False when the agent survived it.
-    bool isFall(const Death& death, std::uint64_t number);
     /// Kills the agent that starts over what is in a place at each, or every `stride`th, step that
     /// its start has, and starts another one each time; returns the number of deaths. With a second
     /// death the next start dies of that, and it is the third that must put everything right.
@@ -70,6 +68,8 @@ class CrashTest : public testing::Test {
     std::uint64_t lookups() const noexcept { return lookups_; }
 
   private:
+    /// One death of the scenario and the start after it; false when the agent survived.
+    bool isFall(const Death& death, std::uint64_t number);
     std::vector<Json> modelsAfter(std::size_t commands) const;
     void expectNothingLost(const Sightings& sightings);
 

@@ -39,7 +39,6 @@ class Watcher {
   public:
     /// Returns when the first sweep over all the flows is done.
     Watcher(const StatePlace& place, const std::vector<WatchedLag>& lags);
-    ~Watcher() = default;
 
     /// Waits for a sweep that begins after this call.
     void awaitSweep();
