@@ -75,7 +75,11 @@ EntryName entryOf(const Arguments& a) {
 }
 
 void entrySet(Agent& agent, const Arguments& a, Reply&) {
-    agent.configuration.entrySet(entryOf(a), {a.number("id"), a.word("target") == "member"});
+    const EntryName entry = entryOf(a);
+    agent.configuration.entrySet(entry, {a.number("id"), a.word("target") == "member"});
+    if (agent.state) {
+        agent.state->entryWasSet(agent.configuration.entries().at(entry).match);
+    }
 }
 
 void entryDel(Agent& agent, const Arguments& a, Reply&) {
@@ -114,7 +118,7 @@ void faultClear(Agent& agent, const Arguments&, Reply&) {
 /// Records, chip and desired state as they are now.
 struct Now {
     explicit Now(Agent& agent)
-        : records(readRecords(agent.requiredState().keys())), chip(agent.chip.read()),
+        : records(readAllRecords(agent.requiredState().keys())), chip(agent.chip.read()),
           desired(agent.requiredState().database().read()) {}
 
     Records records;

@@ -5,24 +5,32 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
 namespace asic {
 
 void CallLog::start(std::size_t capacity) {
-    ring_ = std::vector<CallRecord>(capacity);
-    begin_ = end_;
+    // No page of it is touched before its calls are made: an agent that starts does not wait for it.
+    std::vector<CallRecord> ring;
+    ring.reserve(capacity);
+    ring_ = std::move(ring);
+    capacity_ = capacity;
+    first_ = begin_ = end_;
     recording_ = true;
 }
 
 void CallLog::append(CallRecord record) noexcept {
     record.sequence = end_;
-    ring_[end_ % ring_.size()] = record;
+    if (ring_.size() < capacity_)
+        ring_.push_back(record);
+    else
+        ring_[slotOf(end_)] = record;
     ++end_;
-    begin_ = std::max(begin_, end_ - std::min<std::uint64_t>(end_ - begin_, ring_.size()));
+    begin_ = std::max(begin_, end_ - std::min<std::uint64_t>(end_ - begin_, capacity_));
 }
 
 const CallRecord* CallLog::find(std::uint64_t sequence) const noexcept {
-    return sequence >= begin_ && sequence < end_ ? &ring_[sequence % ring_.size()] : nullptr;
+    return sequence >= begin_ && sequence < end_ ? &ring_[slotOf(sequence)] : nullptr;
 }
 
 namespace {

@@ -40,10 +40,16 @@ class CallLog {
     [[nodiscard]] const CallRecord* find(std::uint64_t sequence) const noexcept;
 
   private:
+    [[nodiscard]] std::size_t slotOf(std::uint64_t sequence) const noexcept {
+        return (sequence - first_) % capacity_;
+    }
+
     bool recording_ = false;
     std::uint64_t begin_ = 1;
     std::uint64_t end_ = 1;
-    std::vector<CallRecord> ring_; // call n lives in slot n mod size
+    std::uint64_t first_ = 1; // the first call since the start; call n lives n - first_ slots on
+    std::size_t capacity_ = 0;
+    std::vector<CallRecord> ring_; // grows up to the capacity, for which it has the memory
 };
 
 /// The call as one line: operation(argument=value, ...) -> status output=value ...

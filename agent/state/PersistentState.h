@@ -42,6 +42,12 @@ class PersistentState {
 
     /// From now on the driver's handles are recorded. REQUIRES: the driver's factories are done.
     void record(const BfLagGroup::LagGroupTable& table) { recorder_.emplace(table, keys_); }
+    /// See `Recorder`.
+    void entryWasSet(const BfLagGroup::LagGroupMatchSpec::PtrConst& match) {
+        if (recorder_) {
+            recorder_->entryWasSet(match);
+        }
+    }
     /// Why a handle could not be recorded since the last call.
     std::optional<std::string> takeFailure() {
         return recorder_ ? recorder_->takeFailure() : std::nullopt;

@@ -41,6 +41,10 @@ void Recorder::onAttribute(Kel::AttributeId id, const void* key) {
     }
 }
 
+void Recorder::entryWasSet(const Match& match) {
+    recordOrKeepFailure(match);
+}
+
 /// An exception must not leave a notification: the driver would take it for a refused PD call.
 template <class Key>
 void Recorder::recordOrKeepFailure(const Key& key) {

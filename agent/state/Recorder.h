@@ -25,6 +25,10 @@ class Recorder : public Kel::PtrInterface::NotifieeConst {
     /// manager is `keys`, and the driver's factories are done.
     Recorder(const BfLagGroup::LagGroupTable& table, MbbGlimtKey::SharedKeyManager::Ptr keys);
 
+    /// To be told of every entry that was set: the driver reserves a key whenever it sets the
+    /// default entry, but announces the handle only if that has changed.
+    void entryWasSet(const BfLagGroup::LagGroupMatchSpec::PtrConst& match);
+
     /// The latest failure since the last call, if there was one.
     std::optional<std::string> takeFailure();
 

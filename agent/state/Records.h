@@ -24,11 +24,14 @@ struct Records {
     std::map<std::uint32_t, ChipHandle> members{};
     std::map<std::uint32_t, ChipHandle> groups{};
     std::vector<MbbGlimtKey::SharedKeyManager::Reservation> reservations{};
-    /// One line for each table that a damaged record, or one earlier in this run, cuts short.
+    /// One line for each table that has a damaged record, or had one earlier in this run.
     std::vector<std::string> corruptions{};
 };
 
-/// Reads the tables; reports no corruption to them.
+/// Reads the tables as the driver's factories do, each up to the first damaged record; reports no
+/// corruption to them.
 Records readRecords(MbbGlimtKey::SharedKeyManager& keys);
+/// Reads every record that is not damaged, also those that were stored since behind a damaged one.
+Records readAllRecords(MbbGlimtKey::SharedKeyManager& keys);
 
 } // namespace LagAgent
