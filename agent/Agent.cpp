@@ -14,7 +14,7 @@ const auto kProgramStart = Phases::Clock::now();
 
 Agent::Agent(const Target& target, const StateOptions* options, StateDatabase* desired,
              Progress* progress)
-    : library(target.pdPath), asic(library), chip(library, target),
+    : progress_(progress), library(target.pdPath), asic(library), chip(library, target),
       state(options ? openState(*options, target) : nullptr), driver(startDriver(target)),
       configuration(driver, state ? &state->database() : desired), flows(asic) {
     if (state) {
@@ -31,9 +31,17 @@ PersistentState& Agent::requiredState() const {
     return *state;
 }
 
+void Agent::begin(const char* phase) {
+    start.phases.begin(phase);
+    if (progress_) {
+        progress_->show(phase, 0, 0);
+    }
+}
+
 std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
                                                   const Target& target) {
-    start.phases.begin("chip");
+    start.onNote = options.onNote;
+    begin("chip");
     std::uint64_t boot = options.chipBoot;
     if (asic.isPresent() || !options.chipFile.empty()) {
         asic.attach(target.device, options.chipFile.empty()
@@ -41,9 +49,11 @@ std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
                                        : options.chipFile);
         boot = asic.bootGeneration(target.device);
     }
-    start.phases.begin("tables");
+    begin("tables");
     auto opened = std::make_unique<PersistentState>(options, boot, chip, target);
-    start.coldTables = opened->coldTables();
+    for (auto& reason : opened->coldTables()) {
+        start.note(std::move(reason));
+    }
     return opened;
 }
 
@@ -58,12 +68,12 @@ Driver Agent::startDriver(const Target& target) {
     if (!state) {
         return {library, target, keyManager()};
     }
-    start.phases.begin("factories");
-    const std::uint64_t begin = asic.nextCall();
+    begin("factories");
+    const std::uint64_t before = asic.nextCall();
     Driver started(library, target, keyManager());
     start.phases.end();
     if (asic.isPresent()) {
-        start.factoryWrites = asic.writes(begin, asic.nextCall());
+        start.factoryWrites = asic.writes(before, asic.nextCall());
     }
     return started;
 }

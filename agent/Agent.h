@@ -39,6 +39,11 @@ class Agent {
     Agent(const Target& target, const StateOptions& options, Progress* progress)
         : Agent(target, &options, nullptr, progress) {}
 
+  private:
+    Progress* progress_; // of the start
+
+  public:
+    // Each is made with those above it: the order is that of the start.
     PdLibrary library;
     AsicControl asic;
     ChipTables chip;
@@ -57,6 +62,7 @@ class Agent {
   private:
     Agent(const Target& target, const StateOptions* options, StateDatabase* desired,
           Progress* progress);
+    void begin(const char* phase);
     std::unique_ptr<PersistentState> openState(const StateOptions& options, const Target& target);
     MbbGlimtKey::GlimtKeyManager::Ptr keyManager() const;
     Driver startDriver(const Target& target);

@@ -104,18 +104,31 @@ std::uint64_t AsicControl::nextCall() const {
     return functions_ ? functions_->log_end() : 0;
 }
 
-std::vector<std::string> AsicControl::writes(std::uint64_t begin, std::uint64_t end) const {
-    std::vector<std::string> operations;
-    for (auto at = std::max(begin, required().log_begin()); at < end; ++at) {
+template <class Visit>
+void AsicControl::forEachCall(std::uint64_t begin, std::uint64_t end, Visit&& visit) const {
+    for (auto at = std::max(begin, functions_->log_begin()); at < end; ++at) {
         velmor_asic_call_t call{};
-        if (required().log_read(at, &call) != BfTable::kStatusSuccess) {
-            continue;
+        if (functions_->log_read(at, &call) == BfTable::kStatusSuccess) {
+            visit(call);
         }
+    }
+}
+
+std::optional<std::vector<std::string>> AsicControl::writes(std::uint64_t begin,
+                                                            std::uint64_t end) const {
+    if (!functions_) {
+        return std::nullopt;
+    }
+    std::vector<std::string> operations;
+    forEachCall(begin, end, [&operations](const velmor_asic_call_t& call) {
         const std::string operation = call.operation;
         // Of what the log keeps, these change nothing on the chip.
         if (!operation.ends_with("_get_entry") && !operation.starts_with(kSessionPrefix)) {
             operations.push_back(operation);
         }
+    });
+    if (functions_->log_begin() > begin) {
+        return std::nullopt;
     }
     return operations;
 }
@@ -125,17 +138,16 @@ std::vector<PdCallRecord> AsicControl::calls(std::uint64_t begin, std::uint64_t 
     if (!functions_) {
         return records;
     }
-    for (auto at = std::max(begin, functions_->log_begin()); at < end; ++at) {
-        velmor_asic_call_t call{};
-        const int length = functions_->log_format(at, nullptr, 0);
-        if (length < 0 || functions_->log_read(at, &call) != BfTable::kStatusSuccess) {
-            continue;
+    forEachCall(begin, end, [&](const velmor_asic_call_t& call) {
+        const int length = functions_->log_format(call.sequence, nullptr, 0);
+        std::string text(static_cast<std::size_t>(std::max(length, 0)) + 1, '\0');
+        // Other processes' calls may have pushed it out meanwhile.
+        if (length >= 0 &&
+            functions_->log_format(call.sequence, text.data(), text.size()) == length) {
+            text.pop_back();
+            records.push_back({call.sequence, call.operation, call.status, std::move(text)});
         }
-        std::string text(static_cast<std::size_t>(length) + 1, '\0');
-        functions_->log_format(at, text.data(), text.size());
-        text.pop_back();
-        records.push_back({at, call.operation, call.status, std::move(text)});
-    }
+    });
     return records;
 }
 

@@ -3,6 +3,7 @@
 #include <compare>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,7 +38,7 @@ struct PdCallRecord {
  * name; a real chip's library lacks them, and then every operation but `isPresent` and the reading
  * of the call log (which is empty) throws `CommandError` (unsupported).
  *
- * The call log is on from the start.
+ * The call log is on from the start. With a chip in a file it has the calls of all processes.
  */
 class AsicControl {
   public:
@@ -64,8 +65,8 @@ class AsicControl {
     std::vector<PdCallRecord> calls(std::uint64_t begin, std::uint64_t end) const;
 
     /// The PD functions that were called from `begin` to before `end` and change the chip, in
-    /// order.
-    std::vector<std::string> writes(std::uint64_t begin, std::uint64_t end) const;
+    /// order, by whatever process; none when the log no longer has all calls from there.
+    std::optional<std::vector<std::string>> writes(std::uint64_t begin, std::uint64_t end) const;
 
     /// The `nth` call from now of the PD function fails with `status`; from then on if `isAlways`.
     void planFault(const std::string& function, std::uint32_t nth, std::uint32_t status,
@@ -75,6 +76,9 @@ class AsicControl {
   private:
     struct Functions;
     const Functions& required() const;
+    /// Calls `visit(call)` for the calls from `begin` to before `end` that the log still has.
+    template <class Visit>
+    void forEachCall(std::uint64_t begin, std::uint64_t end, Visit&& visit) const;
 
     std::unique_ptr<const Functions> functions_; // null where the library lacks them
 };

@@ -18,6 +18,13 @@ bool ChipTables::read(const Operation& operation, Arguments... arguments) const 
     return status == BfTable::kStatusSuccess;
 }
 
+template <class Operation, class... Arguments>
+void ChipTables::readThere(const Operation& operation, Arguments... arguments) const {
+    if (!read(operation, arguments...)) {
+        BfTable::throwPdFailure(operation.name(), P4_PD_STATUS_OBJ_NOT_FOUND);
+    }
+}
+
 /// Calls `visit(handle)` for every handle of a walk over the driver's scope.
 template <class First, class Next, class Visit>
 void ChipTables::walk(const First& first, const Next& next, Visit&& visit) const {
@@ -30,7 +37,7 @@ void ChipTables::walk(const First& first, const Next& next, Visit&& visit) const
 
 p4_pd_velmor_switch_usage_t ChipTables::usage() const {
     p4_pd_velmor_switch_usage_t usage{};
-    read(pd_.p4_pd_velmor_switch_get_usage, target_, &usage);
+    readThere(pd_.p4_pd_velmor_switch_get_usage, target_, &usage);
     return usage;
 }
 
@@ -44,8 +51,8 @@ ChipHandle ChipTables::defaultEntry() const {
 ChipMember ChipTables::member(ChipHandle handle) const {
     ChipMember member;
     p4_pd_velmor_switch_setLagPort_action_spec_t spec{};
-    read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_member, device_, handle, &member.action,
-         &spec);
+    readThere(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_member, device_, handle,
+              &member.action, &spec);
     if (member.action == P4_PD_ACTION_setLagPort) {
         member.port = spec.action_egrL2AintfPort;
     }
@@ -55,16 +62,16 @@ ChipMember ChipTables::member(ChipHandle handle) const {
 ChipGroup ChipTables::group(ChipHandle handle) const {
     ChipGroup group;
     std::uint32_t count = 0;
-    read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_group, device_, handle, &group.size,
-         &count);
+    readThere(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_group, device_, handle, &group.size,
+              &count);
     ChipHandle member = 0;
     for (bool found = read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member,
                            device_, handle, &member);
          found; found = read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member,
                              device_, handle, member, &member)) {
         std::uint32_t state = 0;
-        read(pd_.p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get, device_, handle,
-             member, &state);
+        readThere(pd_.p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get, device_,
+                  handle, member, &state);
         group.members.emplace_hint(group.members.end(), member, state == P4_PD_MEMBER_ACTIVE);
     }
     return group;
@@ -74,8 +81,8 @@ ChipEntry ChipTables::entry(ChipHandle handle, bool isDefault) const {
     p4_pd_velmor_switch_lagGroup_match_spec_t match{};
     std::uint32_t priority = 0, member = 0, group = 0;
     bool hasMember = false, hasGroup = false, spare = false;
-    read(pd_.p4_pd_velmor_switch_lagGroup_get_entry, device_, handle, true, &match, &priority,
-         &hasMember, &hasGroup, &member, &group, &spare);
+    readThere(pd_.p4_pd_velmor_switch_lagGroup_get_entry, device_, handle, true, &match, &priority,
+              &hasMember, &hasGroup, &member, &group, &spare);
     ChipEntry entry{.target = {hasGroup ? group : member, hasGroup}};
     if (!isDefault) {
         entry.name = MatchKey{match.egrMd_egrL2AintfUnresolved,

@@ -23,7 +23,10 @@ class ChipTables {
   private:
     /// False when there is no such object.
     template <class Operation, class... Arguments>
-    bool read(const Operation& operation, Arguments... arguments) const;
+    [[nodiscard]] bool read(const Operation& operation, Arguments... arguments) const;
+    /// The same for an object that a walk has just named.
+    template <class Operation, class... Arguments>
+    void readThere(const Operation& operation, Arguments... arguments) const;
     template <class First, class Next, class Visit>
     void walk(const First& first, const Next& next, Visit&& visit) const;
 

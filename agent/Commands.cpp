@@ -6,6 +6,9 @@
 #include "agent/Show.h"
 #include "agent/Text.h"
 #include "agent/ValueType.h"
+#include "agent/restart/Audit.h"
+#include "agent/restart/Plan.h"
+#include "agent/restart/Restart.h"
 
 namespace LagAgent {
 
@@ -115,27 +118,17 @@ void faultClear(Agent& agent, const Arguments&, Reply&) {
 
 // ---- The state over restarts ---------------------------------------------------------------
 
-/// Records, chip and desired state as they are now.
-struct Now {
-    explicit Now(Agent& agent)
-        : records(readAllRecords(agent.requiredState().keys())), chip(agent.chip.read()),
-          desired(agent.requiredState().database().read()) {}
-
-    Records records;
-    ChipState chip;
-    DesiredState desired;
-};
-
 void auditNow(Agent& agent, const Arguments&, Reply& reply) {
-    const Now now(agent);
-    show(audit(now.records, now.chip, now.desired), reply);
-    showWrites(makePlan(now.records, now.chip, now.desired), reply);
+    const Situation now = readSituation(agent.chip, agent.requiredState());
+    show(audit(now), reply);
+    makePlan(now).showWrites(reply);
 }
 
 void auditSteps(Agent& agent, const Arguments&, Reply& reply) {
-    const Now now(agent);
-    showSteps(makePlan(now.records, now.chip, now.desired), reply);
+    makePlan(readSituation(agent.chip, agent.requiredState())).showSteps(reply);
 }
+
+// ---- The language --------------------------------------------------------------------------
 
 void addHelp(const std::vector<const Command*>& commands, Reply& reply) {
     Listing listing({"command", "what it does"});

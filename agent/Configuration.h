@@ -63,7 +63,7 @@ class Configuration {
     void entryDel(const EntryName& entry);
     const Entries& entries() const noexcept { return entries_; }
     /// Takes over an entry that is in the chip and in the database already.
-    void entryIsInstalled(const EntryName& entry, InstalledEntry installed) {
+    void installedEntryIs(const EntryName& entry, InstalledEntry installed) {
         entries_.insert_or_assign(entry, std::move(installed));
     }
 

@@ -27,10 +27,7 @@ LagGroupMember::Ptr Configuration::requiredGroupMember(GroupId group, MemberId m
 }
 
 void Configuration::requireNotAbandoned(GroupId group, MemberId member) const {
-    if (isAbandoned(group)) {
-        refuse(nameOf(group) +
-               " was abandoned when the chip refused to delete it: delete it again");
-    }
+    requireNotAbandoned({group.value(), false});
     if (isAbandoned(group, member)) {
         refuse(nameOf(member) + " of " + nameOf(group) +
                " was abandoned when the chip refused to take it out: take it out again");
@@ -46,10 +43,7 @@ void Configuration::requireNotAbandoned(const Target& target) const {
 
 void Configuration::requireJoinable(MemberId member, GroupId group, ActionType type) const {
     const auto entry = requiredMember(member);
-    if (isAbandoned(member)) {
-        refuse(nameOf(member) + " was abandoned when the chip refused to delete it: delete it and "
-                                "add it again first");
-    }
+    requireNotAbandoned({member.value(), true});
     if (driver_.handles().member(member).value() == 0) {
         refuse(nameOf(member) +
                " has no handle in hardware: set its action again with 'member set' "
@@ -120,9 +114,7 @@ void Configuration::putBack(const LagGroupGroup& removed) {
 }
 
 void Configuration::abandonedGroupDel(GroupId group) {
-    BfTable::pdCall(driver_.pd().p4_pd_velmor_switch_lagPortActionProfile_del_group,
-                    driver_.stateMachine().sessionHandle(), driver_.helper().deviceId(),
-                    driver_.handles().group(group).value());
+    driver_.chipGroupDel(driver_.handles().group(group).value());
     driver_.handles().groupDel(group);
     Silence silence(profile());
     profile().groupDel(group);

@@ -35,10 +35,7 @@ void Configuration::memberAdd(MemberId member, ActionType type, std::uint16_t po
 
 void Configuration::memberSet(MemberId member, ActionType type, std::uint16_t port) {
     const auto entry = requiredMember(member);
-    if (isAbandoned(member)) {
-        refuse(nameOf(member) +
-               " was abandoned when the chip refused to delete it: delete it again");
-    }
+    requireNotAbandoned({member.value(), true});
     const auto before = entry->action();
     const auto groups = groupsOf(member);
     if (type != before->actionType() && !groups.empty()) {
@@ -79,9 +76,7 @@ void Configuration::memberDel(MemberId member) {
 }
 
 void Configuration::abandonedMemberDel(MemberId member) {
-    BfTable::pdCall(driver_.pd().p4_pd_velmor_switch_lagPortActionProfile_del_member,
-                    driver_.stateMachine().sessionHandle(), driver_.helper().deviceId(),
-                    driver_.handles().member(member).value());
+    driver_.chipMemberDel(driver_.handles().member(member).value());
     driver_.handles().memberDel(member);
     Silence silence(profile());
     profile().entryDel(member);

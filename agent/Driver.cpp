@@ -2,6 +2,7 @@
 
 #include "BfLagGroup/KelLagGroupActionProfile.h"
 #include "agent/Errors.h"
+#include "driver-status/PdCall.h"
 
 namespace LagAgent {
 
@@ -33,6 +34,16 @@ Driver::Driver(const PdLibrary& library, const Target& target, const KeyManagerP
         throw CommandError(ErrorKind::start, "no state machine follows the action profile");
     }
     Kel::attributeIs(sm_, "sessionHandle", Kel::U32{library_.session()});
+}
+
+void Driver::chipMemberDel(std::uint32_t member) const {
+    BfTable::pdCall(pd().p4_pd_velmor_switch_lagPortActionProfile_del_member, sm_->sessionHandle(),
+                    helper().deviceId(), member);
+}
+
+void Driver::chipGroupDel(std::uint32_t group) const {
+    BfTable::pdCall(pd().p4_pd_velmor_switch_lagPortActionProfile_del_group, sm_->sessionHandle(),
+                    helper().deviceId(), group);
 }
 
 } // namespace LagAgent

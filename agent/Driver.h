@@ -31,6 +31,12 @@ class Driver {
     BfLagGroup::LagGroupTableHandles& handles() const { return helper().requiredHandles(); }
     const BfPdLagGroup::BfPdLagGroupIntf& pd() const { return helper().requiredPdLib(); }
 
+    // Removals of what the driver does not know, or has let go of: by handle, in the session of its
+    // other removals. They throw what a refused PD call does; the driver's handles stay as they
+    // are.
+    void chipMemberDel(std::uint32_t member) const;
+    void chipGroupDel(std::uint32_t group) const;
+
   private:
     const PdLibrary& library_;
     RuxTableStatusManager::InProcessStatusManager::Ptr status_;

@@ -11,9 +11,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -34,9 +38,12 @@ struct Sizes {
     std::uint32_t runs = 5;
 };
 
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 [[noreturn]] void fail(const std::string& why) {
-    std::fprintf(stderr, "RestartBench: %s\n", why.c_str());
-    std::exit(1);
+    throw Failure(why);
 }
 
 /// Runs the function in a process of its own; what it returns comes back through a pipe.
@@ -121,8 +128,28 @@ double milliseconds(Phases::Clock::duration time) {
     return std::chrono::duration<double, std::milli>(time).count();
 }
 
+/// In the order of a start; the program fails if a start reports another one.
 const std::vector<std::string> kPhases{"chip",    "tables", "factories", "audit",  "records",
                                        "members", "groups", "entries",   "removal"};
+/// The factories may take this much more than reading the records does.
+constexpr double kMostOfFactories = 2;
+
+/// The time of each phase, of all, and (restarts only) of reading the records again.
+struct Times {
+    std::map<std::string, double> phases{};
+    double all = 0;
+    double reading = 0;
+
+    std::vector<double> flat() const {
+        std::vector<double> values;
+        for (const auto& name : kPhases) {
+            values.push_back(phases.contains(name) ? phases.at(name) : 0);
+        }
+        values.push_back(all);
+        values.push_back(reading);
+        return values;
+    }
+};
 
 /// Reads what the factories read, and nothing else.
 double readRecordsAgain(Agent& agent) {
@@ -147,27 +174,28 @@ double readRecordsAgain(Agent& agent) {
     return milliseconds(Phases::Clock::now() - begin);
 }
 
-/// One start: the time of each phase, then that of reading the records (restarts only).
 std::vector<double> start(const std::string& directory, bool isRestart) {
     const auto begin = Phases::Clock::now();
     Agent agent(
         Target{.pdPath = PD_VELMOR_SWITCH_LIBRARY},
-        StateOptions{.directory = std::make_shared<Pello::StateDirectory>(directory.c_str())},
+        StateOptions{.directory = std::make_shared<Pello::StateDirectory>(Kel::String(directory))},
         nullptr);
-    std::vector<double> times;
-    for (const auto& name : kPhases) {
-        const auto& all = agent.start.phases.all();
-        const auto found = std::ranges::find(all, name, &Phases::Phase::name);
-        times.push_back(found == all.end() ? 0 : milliseconds(found->time));
+    Times times;
+    times.all = milliseconds(Phases::Clock::now() - begin);
+    for (const auto& phase : agent.start.phases.all()) {
+        const std::string name(phase.name);
+        if (std::ranges::find(kPhases, name) == kPhases.end()) {
+            fail("a start has a phase that this program does not know: " + name);
+        }
+        times.phases[name] = milliseconds(phase.time);
     }
-    times.push_back(milliseconds(Phases::Clock::now() - begin));
     if (isRestart) {
         if (!agent.start.findings.empty()) {
             fail("the audit of a restart found something");
         }
-        times.push_back(readRecordsAgain(agent));
+        times.reading = readRecordsAgain(agent);
     }
-    return times;
+    return times.flat();
 }
 
 double median(std::vector<double> values) {
@@ -175,7 +203,8 @@ double median(std::vector<double> values) {
     return values.at(values.size() / 2);
 }
 
-void report(const std::vector<double>& cold, const std::vector<std::vector<double>>& restarts) {
+/// Prints the table; false if the factories took too long.
+bool report(const std::vector<double>& cold, const std::vector<std::vector<double>>& restarts) {
     const auto column = [&](std::size_t i) {
         std::vector<double> values;
         for (const auto& run : restarts) {
@@ -187,31 +216,69 @@ void report(const std::vector<double>& cold, const std::vector<std::vector<doubl
     for (std::size_t i = 0; i < kPhases.size(); ++i) {
         std::printf("%-22s %14.1f %14.1f\n", kPhases[i].c_str(), cold.at(i), column(i));
     }
-    const std::size_t total = kPhases.size();
-    std::printf("%-22s %14.1f %14.1f\n", "all", cold.at(total), column(total));
-    std::printf("%-22s %14s %14.1f\n", "reading the records", "", column(total + 1));
-    std::printf("factories / reading the records: %.2f\n", column(2) / column(total + 1));
+    const std::size_t all = kPhases.size();
+    const double reading = column(all + 1);
+    std::printf("%-22s %14.1f %14.1f\n", "all", cold.at(all), column(all));
+    std::printf("%-22s %14s %14.1f\n", "reading the records", "", reading);
+    const auto factories = std::ranges::find(kPhases, "factories") - kPhases.begin();
+    const double ratio = column(static_cast<std::size_t>(factories)) / reading;
+    std::printf("factories / reading the records: %.2f, at most %.1f\n", ratio, kMostOfFactories);
+    return ratio <= kMostOfFactories;
+}
+
+std::uint32_t numberOf(const char* text) {
+    std::uint32_t number = 0;
+    const char* const end = text + std::strlen(text);
+    const auto [rest, error] = std::from_chars(text, end, number);
+    if (error != std::errc() || rest != end || number == 0) {
+        fail(std::string("not a number above 0: ") + text);
+    }
+    return number;
+}
+
+/// A directory of this run's own, gone with it.
+class Place {
+  public:
+    Place() {
+        if (!mkdtemp(path_)) {
+            fail("no directory under /dev/shm");
+        }
+    }
+    ~Place() { std::filesystem::remove_all(path_); }
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+    std::string path() const { return path_; }
+
+  private:
+    char path_[32] = "/dev/shm/RestartBench-XXXXXX";
+};
+
+bool run(const Sizes& sizes) {
+    const Place place;
+    inProcess([&] { return prepare(place.path(), sizes); });
+    const auto cold = inProcess([&] { return start(place.path(), false); });
+    std::vector<std::vector<double>> restarts;
+    for (std::uint32_t run = 0; run < sizes.runs; ++run) {
+        restarts.push_back(inProcess([&] { return start(place.path(), true); }));
+    }
+    return report(cold, restarts);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    Sizes sizes;
-    std::uint32_t* const fields[]{&sizes.members, &sizes.groups, &sizes.entries, &sizes.runs};
-    for (int i = 1; i < argc && i <= 4; ++i) {
-        *fields[i - 1] = static_cast<std::uint32_t>(std::max(1l, std::atol(argv[i])));
+    try {
+        Sizes sizes;
+        std::uint32_t* const fields[]{&sizes.members, &sizes.groups, &sizes.entries, &sizes.runs};
+        if (argc > 5) {
+            fail("usage: RestartBench [MEMBERS GROUPS ENTRIES [RUNS]]");
+        }
+        for (int i = 1; i < argc; ++i) {
+            *fields[i - 1] = numberOf(argv[i]);
+        }
+        return run(sizes) ? 0 : 1;
+    } catch (const Failure& failure) {
+        std::fprintf(stderr, "RestartBench: %s\n", failure.what());
+        return 1;
     }
-    char path[] = "/dev/shm/RestartBench-XXXXXX";
-    if (!mkdtemp(path)) {
-        fail("no directory under /dev/shm");
-    }
-    const std::string directory = path;
-    inProcess([&] { return prepare(directory, sizes); });
-    const auto cold = inProcess([&] { return start(directory, false); });
-    std::vector<std::vector<double>> restarts;
-    for (std::uint32_t run = 0; run < sizes.runs; ++run) {
-        restarts.push_back(inProcess([&] { return start(directory, true); }));
-    }
-    report(cold, restarts);
-    std::filesystem::remove_all(directory);
 }

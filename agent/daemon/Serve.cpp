@@ -20,25 +20,26 @@ Agent& startAgent(const ServeOptions& options, const StateOptions& state, Progre
 }
 
 void logStart(const StartReport& start, const Log& log) {
-    for (const auto& warning : start.warnings()) {
-        log.write(LogLevel::warning, "start-note", {{"message", warning}});
-    }
     using std::chrono::milliseconds;
     log.write(LogLevel::info, "reconciled",
               {{"entries", start.entries},
                {"members", start.members},
                {"groups", start.groups},
-               {"findings", start.sum(start.findings)},
-               {"writes", start.sum(start.writes)},
+               {"findings", sumOf(start.findings)},
+               {"writes", sumOf(start.writes)},
                {"orphans", start.orphansRemoved},
                {"ms", std::chrono::duration_cast<milliseconds>(start.total).count()}});
 }
 
-StateOptions openState(const ServeOptions& options) {
+/// Having them makes this process the directory's only agent.
+StateOptions takeState(const ServeOptions& options, const Log& log) {
     const Kel::String directory(options.stateDirectory);
     return {.directory = std::make_shared<const Pello::StateDirectory>(directory),
             .chipFile = options.chipFile,
-            .chipBoot = options.chipBoot};
+            .chipBoot = options.chipBoot,
+            .onNote = [&log](const std::string& note) {
+                log.write(LogLevel::warning, "start-note", {{"message", note}});
+            }};
 }
 
 /// The chip has changed, and the desired state could not follow. The next start brings the chip
@@ -59,7 +60,7 @@ int serve(const ServeOptions& options) {
         StartProgress progress(log);
         progress.show("taking the state directory", 0, 0);
         // First of all: from here on no other agent is here, and the socket in it is this one's.
-        const StateOptions state = openState(options);
+        const StateOptions state = takeState(options, log);
         Server server(options.control, log);
         Agent& agent = startAgent(options, state, progress);
         progress.hide();

@@ -38,8 +38,14 @@ std::string keyText(Glimt::EntryKey key) {
 
 class Comparison {
   public:
-    Comparison(const Records& records, const ChipState& chip, const DesiredState& desired)
-        : records_(records), chip_(chip), desired_(desired) {}
+    explicit Comparison(const Situation& situation)
+        : records_(situation.records), chip_(situation.chip), desired_(situation.desired) {
+        for (const auto& [handle, entry] : chip_.entries) {
+            if (entry.target.isGroup) {
+                entriesAt_[entry.target.handle].push_back(entry.name);
+            }
+        }
+    }
 
     std::vector<Finding> run() {
         for (const auto& corruption : records_.corruptions) {
@@ -63,10 +69,12 @@ class Comparison {
     }
 
     /// Goes over what is recorded of one kind of objects, then over what is desired, then over what
-    /// is on the chip; `compare(name, chip object, desired object)` sees what is all three.
-    template <class Recorded, class OnChip, class Desired, class NameOf, class Compare>
-    void compareKind(const char* kind, const Recorded& recorded, const OnChip& onChip,
-                     const Desired& desired, NameOf nameOfKey, Compare compare) {
+    /// is on the chip. `nameOfKey(key)` names it, `compare(name, chip object, desired object)` sees
+    /// what is all three, `orphan(handle, chip object)` what nobody recorded.
+    template <class Recorded, class OnChip, class Desired, class NameOf, class Compare,
+              class Orphan>
+    void compareKind(const Recorded& recorded, const OnChip& onChip, const Desired& desired,
+                     NameOf nameOfKey, Compare compare, Orphan orphan) {
         std::set<ChipHandle> handles;
         for (const auto& [key, handle] : recorded) {
             handles.insert(handle);
@@ -89,19 +97,18 @@ class Comparison {
         }
         for (const auto& [handle, object] : onChip) {
             if (!handles.contains(handle)) {
-                orphan(kind, handle, object);
+                orphan(handle, object);
             }
         }
     }
 
-    template <class Object>
-    void orphan(const char* kind, ChipHandle handle, const Object&) {
+    void addOrphan(const char* kind, ChipHandle handle) {
         add(Kind::orphan, chipName(kind, handle), "nobody recorded it");
     }
 
     void compareMembers() {
         compareKind(
-            "member", records_.members, chip_.members, desired_.members,
+            records_.members, chip_.members, desired_.members,
             [](std::uint32_t id) { return nameOf(RuxMemberId(id)); },
             [this](const std::string& name, const ChipMember& is, const DesiredMember& wanted) {
                 const auto action = static_cast<std::uint32_t>(wanted.type);
@@ -109,7 +116,8 @@ class Comparison {
                 if (is.action != action || (hasPort && is.port != wanted.port)) {
                     add(Kind::wrongAction, name, actionText(is.action, is.port));
                 }
-            });
+            },
+            [this](ChipHandle handle, const ChipMember&) { addOrphan("member", handle); });
     }
 
     static std::string actionText(std::uint32_t action, std::uint16_t port) {
@@ -120,21 +128,17 @@ class Comparison {
     }
 
     void compareGroups() {
-        for (const auto& [handle, entry] : chip_.entries) {
-            if (entry.target.isGroup) {
-                entriesAt_[entry.target.handle].push_back(entry.name);
-            }
-        }
         compareKind(
-            "group", records_.groups, chip_.groups, desired_.groups,
+            records_.groups, chip_.groups, desired_.groups,
             [](std::uint32_t id) { return nameOf(RuxGroupId(id)); },
             [this](const std::string& name, const ChipGroup& is, const DesiredGroup& wanted) {
                 compareGroup(name, is, wanted);
-            });
+            },
+            [this](ChipHandle handle, const ChipGroup& group) { addOrphanGroup(handle, group); });
     }
 
     void compareGroup(const std::string& name, const ChipGroup& is, const DesiredGroup& wanted) {
-        if (is.size != static_cast<std::uint16_t>(wanted.size)) {
+        if (is.size != wanted.size) {
             add(Kind::wrongMembers, name, "its size is " + std::to_string(is.size));
         }
         std::size_t found = 0;
@@ -161,9 +165,9 @@ class Comparison {
         }
     }
 
-    /// An unrecorded group stands for the group that the entries are to point at which point at it,
-    /// or else for one with the same members.
-    void orphan(const char* kind, ChipHandle handle, const ChipGroup& group) {
+    /// Tells which recorded group an unrecorded one stands for: the one that its entries should
+    /// point at, or else one with the same members.
+    void addOrphanGroup(ChipHandle handle, const ChipGroup& group) {
         for (const EntryName& entry : entriesAt_[handle]) {
             const auto wanted = desired_.entries.find(entry);
             if (wanted != desired_.entries.end() && !wanted->second.member() &&
@@ -179,7 +183,7 @@ class Comparison {
                 return addTwice(handle, id);
             }
         }
-        add(Kind::orphan, chipName(kind, handle), "nobody recorded it");
+        addOrphan("group", handle);
     }
 
     void addTwice(ChipHandle handle, std::uint32_t id) {
@@ -190,30 +194,40 @@ class Comparison {
 
     void compareEntries() {
         std::map<EntryName, ChipHandle> recorded;
+        std::set<ChipHandle> contradicted;
         for (const auto& record : records_.entries) {
             const auto found = chip_.entries.find(record.handle);
             if (found != chip_.entries.end() && found->second.name != record.name) {
                 add(Kind::unknownHandle, nameOf(record.name),
                     handleText(record.handle) + ": the chip has the " + nameOf(found->second.name) +
                         " under it");
+                contradicted.insert(record.handle);
+            } else {
+                recorded.emplace(record.name, record.handle);
             }
-            recorded.emplace(record.name, record.handle);
         }
         compareKind(
-            "entry", recorded, chip_.entries, desired_.entries,
+            recorded, chip_.entries, desired_.entries,
             [](const EntryName& name) { return nameOf(name); },
             [this](const std::string& name, const ChipEntry& is,
-                   const DesiredState::Target& wanted) {
-                const auto& handles = wanted.member() ? records_.members : records_.groups;
-                const auto target = handles.find(wanted.id());
-                const ChipTarget right{target == handles.end() ? 0 : target->second,
-                                       !wanted.member()};
-                if (is.target != right) {
-                    add(Kind::wrongTarget, name,
-                        "it points at " +
-                            chipName(is.target.isGroup ? "group" : "member", is.target.handle));
+                   const DesiredState::Target& wanted) { compareTarget(name, is, wanted); },
+            [&](ChipHandle handle, const ChipEntry&) {
+                if (!contradicted.contains(handle)) {
+                    addOrphan("entry", handle);
                 }
             });
+    }
+
+    void compareTarget(const std::string& name, const ChipEntry& is,
+                       const DesiredState::Target& wanted) {
+        const auto& handles = wanted.member() ? records_.members : records_.groups;
+        const auto target = handles.find(wanted.id());
+        const ChipTarget right{target == handles.end() ? 0 : target->second, !wanted.member()};
+        if (is.target != right) {
+            add(Kind::wrongTarget, name,
+                "it points at " +
+                    chipName(is.target.isGroup ? "group" : "member", is.target.handle));
+        }
     }
 
     const Records& records_;
@@ -225,9 +239,8 @@ class Comparison {
 
 } // namespace
 
-std::vector<Finding> audit(const Records& records, const ChipState& chip,
-                           const DesiredState& desired) {
-    return Comparison(records, chip, desired).run();
+std::vector<Finding> audit(const Situation& situation) {
+    return Comparison(situation).run();
 }
 
 void show(const std::vector<Finding>& findings, Reply& reply) {
@@ -236,22 +249,6 @@ void show(const std::vector<Finding>& findings, Reply& reply) {
         listing.add({nameOf(finding.kind), finding.object, finding.detail});
     }
     reply.add("findings", listing);
-}
-
-void showWrites(const Plan& plan, Reply& reply) {
-    Listing listing({"operation", "count"});
-    for (const auto& [operation, count] : plan.writes()) {
-        listing.add({operation, count});
-    }
-    reply.add("writes", listing);
-}
-
-void showSteps(const Plan& plan, Reply& reply) {
-    Listing listing({"operation", "object"});
-    for (const Step& step : plan.steps) {
-        listing.add({operationOf(step), objectOf(step)});
-    }
-    reply.add("steps", listing);
 }
 
 } // namespace LagAgent

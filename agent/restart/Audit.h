@@ -1,7 +1,7 @@
 #pragma once
 
 #include "agent/Reply.h"
-#include "agent/restart/Plan.h"
+#include "agent/restart/Situation.h"
 
 namespace LagAgent {
 
@@ -32,18 +32,14 @@ struct Finding {
 const char* nameOf(Finding::Kind kind);
 
 /**
- * Compares the records in the shared tables, the chip and the desired state, all three as they are
- * at this moment. Changes nothing.
+ * Compares the records in the shared tables, the chip and the desired state, as they were read.
  *
- * While the agent runs and no command is under way, there is no finding except the reservations of
- * PD calls that the chip refused, and objects whose deletion it refused.
+ * While a daemon runs and no command is under way, there is no finding except reservations of PD
+ * calls that the chip refused, a group that it neither completed nor deleted, handles that could
+ * not be recorded, and a table that was found damaged in this run.
  */
-std::vector<Finding> audit(const Records& records, const ChipState& chip,
-                           const DesiredState& desired);
+std::vector<Finding> audit(const Situation& situation);
 
 void show(const std::vector<Finding>& findings, Reply& reply);
-/// The PD writes that a restart would make: how many of each operation, and in which order.
-void showWrites(const Plan& plan, Reply& reply);
-void showSteps(const Plan& plan, Reply& reply);
 
 } // namespace LagAgent

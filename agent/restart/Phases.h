@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -19,23 +21,22 @@ class Phases {
     /// Ends the phase under way and begins this one, or goes on with it. REQUIRES: the name is of
     /// static storage.
     void begin(std::string_view name) {
-        if (!phases_.empty() && phases_[current_].name == name) {
+        if (current_ && phases_[*current_].name == name) {
             return;
         }
         end();
-        current_ = 0;
-        while (current_ < phases_.size() && phases_[current_].name != name) {
-            ++current_;
-        }
-        if (current_ == phases_.size()) {
+        const auto found = std::ranges::find(phases_, name, &Phase::name);
+        current_ = static_cast<std::size_t>(found - phases_.begin());
+        if (found == phases_.end()) {
             phases_.push_back({name});
         }
     }
-    /// Ends the phase under way.
+    /// Ends the phase under way, if there is one.
     void end() {
         const auto now = Clock::now();
-        if (!phases_.empty()) {
-            phases_[current_].time += now - since_;
+        if (current_) {
+            phases_[*current_].time += now - since_;
+            current_.reset();
         }
         since_ = now;
     }
@@ -44,7 +45,7 @@ class Phases {
 
   private:
     std::vector<Phase> phases_;
-    std::size_t current_ = 0;
+    std::optional<std::size_t> current_;
     Clock::time_point since_ = Clock::now();
 };
 

@@ -1,6 +1,6 @@
 #include "agent/restart/Replay.h"
 
-#include <array>
+#include <iterator>
 
 #include "agent/Values.h"
 #include "driver-status/PdCall.h"
@@ -14,12 +14,6 @@ using Kind = Step::Kind;
 
 namespace {
 
-const char* phaseOf(Kind kind) {
-    constexpr std::array kPhases{"members", "groups",  "groups",  "groups", "entries",
-                                 "entries", "removal", "removal", "removal"};
-    return kPhases.at(static_cast<std::size_t>(kind));
-}
-
 BfLagGroup::LagGroupMatchSpec::PtrConst
 matchSpec(const MbbGlimtKey::SharedKeyManager::Match& match) {
     return Kel::dynamicPtrCast<BfLagGroup::LagGroupMatchSpec const>(match);
@@ -27,32 +21,49 @@ matchSpec(const MbbGlimtKey::SharedKeyManager::Match& match) {
 
 } // namespace
 
+struct Replay::Performer {
+    Kind kind;
+    const char* phase;
+    void (Replay::*perform)(const Step& step);
+};
+
+/// In the order of `Step::Kind`.
+const Replay::Performer Replay::kPerformers[]{
+    {Kind::oldIdle, "members", &Replay::oldIdle},
+    {Kind::memberSet, "members", &Replay::memberSet},
+    {Kind::groupMake, "groups", &Replay::groupMake},
+    {Kind::groupJoin, "groups", &Replay::groupJoin},
+    {Kind::groupIdle, "groups", &Replay::groupIdle},
+    {Kind::entryPoint, "entries", &Replay::entryPoint},
+    {Kind::entryPark, "entries", &Replay::entryPark},
+    {Kind::voidMake, "entries", &Replay::voidMake},
+    {Kind::entryVoid, "entries", &Replay::entryVoid},
+    {Kind::voidRemove, "removal", &Replay::voidRemove},
+    {Kind::entryRemove, "removal", &Replay::entryRemove},
+    {Kind::groupRemove, "removal", &Replay::groupRemove},
+    {Kind::memberRemove, "removal", &Replay::memberRemove},
+};
+
 void Replay::run(const Plan& plan, Progress* progress, Phases& phases) {
+    static_assert(std::size(kPerformers) == static_cast<std::size_t>(Kind::kCount));
     phases.begin("records");
     forget(plan);
     adopt(plan);
     std::size_t done = 0;
     for (const Step& step : plan.steps) {
-        const char* const phase = phaseOf(step.kind);
-        phases.begin(phase);
+        const Performer& performer = kPerformers[static_cast<std::size_t>(step.kind)];
+        phases.begin(performer.phase);
         if (progress) {
-            progress->show(phase, done, plan.steps.size());
+            progress->show(performer.phase, done, plan.steps.size());
         }
-        perform(step);
+        (this->*performer.perform)(step);
         ++done;
     }
+    phases.begin("records");
     for (const auto& reservation : keys_.reservations()) {
         // What it may have been for has been adopted or removed.
         keys_.reservationDel(reservation.key);
     }
-}
-
-void Replay::perform(const Step& step) {
-    constexpr std::array kPerform{
-        &Replay::memberSet,   &Replay::groupMake,   &Replay::groupJoin,
-        &Replay::groupIdle,   &Replay::entryPoint,  &Replay::entryPark,
-        &Replay::entryRemove, &Replay::groupRemove, &Replay::memberRemove};
-    (this->*kPerform.at(static_cast<std::size_t>(step.kind)))(step);
 }
 
 // ---- Before the first write --------------------------------------------------------------------
@@ -90,6 +101,12 @@ void Replay::adopt(const Plan& plan) {
 }
 
 // ---- Members and groups ------------------------------------------------------------------------
+
+void Replay::oldIdle(const Step& step) {
+    BfTable::pdCall(driver_.pd().p4_pd_velmor_switch_lagPortActionProfile_group_member_state_set,
+                    driver_.stateMachine().sessionHandle(), driver_.helper().deviceId(),
+                    step.handle, step.chipMember, Kel::U32{P4_PD_MEMBER_INACTIVE});
+}
 
 void Replay::memberSet(const Step& step) {
     const DesiredMember& member = desired_.members.at(step.id);
@@ -140,18 +157,43 @@ Replay::Match Replay::write(const EntryName& entry, const DesiredState::Target& 
 
 void Replay::entryPoint(const Step& step) {
     const auto& target = desired_.entries.at(step.entry);
-    configuration_.entryIsInstalled(step.entry, {write(step.entry, target), target});
+    configuration_.installedEntryIs(step.entry, {write(step.entry, target), target});
 }
 
 void Replay::entryPark(const Step& step) {
     write(step.entry, {step.member, true});
 }
 
+/// The driver has no id for this member, so it goes to the chip without it.
+void Replay::voidMake(const Step&) {
+    const auto& pd = driver_.pd();
+    BfTable::pdCall(
+        pd.p4_pd_velmor_switch_lagPortActionProfile_add_member_with_invalidateUcastEgressPort,
+        pd.sessionId(), driver_.helper().deviceTarget(), &void_);
+}
+
+void Replay::entryVoid(const Step& step) {
+    const auto& pd = driver_.pd();
+    if (step.entry) {
+        BfTable::pdCall(pd.p4_pd_velmor_switch_lagGroup_modify_entry, pd.sessionId(),
+                        driver_.helper().deviceId(),
+                        driver_.handles().entry(matchOf(step.entry)).value(), void_);
+        return;
+    }
+    ChipHandle entry = 0;
+    BfTable::pdCall(pd.p4_pd_velmor_switch_lagGroup_set_default_entry, pd.sessionId(),
+                    driver_.helper().deviceTarget(), void_, &entry);
+}
+
+void Replay::voidRemove(const Step&) {
+    driver_.chipMemberDel(void_);
+}
+
 // ---- Removal -----------------------------------------------------------------------------------
 
 void Replay::entryRemove(const Step& step) {
     const auto& pd = driver_.pd();
-    if (step.flag) {
+    if (!step.entry) {
         BfTable::pdCall(pd.p4_pd_velmor_switch_lagGroup_table_reset_default_entry, pd.sessionId(),
                         driver_.helper().deviceTarget());
     } else {
@@ -164,18 +206,15 @@ void Replay::entryRemove(const Step& step) {
 }
 
 void Replay::groupRemove(const Step& step) {
-    BfTable::pdCall(driver_.pd().p4_pd_velmor_switch_lagPortActionProfile_del_group,
-                    driver_.stateMachine().sessionHandle(), driver_.helper().deviceId(),
-                    step.handle);
+    driver_.chipGroupDel(step.handle);
+    // The id may stand for the new group by now, or be 0 for one that nobody recorded.
     if (driver_.handles().group(RuxGroupId(step.id)).value() == step.handle) {
         driver_.handles().groupDel(RuxGroupId(step.id));
     }
 }
 
 void Replay::memberRemove(const Step& step) {
-    BfTable::pdCall(driver_.pd().p4_pd_velmor_switch_lagPortActionProfile_del_member,
-                    driver_.stateMachine().sessionHandle(), driver_.helper().deviceId(),
-                    step.handle);
+    driver_.chipMemberDel(step.handle);
     if (driver_.handles().member(RuxMemberId(step.id)).value() == step.handle) {
         driver_.handles().memberDel(RuxMemberId(step.id));
     }

@@ -28,14 +28,20 @@ class Replay {
 
     void forget(const Plan& plan);
     void adopt(const Plan& plan);
-    void perform(const Step& step);
 
+    struct Performer;
+    static const Performer kPerformers[];
+
+    void oldIdle(const Step& step);
     void memberSet(const Step& step);
     void groupMake(const Step& step);
     void groupJoin(const Step& step);
     void groupIdle(const Step& step);
     void entryPoint(const Step& step);
     void entryPark(const Step& step);
+    void voidMake(const Step& step);
+    void entryVoid(const Step& step);
+    void voidRemove(const Step& step);
     void entryRemove(const Step& step);
     void groupRemove(const Step& step);
     void memberRemove(const Step& step);
@@ -49,6 +55,8 @@ class Replay {
     const DesiredState& desired_;
     /// The match objects of the entries that keep their handle, and of those written since.
     std::map<EntryName, Match> matches_;
+    /// The member that sends nowhere, while there is one.
+    ChipHandle void_ = 0;
 };
 
 } // namespace LagAgent

@@ -2,12 +2,17 @@
 
 #include "agent/Configuration.h"
 #include "agent/Progress.h"
+#include "agent/restart/Situation.h"
 #include "agent/restart/StartReport.h"
 
 namespace LagAgent {
 
 class ChipTables;
 class PersistentState;
+
+/// Records, chip and desired state as they are at this moment, also the records that are behind a
+/// damaged one.
+Situation readSituation(const ChipTables& chip, PersistentState& state);
 
 /**
  * Brings the chip of a driver whose factories have just run to the desired state, without a flow

@@ -42,7 +42,7 @@ void addLine(Reply& reply, const std::string& name, Json json, const std::string
 
 } // namespace
 
-std::uint32_t StartReport::sum(const std::map<std::string, std::uint32_t>& counts) {
+std::uint32_t sumOf(const std::map<std::string, std::uint32_t>& counts) {
     std::uint32_t all = 0;
     for (const auto& [name, count] : counts) {
         all += count;
@@ -62,11 +62,11 @@ void StartReport::show(Reply& reply) const {
     showTimes(reply);
     reply.add("missing groups", missingGroups, "");
     reply.add("touched groups", touchedGroups, "");
-    std::string notes;
-    for (const auto& warning : warnings()) {
-        notes += "note: " + warning + "\n";
+    std::string lines;
+    for (const auto& line : notes) {
+        lines += "note: " + line + "\n";
     }
-    reply.add("notes", warnings(), notes);
+    reply.add("notes", notes, lines);
 }
 
 void StartReport::showTimes(Reply& reply) const {
@@ -80,21 +80,11 @@ void StartReport::showTimes(Reply& reply) const {
             timeText(total) + " from the start of the process (" + text + ")");
 }
 
-std::vector<std::string> StartReport::warnings() const {
-    std::vector<std::string> lines = coldTables;
-    if (missingGroups != 0) {
-        lines.push_back("the chip lacked room for " + std::to_string(missingGroups) +
-                        " groups beside the old ones: the groups were exchanged one by one");
+void StartReport::note(std::string text) {
+    notes.push_back(std::move(text));
+    if (onNote) {
+        onNote(notes.back());
     }
-    if (!touchedGroups.empty()) {
-        std::string names;
-        for (const std::uint32_t group : touchedGroups) {
-            names += (names.empty() ? "" : ", ") + std::to_string(group);
-        }
-        lines.push_back("it lacked room for even one more: all flows of group " + names +
-                        " were on one of its members meanwhile");
-    }
-    return lines;
 }
 
 } // namespace LagAgent

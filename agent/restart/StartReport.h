@@ -1,22 +1,27 @@
 #pragma once
 
+#include <functional>
+#include <map>
 #include <optional>
+#include <string>
+#include <vector>
 
-#include "agent/restart/Audit.h"
+#include "agent/Reply.h"
 #include "agent/restart/Phases.h"
 
 namespace LagAgent {
 
+/// The sum of numbers by name.
+std::uint32_t sumOf(const std::map<std::string, std::uint32_t>& counts);
+
 /// What the latest start of a stateful agent found and did.
 class StartReport {
   public:
-    /// Why a table of records started empty, a line each.
-    std::vector<std::string> coldTables{};
     /// Handles that the driver's factories restored.
     std::size_t entries = 0;
     std::size_t members = 0;
     std::size_t groups = 0;
-    /// The PD writes that the factories made; none where the PD library keeps no log.
+    /// The PD writes that the factories made; none where the PD library keeps no log of them all.
     std::optional<std::vector<std::string>> factoryWrites{};
     /// Number of findings by kind.
     std::map<std::string, std::uint32_t> findings{};
@@ -29,11 +34,13 @@ class StartReport {
     /// From the beginning of the process to the end of the replay.
     Phases::Clock::duration total{};
 
-    static std::uint32_t sum(const std::map<std::string, std::uint32_t>& counts);
+    /// What a person should know of: records that are not believed, a chip without room.
+    std::vector<std::string> notes{};
+    /// Told of each of them as soon as it is known, also in a start that then fails.
+    std::function<void(const std::string& note)> onNote{};
 
+    void note(std::string text);
     void show(Reply& reply) const;
-    /// What a person should know of: where records came from nowhere, and where room was short.
-    std::vector<std::string> warnings() const;
 
   private:
     void showTimes(Reply& reply) const;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -18,6 +19,8 @@ struct StateOptions {
     std::string chipFile{};
     /// The boot generation of a chip whose PD library has no such controls.
     std::uint64_t chipBoot = 0;
+    /// Told of what a person should know of the start, as soon as it is known.
+    std::function<void(const std::string& note)> onNote{};
     /// Called before every store to a table of records.
     Glimt::SlotTable::BeforeStore beforeStore{};
 };

@@ -266,7 +266,7 @@ TEST_F(KeptTest, DesiredStateLostIsAnErrorOfStorage) {
 TEST_F(KeptTest, AnEntryThatIsInstalledCanBeTakenOver) {
     const auto entry = agent->configuration.entries().begin()->second;
     Configuration other(agent->driver, database_.get());
-    other.entryIsInstalled(MatchKey{5, 0xFF, 9}, entry);
+    other.installedEntryIs(MatchKey{5, 0xFF, 9}, entry);
     other.entryDel(MatchKey{5, 0xFF, 9});
     other.commit();
     EXPECT_TRUE(kept().entries.empty());

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "asic/SoftwareAsic.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
@@ -14,24 +16,10 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class ServeRestart : public testing::Test {
+/// A daemon, its client, and this process at its chip.
+class DaemonAndChip : public testing::Test {
   protected:
-    ServeRestart() { startWithTwoLags(); }
-    ~ServeRestart() override { velmor_asic_reset(); }
-
-    void startWithTwoLags() {
-        daemon.startProgram();
-        for (const char* line :
-             {"member add 1 action setLagPort port 1", "member add 2 action setLagPort port 2",
-              "group add 10 size 4 initial 1 action setLagPort", "group member add 10 2",
-              "group add 20 size 4 initial 1 action setLagPort", "group member add 20 2",
-              "group member set 20 2 inactive",
-              "entry set value 0x10 mask 0xffffffff priority 1 group 10",
-              "entry set value 0x20 mask 0xffffffff priority 1 group 20",
-              "entry set default member 2"}) {
-            EXPECT_EQ("", text(line)) << line;
-        }
-    }
+    ~DaemonAndChip() override { velmor_asic_reset(); }
 
     void killAndStart() {
         daemon.signal(SIGKILL);
@@ -51,6 +39,11 @@ class ServeRestart : public testing::Test {
         return document.value("text", "");
     }
     nlohmann::json result(const std::string& line) const { return answer(line)["result"]; }
+    void good(std::initializer_list<const char*> lines) const {
+        for (const char* line : lines) {
+            EXPECT_EQ("", text(line)) << line;
+        }
+    }
 
     /// The port that a flow of that value gets from the chip; 0 for none.
     std::uint16_t port(std::uint32_t value) const {
@@ -58,12 +51,26 @@ class ServeRestart : public testing::Test {
         EXPECT_EQ(0u, velmor_asic_forward(0, P4_PD_ALL_PIPES, value, 7, &fate));
         return fate.outcome == VELMOR_ASIC_FORWARDED ? fate.port : 0;
     }
-    void attachToTheChip() const {
-        ASSERT_EQ(0u, velmor_asic_chip_attach(0, (daemon.directory() + "/chip").c_str(), nullptr))
+    void attachToTheChip(const velmor_asic_chip_config_t* config = nullptr) const {
+        ASSERT_EQ(0u, velmor_asic_chip_attach(0, (daemon.directory() + "/chip").c_str(), config))
             << velmor_asic_attach_error();
     }
 
     Daemon daemon;
+};
+
+class ServeRestart : public DaemonAndChip {
+  protected:
+    ServeRestart() {
+        daemon.startProgram();
+        good({"member add 1 action setLagPort port 1", "member add 2 action setLagPort port 2",
+              "group add 10 size 4 initial 1 action setLagPort", "group member add 10 2",
+              "group add 20 size 4 initial 1 action setLagPort", "group member add 20 2",
+              "group member set 20 2 inactive",
+              "entry set value 0x10 mask 0xffffffff priority 1 group 10",
+              "entry set value 0x20 mask 0xffffffff priority 1 group 20",
+              "entry set default member 2"});
+    }
 };
 
 TEST_F(ServeRestart, EverythingIsThereAfterAKill) {
@@ -200,6 +207,62 @@ TEST_F(ServeRestart, ChangesOfAKilledDaemonThatWereNotAskedForAreUndone) {
     EXPECT_EQ(1, start["orphans removed"]);
     EXPECT_THAT(result("audit")["findings"], IsEmpty());
     EXPECT_EQ(2u, result("show asic")["asic members"].size());
+}
+
+/// A chip with room for one group.
+class ServeFullChip : public DaemonAndChip {
+  protected:
+    ServeFullChip() {
+        std::filesystem::create_directory(daemon.directory());
+        std::filesystem::permissions(daemon.directory(), std::filesystem::perms::owner_all);
+        velmor_asic_chip_config_t config{};
+        velmor_asic_chip_config_default(&config);
+        config.group_capacity = 1;
+        attachToTheChip(&config);
+        daemon.startProgram();
+        good({"member add 1 action setLagPort port 1", "member add 2 action setLagPort port 2",
+              "member add 9 action setLagPort port 9",
+              "group add 10 size 4 initial 1 action setLagPort", "group member add 10 2",
+              "entry set value 0x10 mask 0xffffffff priority 1 group 10",
+              "entry set default member 9"});
+    }
+};
+
+TEST_F(ServeFullChip, GroupGivesWayToOneOfItsMembersAndIsNamed) {
+    good({"group member set 10 1 inactive"});
+    EXPECT_THAT(result("audit")["findings"], IsEmpty());
+    killAndStart();
+    EXPECT_EQ(2, port(0x10));
+    const auto start = result("show start");
+    EXPECT_EQ(1, start["missing groups"]);
+    EXPECT_EQ(nlohmann::json::array({10}), start["touched groups"]);
+    EXPECT_THAT(daemon.log(),
+                HasSubstr("level=warning event=start-note message=\"the chip lacks room for even "
+                          "one group more: meanwhile all flows of group 10 are on one of its "
+                          "members\"\n"));
+    EXPECT_THAT(result("audit")["findings"], IsEmpty());
+}
+
+TEST_F(ServeFullChip, FlowsOfAGroupWithoutActiveMemberGetNoPortWhileItGivesWay) {
+    good({"group member set 10 1 inactive", "group member set 10 2 inactive"});
+    EXPECT_EQ(0, port(0x10));
+    EXPECT_THAT(result("audit")["findings"], IsEmpty());
+    const auto begin = velmor_asic_log_end();
+    killAndStart();
+    EXPECT_EQ(0, port(0x10));
+    EXPECT_EQ(9, port(0x11));
+    EXPECT_THAT(result("show start")["touched groups"], IsEmpty());
+    EXPECT_THAT(result("audit")["findings"], IsEmpty());
+    EXPECT_EQ(3u, result("show asic")["asic members"].size());
+    // The entry was never away, which would have sent its flows to the default entry's port.
+    for (auto at = begin; at < velmor_asic_log_end(); ++at) {
+        velmor_asic_call_t call{};
+        ASSERT_EQ(0u, velmor_asic_log_read(at, &call));
+        EXPECT_THAT(call.operation, testing::Not(HasSubstr("table_delete")));
+        EXPECT_THAT(call.operation, testing::Not(HasSubstr("add_entry")));
+    }
+    good({"group member set 10 1 active"});
+    EXPECT_EQ(1, port(0x10));
 }
 
 } // namespace

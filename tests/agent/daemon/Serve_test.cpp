@@ -34,6 +34,8 @@ TEST_F(Serve, TellsTheManagerHowItStartsThatItIsReadyAndThatItStops) {
     daemon.startProgram();
     EXPECT_THAT(daemon.said, ElementsAre("STATUS=Starting: taking the state directory",
                                          "STATUS=Starting: loading the driver",
+                                         "STATUS=Starting: chip", "STATUS=Starting: tables",
+                                         "STATUS=Starting: factories", "STATUS=Starting: audit",
                                          "READY=1\nSTATUS=Taking commands"));
     EXPECT_EQ(0, daemon.stop());
     EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
@@ -192,7 +194,7 @@ TEST_F(Serve, LogCanBeJson) {
         events.push_back(nlohmann::json::parse(line).at("event"));
     }
     EXPECT_THAT(events,
-                ElementsAre("start", "start", "reconciled", "ready", "command-failed", "stop"));
+                ElementsAre("start", "start", "start", "start", "start", "start", "reconciled", "ready", "command-failed", "stop"));
 }
 
 } // namespace

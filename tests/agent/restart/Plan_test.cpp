@@ -1,7 +1,5 @@
 #include "tests/agent/restart/Worlds.h"
 
-#include "agent/Errors.h"
-
 namespace LagAgent {
 namespace {
 
@@ -125,15 +123,75 @@ TEST(Plan, DefaultEntryIsSetAgainAndAnUnwantedOneReset) {
 TEST(Plan, UnwantedEntriesGoFirstOnlyWhereNewOnesLackRoom) {
     World world;
     world.desired.entries = {{MatchKey{1, 0xff, 0}, toMember(1)}};
-    EXPECT_EQ("lagPortActionProfile_del_group chip group 110", world.steps().back());
-    const auto position = [&](const std::string& line) {
-        const auto steps = world.steps();
-        return std::ranges::find(steps, line) - steps.begin();
+    const auto entrySteps = [&world] {
+        auto steps = world.steps();
+        std::erase_if(steps,
+                      [](const std::string& line) { return !line.starts_with("lagGroup_"); });
+        return steps;
     };
     const std::string add = "lagGroup_add_entry entry value 0x1 mask 0xff priority 0";
-    EXPECT_LT(position(add), position("lagGroup_table_delete chip entry 120"));
+    const std::string remove = "lagGroup_table_delete chip entry 120";
+    EXPECT_THAT(entrySteps(), ElementsAre(add, remove));
     world.chip.usage.entry_capacity = 1;
-    EXPECT_GT(position(add), position("lagGroup_table_delete chip entry 120"));
+    EXPECT_THAT(entrySteps(), ElementsAre(remove, add));
+}
+
+TEST(Plan, EntriesAreRepointedGroupByGroup) {
+    World world;
+    world.desired.groups[20] = {4, 1, kSetLagPort, {{1, true}}};
+    world.desired.entries = {{MatchKey{1, 1, 1}, toGroup(20)},
+                             {MatchKey{2, 2, 2}, toGroup(10)},
+                             {MatchKey{3, 3, 3}, toGroup(20)},
+                             {MatchKey{4, 4, 4}, toMember(1)}};
+    std::vector<std::uint32_t> order;
+    for (const Step& step : world.plan().steps) {
+        if (step.kind == Step::Kind::entryPoint) {
+            order.push_back(step.entry->value);
+        }
+    }
+    EXPECT_THAT(order, ElementsAre(2, 1, 3, 4));
+}
+
+TEST(Plan, MemberThatACutShortCommandLeftActiveBecomesInactiveFirstOfAll) {
+    World world;
+    world.chip.groups.at(110).members.at(102) = true;
+    EXPECT_EQ("lagPortActionProfile_group_member_state_set chip group 110: chip member 102",
+              world.steps().front());
+    // One that has no business in the group at all as well.
+    world.chip.groups.at(110).members = {{101, true}, {103, true}};
+    EXPECT_EQ("lagPortActionProfile_group_member_state_set chip group 110: chip member 103",
+              world.steps().front());
+    // Not the last one that carries flows.
+    world.chip.groups.at(110).members = {{101, false}, {102, true}};
+    EXPECT_EQ("lagPortActionProfile_modify_member_with_setLagPort member 1", world.steps().front());
+    // Unless none is to carry any.
+    world.desired.groups.at(10).members = {{1, false}, {2, false}};
+    EXPECT_EQ("lagPortActionProfile_group_member_state_set chip group 110: chip member 102",
+              world.steps().front());
+}
+
+TEST(Plan, MoreThanTheChipCanEverTakeIsAnObstacle) {
+    World world;
+    world.chip.usage.member_capacity = 1;
+    EXPECT_EQ("the chip has room for 1 members, and 2 are desired", world.plan().obstacle);
+    EXPECT_THAT(world.steps(), IsEmpty());
+    world.chip.usage.member_capacity = 2;
+    EXPECT_EQ("", world.plan().obstacle);
+    world.chip.usage.group_capacity = 0;
+    EXPECT_EQ("the chip has room for 0 groups, and 1 are desired", world.plan().obstacle);
+    world.chip.usage.group_capacity = 1;
+    world.chip.usage.entry_capacity = 0;
+    EXPECT_EQ("the chip has room for 0 entries, and 1 are desired", world.plan().obstacle);
+    // The default entry takes no room.
+    world.desired.entries = {{std::nullopt, toGroup(10)}};
+    EXPECT_EQ("", world.plan().obstacle);
+}
+
+TEST(Plan, EntryThatPointsAtAGroupTheChipDoesNotListIsRepointed) {
+    World world;
+    world.chip.entries.at(120).target.handle = 999;
+    EXPECT_THAT(world.steps(), testing::Contains("lagGroup_modify_entry_with_selector " + kEntry));
+    EXPECT_EQ("lagPortActionProfile_del_group chip group 110", world.steps().back());
 }
 
 // ---- A chip without room for the new groups beside the old ones ---------------------------------
@@ -144,7 +202,7 @@ struct TwoGroups : World {
     static constexpr MatchKey kOther{0x20, 0xff, 5};
 
     explicit TwoGroups(std::uint32_t groupCapacity) {
-        desired.groups[20] = {.size = 4, .initial = 1, .type = kSetLagPort, .members = {{1, true}}};
+        desired.groups[20] = {4, 1, kSetLagPort, {{1, true}}};
         desired.entries[kOther] = toGroup(20);
         records.groups[20] = 111;
         records.entries.push_back({.key = 0x600000000, .name = kOther, .handle = 121});
@@ -210,17 +268,76 @@ TEST(PlanWithoutRoom, GroupThatNoEntryUsesGivesWayUntouched) {
     EXPECT_EQ(1u, world.plan().missingGroups);
 }
 
-TEST(PlanWithoutRoom, NoActiveMemberAnywhereIsAnErrorThatSaysSo) {
+TEST(PlanWithoutRoom, GroupWithoutActiveMemberGivesWayFirstAndItsFlowsGoNowhere) {
     TwoGroups world(2);
-    world.desired.groups.at(10).members = {{1, false}, {2, false}};
     world.desired.groups.at(20).members = {{1, false}};
-    try {
-        world.plan();
-        FAIL() << "there is no order";
-    } catch (const CommandError& e) {
-        EXPECT_EQ(ErrorKind::start, e.kind());
-        EXPECT_THAT(e.what(), testing::HasSubstr("no room for one group more"));
-    }
+    world.chip.groups.at(111).members = {{101, false}};
+    auto steps = world.steps();
+    std::erase_if(steps, [](const std::string& line) {
+        return line.find("to_group") != std::string::npos ||
+               line.find("state_set") != std::string::npos;
+    });
+    EXPECT_THAT(
+        steps,
+        ElementsAre("lagPortActionProfile_modify_member_with_setLagPort member 1",
+                    "lagPortActionProfile_modify_member_with_setLagPort member 2",
+                    "lagPortActionProfile_add_member_with_invalidateUcastEgressPort a member that "
+                    "sends nowhere",
+                    "lagGroup_modify_entry " + kOtherEntry + ": nowhere for a while",
+                    "lagPortActionProfile_del_group chip group 111",
+                    "lagPortActionProfile_create_group group 10",
+                    "lagGroup_modify_entry_with_selector " + kEntry,
+                    "lagPortActionProfile_del_group chip group 110",
+                    "lagPortActionProfile_create_group group 20",
+                    "lagGroup_modify_entry_with_selector " + kOtherEntry,
+                    "lagPortActionProfile_del_member a member that sends nowhere"));
+    EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
+    EXPECT_EQ("", world.plan().obstacle);
+}
+
+TEST(PlanWithoutRoom, ParkedFlowsGoToAMemberThatWasActiveAllAlong) {
+    TwoGroups world(2);
+    world.desired.groups.at(10).members = {{1, true}, {2, true}};
+    world.chip.groups.at(110).members = {{101, false}, {102, true}};
+    EXPECT_EQ("lagGroup_modify_entry " + kEntry + ": member 2 for a while", world.course().front());
+}
+
+TEST(PlanWithoutRoom, WhatACutShortStartHasCompletedIsUsedBeforeAnythingGivesWay) {
+    // Group 10's new group 112 is complete and recorded, and one of its two entries is still at the
+    // old one.
+    TwoGroups world(3);
+    const MatchKey third{0x11, 0xff, 5};
+    world.desired.entries[third] = toGroup(10);
+    world.records.entries.push_back({.key = 0x700000000, .name = third, .handle = 122});
+    world.records.groups[10] = 112;
+    world.chip.groups[112] = world.chip.groups.at(110);
+    world.chip.entries[122] = {.name = third, .target = {112, true}};
+    world.chip.usage.groups = 3;
+    EXPECT_EQ("lagGroup_modify_entry_with_selector " + kEntry, world.course().front());
+    EXPECT_EQ("lagPortActionProfile_del_group chip group 110", world.course().at(1));
+    EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
+    // An incomplete one is not.
+    world.chip.groups.at(112).members.at(102) = true;
+    world.chip.groups.at(112).members.erase(101);
+    EXPECT_THAT(world.plan().touchedGroups, testing::SizeIs(1));
+}
+
+TEST(PlanWithoutRoom, CompleteGroupAtWhichNoEntryPointsYetIsUsedToo) {
+    TwoGroups world(3);
+    world.records.groups[10] = 112;
+    world.chip.groups[112] = world.chip.groups.at(110);
+    world.chip.usage.groups = 3;
+    EXPECT_EQ("lagGroup_modify_entry_with_selector " + kEntry, world.course().front());
+    EXPECT_EQ("lagPortActionProfile_del_group chip group 110", world.course().at(1));
+    EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
+}
+
+TEST(PlanWithoutRoom, EntryThatIsToPointAtAMemberDoesSoBeforeAnythingGivesWay) {
+    TwoGroups world(2);
+    world.desired.entries[TwoGroups::kOther] = toMember(1);
+    EXPECT_EQ("lagGroup_modify_entry " + kOtherEntry, world.course().front());
+    EXPECT_EQ("lagPortActionProfile_del_group chip group 111", world.course().at(1));
+    EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
 }
 
 } // namespace

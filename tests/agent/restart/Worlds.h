@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "agent/restart/Audit.h"
+#include "agent/restart/Plan.h"
 #include "tests/agent/Actions.h"
 
 namespace LagAgent {
@@ -22,33 +23,33 @@ inline DesiredState::Target toGroup(std::uint32_t id) {
  * points at the group: desired, recorded, and on a chip that has room for plenty. Members have
  * handles 101 and 102, the group 110, the entry 120.
  */
-struct World {
-    DesiredState desired{
-        .members = {{1, {kSetLagPort, 1}}, {2, {kSetLagPort, 2}}},
-        .groups =
-            {{10,
-              {.size = 4, .initial = 1, .type = kSetLagPort, .members = {{1, true}, {2, false}}}}},
-        .entries = {{kKey, toGroup(10)}},
-    };
-    Records records{
-        .entries = {{.key = 0x500000000, .name = kKey, .handle = 120}},
-        .members = {{1, 101}, {2, 102}},
-        .groups = {{10, 110}},
-    };
-    ChipState chip{
-        .members = {{101, {P4_PD_ACTION_setLagPort, 1}}, {102, {P4_PD_ACTION_setLagPort, 2}}},
-        .groups = {{110, {.size = 4, .members = {{101, true}, {102, false}}}}},
-        .entries = {{120, {.name = kKey, .target = {110, true}}}},
-        .usage = {.entries = 1,
-                  .entry_capacity = 8,
-                  .members = 2,
-                  .member_capacity = 8,
-                  .groups = 1,
-                  .group_capacity = 8,
-                  .group_size_limit = 8},
-    };
+struct World : Situation {
+    World() {
+        desired = {
+            .members = {{1, {kSetLagPort, 1}}, {2, {kSetLagPort, 2}}},
+            .groups = {{10, {4, 1, kSetLagPort, {{1, true}, {2, false}}}}},
+            .entries = {{kKey, toGroup(10)}},
+        };
+        records = {
+            .entries = {{.key = 0x500000000, .name = kKey, .handle = 120}},
+            .members = {{1, 101}, {2, 102}},
+            .groups = {{10, 110}},
+        };
+        chip = {
+            .members = {{101, {P4_PD_ACTION_setLagPort, 1}}, {102, {P4_PD_ACTION_setLagPort, 2}}},
+            .groups = {{110, {.size = 4, .members = {{101, true}, {102, false}}}}},
+            .entries = {{120, {.name = kKey, .target = {110, true}}}},
+            .usage = {.entries = 1,
+                      .entry_capacity = 8,
+                      .members = 2,
+                      .member_capacity = 8,
+                      .groups = 1,
+                      .group_capacity = 8,
+                      .group_size_limit = 8},
+        };
+    }
 
-    Plan plan() const { return makePlan(records, chip, desired); }
+    Plan plan() const { return makePlan(*this); }
     std::vector<std::string> steps() const {
         std::vector<std::string> lines;
         for (const Step& step : plan().steps) {
@@ -58,7 +59,7 @@ struct World {
     }
     std::vector<std::string> findings() const {
         std::vector<std::string> lines;
-        for (const auto& [kind, object, detail] : audit(records, chip, desired)) {
+        for (const auto& [kind, object, detail] : audit(*this)) {
             lines.push_back(std::string(nameOf(kind)) + ": " + object + ": " + detail);
         }
         return lines;

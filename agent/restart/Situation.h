@@ -1,0 +1,14 @@
+#pragma once
+
+#include "agent/state/Records.h"
+
+namespace LagAgent {
+
+/// The three that must agree, each as it was read.
+struct Situation {
+    Records records{};
+    ChipState chip{};
+    DesiredState desired{};
+};
+
+} // namespace LagAgent
