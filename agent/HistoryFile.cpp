@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -51,12 +52,12 @@ std::vector<std::string> HistoryFile::latest() const {
     return lines;
 }
 
-void HistoryFile::add(const std::string& line) const {
+bool HistoryFile::add(const std::string& line) const {
     const Pello::FileDescriptor file(::open(
         path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, S_IRUSR | S_IWUSR));
     const std::string text = line + "\n";
     // One write, so that lines of two prompts do not mix.
-    [[maybe_unused]] const ssize_t written = ::write(file.get(), text.data(), text.size());
+    return ::write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
 /// Another prompt may add to the old file while the new one takes its place; those lines are lost.
@@ -65,10 +66,12 @@ void HistoryFile::keepOnly(const std::vector<std::string>& lines) const {
     std::error_code ignored;
     std::filesystem::remove(name, ignored);
     const HistoryFile shorter(name);
-    for (const auto& line : lines) {
-        shorter.add(line);
+    const auto add = [&](const std::string& line) { return shorter.add(line); };
+    if (std::ranges::all_of(lines, add)) {
+        std::filesystem::rename(name, path_, ignored);
+    } else {
+        std::filesystem::remove(name, ignored); // the disk is full: better too long than cut off
     }
-    std::filesystem::rename(name, path_, ignored);
 }
 
 std::string historyPath(const std::string& program) {

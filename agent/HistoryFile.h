@@ -15,7 +15,8 @@ class HistoryFile {
     /// The latest lines, the oldest first. A file that has grown far beyond them is cut to them.
     std::vector<std::string> latest() const;
 
-    void add(const std::string& line) const;
+    /// False if the line is not, or not wholly, in the file.
+    bool add(const std::string& line) const;
 
     static constexpr std::size_t kKept = 1000;
 

@@ -4,14 +4,6 @@
 
 namespace LagAgent {
 
-namespace {
-
-[[noreturn]] void makesNoSense(const std::string& what) {
-    throw CommandError(ErrorKind::connection, "what was received makes no sense: " + what);
-}
-
-} // namespace
-
 Json toJson(const Error& error) {
     Json json{{"kind", kindName(error.kind)}, {"message", error.message}};
     if (error.status) {
@@ -31,10 +23,14 @@ Json toJson(const std::vector<PdCallRecord>& calls) {
     return json;
 }
 
+void makesNoSense(const std::string& message) {
+    throw CommandError(ErrorKind::connection, message);
+}
+
 std::string textOf(const Json& json, const char* name) {
     const auto found = json.find(name); // the end for anything but an object
     if (found == json.end() || !found->is_string()) {
-        makesNoSense(std::string("no text '") + name + "'");
+        makesNoSense(std::string("what was received has no text '") + name + "'");
     }
     return found->get<std::string>();
 }
@@ -43,7 +39,7 @@ std::uint32_t numberOf(const Json& json, const char* name) {
     const auto found = json.find(name);
     if (found == json.end() || !found->is_number_unsigned() ||
         found->get<std::uint64_t>() > std::numeric_limits<std::uint32_t>::max()) {
-        makesNoSense(std::string("no number '") + name + "'");
+        makesNoSense(std::string("what was received has no number '") + name + "'");
     }
     return found->get<std::uint32_t>();
 }
@@ -51,7 +47,7 @@ std::uint32_t numberOf(const Json& json, const char* name) {
 Error errorOf(const Json& json) {
     const auto kind = kindOfName(textOf(json, "kind"));
     if (!kind) {
-        makesNoSense("an unknown kind of error");
+        makesNoSense("what was received has an unknown kind of error");
     }
     Error error{*kind, textOf(json, "message")};
     if (json.contains("status")) {
@@ -64,7 +60,7 @@ Error errorOf(const Json& json) {
 
 std::vector<PdCallRecord> callsOf(const Json& json) {
     if (!json.is_array()) {
-        makesNoSense("the PD calls are no array");
+        makesNoSense("the PD calls in an answer are no array");
     }
     std::vector<PdCallRecord> calls;
     for (const auto& call : json) {

@@ -13,6 +13,9 @@ namespace LagAgent {
 Json toJson(const Error& error);
 Json toJson(const std::vector<PdCallRecord>& calls);
 
+/// Throws `CommandError` (connection): what came over the socket is not what should.
+[[noreturn]] void makesNoSense(const std::string& message);
+
 /// The way back; the calls are numbered from 0. What is not as above throws `CommandError`
 /// (connection).
 Error errorOf(const Json& json);

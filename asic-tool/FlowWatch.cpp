@@ -1,8 +1,9 @@
 #include "asic-tool/FlowWatch.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <utility>
+
+#include "asic-tool/Status.h"
 
 namespace asic_tool {
 
@@ -13,8 +14,7 @@ void FlowWatch::send() {
     const auto begin = Clock::now();
     const pipe_status status = velmor_asic_forward(device_, pipe_, expected.value, hash_, &result);
     const auto waited = Clock::now() - begin;
-    if (status != P4_PD_STATUS_SUCCESS)
-        throw std::runtime_error("the chip takes no flow: status " + std::to_string(status));
+    require(status, "the chip takes no flow");
 
     const bool hasPort =
         result.outcome == VELMOR_ASIC_FORWARDED && result.action == P4_PD_ACTION_setLagPort;

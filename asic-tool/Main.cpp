@@ -9,6 +9,7 @@
 #include "asic-tool/Calls.h"
 #include "asic-tool/Options.h"
 #include "asic-tool/ShowChip.h"
+#include "asic-tool/Status.h"
 #include "asic-tool/WatchLoop.h"
 #include "asic/SoftwareAsic.h"
 
@@ -37,8 +38,7 @@ void showCalls(const Options& options) {
 }
 
 void powerCycle() {
-    if (velmor_asic_chip_power_cycle(kDevice) != P4_PD_STATUS_SUCCESS)
-        throw std::runtime_error("the chip cannot be power-cycled");
+    require(velmor_asic_chip_power_cycle(kDevice), "the chip cannot be power-cycled");
 }
 
 /// Answers requests with nothing until the file is there; false if they are over before.

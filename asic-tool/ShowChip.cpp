@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <sstream>
 
+#include "asic-tool/Status.h"
 #include "asic/SoftwareAsic.h"
 
 namespace asic_tool {
@@ -12,18 +13,24 @@ namespace {
 
 constexpr p4_pd_sess_hdl_t kSession = 0;
 
-using First = pipe_status (*)(p4_pd_sess_hdl_t, p4_pd_dev_target_t, std::uint32_t*);
-using Next = pipe_status (*)(p4_pd_sess_hdl_t, p4_pd_dev_target_t, std::uint32_t, std::uint32_t*);
+/// Visits the handles of a walk, which is over a scope, or over a device's group.
+template <class First, class Next, class Visit, class... Where>
+void walk(First first, Next next, Visit visit, Where... where) {
+    std::uint32_t handle = 0;
+    for (bool isThere = isFound(first(kSession, where..., &handle)); isThere;
+         isThere = isFound(next(kSession, where..., handle, &handle)))
+        visit(handle);
+}
 
 /// The descriptions of what a walk visits; one that is gone when it is to be described is left out.
-template <class Describe>
-Json walk(First first, Next next, p4_pd_dev_target_t scope, Describe describe) {
+template <class First, class Next, class Describe>
+Json describeAll(First first, Next next, p4_pd_dev_target_t scope, Describe describe) {
     Json all = Json::array();
-    std::uint32_t handle = 0;
-    for (pipe_status status = first(kSession, scope, &handle); status == P4_PD_STATUS_SUCCESS;
-         status = next(kSession, scope, handle, &handle))
+    const auto add = [&](std::uint32_t handle) {
         if (Json one = describe(scope.device_id, handle); !one.is_null())
             all.push_back(std::move(one));
+    };
+    walk(first, next, add, scope);
     return all;
 }
 
@@ -32,8 +39,8 @@ Json describeMember(int device, std::uint32_t handle) {
                                   "setLagPort", "setPhysicalPort", "setTunnelInfo"};
     std::uint32_t action = 0;
     p4_pd_velmor_switch_setLagPort_action_spec_t spec{};
-    if (p4_pd_velmor_switch_lagPortActionProfile_get_member(kSession, device, handle, &action,
-                                                            &spec) != P4_PD_STATUS_SUCCESS)
+    if (!isFound(p4_pd_velmor_switch_lagPortActionProfile_get_member(kSession, device, handle,
+                                                                     &action, &spec)))
         return nullptr;
     Json member{{"handle", handle}, {"action", kActions.at(action)}};
     if (action == P4_PD_ACTION_setLagPort)
@@ -44,28 +51,25 @@ Json describeMember(int device, std::uint32_t handle) {
 Json describeGroup(int device, std::uint32_t group) {
     std::uint16_t size = 0;
     std::uint32_t count = 0;
-    if (p4_pd_velmor_switch_lagPortActionProfile_get_group(kSession, device, group, &size,
-                                                           &count) != P4_PD_STATUS_SUCCESS)
+    if (!isFound(p4_pd_velmor_switch_lagPortActionProfile_get_group(kSession, device, group, &size,
+                                                                    &count)))
         return nullptr;
     Json active = Json::array();
     Json inactive = Json::array();
-    std::uint32_t member = 0;
-    for (pipe_status status = p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member(
-             kSession, device, group, &member);
-         status == P4_PD_STATUS_SUCCESS;
-         status = p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member(
-             kSession, device, group, member, &member)) {
+    const auto add = [&](std::uint32_t member) {
         std::uint32_t state = P4_PD_MEMBER_ACTIVE;
-        if (p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get(
-                kSession, device, group, member, &state) == P4_PD_STATUS_SUCCESS)
+        if (isFound(p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get(
+                kSession, device, group, member, &state)))
             (state == P4_PD_MEMBER_ACTIVE ? active : inactive).push_back(member);
-    }
+    };
+    walk(p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member,
+         p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member, add, device, group);
     return {{"handle", group}, {"size", size}, {"active", active}, {"inactive", inactive}};
 }
 
 Json describeEntry(int device, std::uint32_t handle) {
     velmor_asic_entry_t entry{};
-    if (velmor_asic_entry_read(device, handle, &entry) != P4_PD_STATUS_SUCCESS)
+    if (!isFound(velmor_asic_entry_read(device, handle, &entry)))
         return nullptr;
     Json json{{"handle", handle},
               {"default", entry.default_entry},
@@ -88,23 +92,25 @@ Json describeUsage(const p4_pd_velmor_switch_usage_t& usage) {
 
 Json describeScope(const Json& name, p4_pd_dev_target_t scope,
                    const p4_pd_velmor_switch_usage_t& usage) {
-    Json entries = walk(p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
-                        p4_pd_velmor_switch_lagGroup_get_next_entry_handle, scope, describeEntry);
+    Json entries =
+        describeAll(p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
+                    p4_pd_velmor_switch_lagGroup_get_next_entry_handle, scope, describeEntry);
     std::uint32_t byDefault = 0;
-    if (p4_pd_velmor_switch_lagGroup_get_default_entry_handle(kSession, scope, &byDefault) ==
-        P4_PD_STATUS_SUCCESS) {
+    if (isFound(
+            p4_pd_velmor_switch_lagGroup_get_default_entry_handle(kSession, scope, &byDefault))) {
         if (Json entry = describeEntry(scope.device_id, byDefault); !entry.is_null())
             entries.push_back(std::move(entry));
     }
-    return {{"pipe", name},
-            {"usage", describeUsage(usage)},
-            {"members", walk(p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
-                             p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle, scope,
-                             describeMember)},
-            {"groups", walk(p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
-                            p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle, scope,
-                            describeGroup)},
-            {"entries", std::move(entries)}};
+    return {
+        {"pipe", name},
+        {"usage", describeUsage(usage)},
+        {"members", describeAll(p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
+                                p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle,
+                                scope, describeMember)},
+        {"groups", describeAll(p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
+                               p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle,
+                               scope, describeGroup)},
+        {"entries", std::move(entries)}};
 }
 
 std::string hex(const Json& number) {
@@ -160,20 +166,16 @@ bool isEmpty(const Json& scope) {
 
 Json describeChip(int device) {
     std::uint64_t generation = 0;
-    static_cast<void>(velmor_asic_chip_boot(device, &generation));
+    require(velmor_asic_chip_boot(device, &generation), kCannotBeRead);
     Json scopes = Json::array();
     p4_pd_velmor_switch_usage_t usage{};
-    const auto add = [&](const Json& name, std::uint16_t pipe) {
-        const p4_pd_dev_target_t scope{device, pipe};
-        if (p4_pd_velmor_switch_get_usage(kSession, scope, &usage) != P4_PD_STATUS_SUCCESS)
-            return false;
-        scopes.push_back(describeScope(name, scope, usage));
-        return true;
-    };
-    std::uint16_t pipe = 0;
-    while (add(pipe, pipe))
-        ++pipe;
-    add("all", P4_PD_ALL_PIPES);
+    p4_pd_dev_target_t scope{device, 0};
+    const auto readUsage = [&] { return p4_pd_velmor_switch_get_usage(kSession, scope, &usage); };
+    for (; isFound(readUsage(), P4_PD_STATUS_INVALID_ARG); ++scope.dev_pipe_id) // behind the last
+        scopes.push_back(describeScope(scope.dev_pipe_id, scope, usage));
+    scope.dev_pipe_id = P4_PD_ALL_PIPES;
+    require(readUsage(), kCannotBeRead);
+    scopes.push_back(describeScope("all", scope, usage));
     return {{"boot", generation}, {"scopes", std::move(scopes)}};
 }
 

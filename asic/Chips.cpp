@@ -36,9 +36,9 @@ Status Chips::powerCycle(int deviceId) {
 Status Chips::boot(int deviceId, std::uint64_t* generation) {
     if (!chips_.contains(deviceId))
         return P4_PD_STATUS_INVALID_ARG;
-    const auto [boot, isNew] = boots_.try_emplace(deviceId);
-    if (isNew)
-        boot->second = anyGeneration();
+    auto boot = boots_.find(deviceId);
+    if (boot == boots_.end())
+        boot = boots_.emplace(deviceId, anyGeneration()).first; // drawn first: that may throw
     *generation = boot->second;
     return P4_PD_STATUS_SUCCESS;
 }

@@ -32,7 +32,8 @@ class Chips {
     /// changed.
     [[nodiscard]] Status powerCycle(int deviceId);
 
-    /// The number of the chip's boot. It is drawn when it is first asked for.
+    /// The number of the chip's boot. It is drawn when it is first asked for, again
+    /// if that failed.
     [[nodiscard]] Status boot(int deviceId, std::uint64_t* generation);
 
     /// The chip, or null.

@@ -38,12 +38,9 @@ ctl() { "$bin/lagctl" --state-dir "$state" "$@"; }
 start() {
     "$bin/lag-agent" serve --state-dir "$state" 2>> "$work/log" &
     daemon=$!
-    for _ in {1..500}; do
-        ctl show start > "$work/start" 2> /dev/null && return
-        kill -0 "$daemon" 2> /dev/null || fail "the daemon did not start"
-        sleep 0.02
-    done
-    fail "the daemon was not ready within 10 seconds"
+    ctl --wait 10 show start > "$work/start" && return
+    kill -0 "$daemon" 2> /dev/null || fail "the daemon did not start"
+    fail "the daemon took no commands within 10 seconds"
 }
 
 # Changes all around the two LAGs: a third LAG that comes and goes, members of its own, entries that

@@ -2,8 +2,9 @@
 
 #include <iostream>
 
-#include "agent/Options.h"
+#include "agent/ExitStatus.h"
 #include "agent/TerminalProgress.h"
+#include "agent/ctl/ControlOptions.h"
 #include "agent/ctl/RemoteRunner.h"
 
 using namespace LagAgent;
@@ -13,7 +14,7 @@ namespace {
 int run(const ControlOptions& options) {
     Presenter presenter(options.presenter, std::cout, std::cerr);
     try {
-        RemoteRunner runner(options.control);
+        RemoteRunner runner(options.control, options.patience);
         TerminalProgress progress(STDERR_FILENO);
         Session session(runner, presenter, progress);
         return session.run(options.input) ? kExitGood : kExitCommandFailed;

@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <thread>
 
 #include "agent/Text.h"
 #include "agent/daemon/Address.h"
@@ -13,26 +14,47 @@ namespace LagAgent {
 
 namespace {
 
+constexpr std::chrono::milliseconds kRetryPause(20);
+
 [[noreturn]] void lost(const std::string& what) {
     throw CommandError(ErrorKind::connection, what);
 }
 
+/// Connects to that address, or returns the error's number.
+int tryToConnect(const sockaddr_un& address, Pello::FileDescriptor& socket) {
+    // A socket of its own for each try: what one is like after a failure is not specified.
+    socket = Pello::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const bool isConnected =
+        socket &&
+        ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    return isConnected ? 0 : errno;
+}
+
+/// No daemon has been started there yet, or the one that was is dead.
+bool mayCome(int error) {
+    return error == ENOENT || error == ECONNREFUSED;
+}
+
 } // namespace
 
-RemoteRunner::RemoteRunner(std::string control) : control_(std::move(control)) {
+RemoteRunner::RemoteRunner(std::string control, std::chrono::seconds patience)
+    : control_(std::move(control)) {
     try {
-        connect();
+        connect(patience);
         Wire::readHello(receive());
     } catch (const CommandError& e) {
         lost("cannot reach a daemon at " + control_ + ": " + e.what());
     }
 }
 
-void RemoteRunner::connect() {
+void RemoteRunner::connect(std::chrono::seconds patience) {
     const sockaddr_un address = addressOf(control_);
-    socket_ = Pello::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address)) {
-        lost(std::strerror(errno));
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (const int error = tryToConnect(address, socket_)) {
+        if (!mayCome(error) || std::chrono::steady_clock::now() >= end) {
+            lost(std::strerror(error));
+        }
+        std::this_thread::sleep_for(kRetryPause);
     }
 }
 

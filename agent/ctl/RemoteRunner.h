@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "agent/CommandRunner.h"
@@ -14,15 +15,16 @@ namespace LagAgent {
 class RemoteRunner final : public CommandRunner {
   public:
     /// Connects, and waits until the daemon greets: one that is starting does that when it has
-    /// started. Throws `CommandError` (connection) that names the socket and says why.
-    explicit RemoteRunner(std::string control);
+    /// started. For as long as `patience` it tries again while nobody listens at the socket.
+    /// Throws `CommandError` (connection) that names the socket and says why.
+    explicit RemoteRunner(std::string control, std::chrono::seconds patience = {});
 
     Outcome run(std::string_view line) override;
     std::optional<Error> atEnd() override;
     bool isOver() const noexcept override { return isOver_; }
 
   private:
-    void connect();
+    void connect(std::chrono::seconds patience);
     Wire::Answer ask(const Wire::Request& request);
     void send(std::string_view text);
     std::string receive();

@@ -19,8 +19,13 @@ namespace {
     throw CommandError(ErrorKind::start, "cannot take commands at " + path + ": " + why);
 }
 
-Pello::FileDescriptor newSocket() {
-    return Pello::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+/// For the socket of that path.
+Pello::FileDescriptor newSocket(const std::string& path) {
+    Pello::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!socket) {
+        cannotListen(path, std::strerror(errno));
+    }
+    return socket;
 }
 
 int connectTo(const Pello::FileDescriptor& socket, const std::string& path) {
@@ -49,13 +54,17 @@ void ControlSocket::lock() {
     if (!lock_) {
         cannotListen(path_, name + ": " + std::strerror(errno));
     }
-    if (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
-        const auto socket = newSocket();
-        if (connectTo(socket, path_) == 0) {
-            cannotReplace(path_, socket);
-        }
-        cannotListen(path_, "another daemon has it, and is starting or ending");
+    if (::flock(lock_.get(), LOCK_EX | LOCK_NB) == 0) {
+        return;
     }
+    if (errno != EWOULDBLOCK) {
+        cannotListen(path_, name + ": " + std::strerror(errno));
+    }
+    const auto socket = newSocket(path_);
+    if (connectTo(socket, path_) == 0) {
+        cannotReplace(path_, socket);
+    }
+    cannotListen(path_, "another daemon has it, and is starting or ending");
 }
 
 void ControlSocket::removeStale() const {
@@ -66,7 +75,7 @@ void ControlSocket::removeStale() const {
     if (!S_ISSOCK(file.st_mode)) {
         cannotListen(path_, "there is a file that is no socket");
     }
-    const auto socket = newSocket();
+    const auto socket = newSocket(path_);
     if (connectTo(socket, path_) == 0) {
         cannotReplace(path_, socket);
     }
@@ -77,7 +86,7 @@ void ControlSocket::removeStale() const {
 }
 
 void ControlSocket::listen() {
-    auto socket = newSocket();
+    auto socket = newSocket(path_);
     const sockaddr_un address = addressOf(path_);
     const mode_t mask = ::umask(S_IRWXG | S_IRWXO | S_IXUSR); // mode 0600
     const int bound =
@@ -106,7 +115,7 @@ Peer peerOf(int socket) {
     ucred credentials{};
     socklen_t size = sizeof credentials;
     if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
-        return {.process = 0, .user = static_cast<uid_t>(-1)};
+        return {};
     }
     return {credentials.pid, credentials.uid};
 }

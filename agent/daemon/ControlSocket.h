@@ -43,8 +43,9 @@ class ControlSocket {
 /// Who is at the other end of a socket.
 struct Peer {
     pid_t process = 0;
-    uid_t user = 0;
+    uid_t user = static_cast<uid_t>(-1); // nobody
 };
+/// Nobody, when the kernel does not know.
 Peer peerOf(int socket);
 
 /// Only root and the daemon's own user give commands.

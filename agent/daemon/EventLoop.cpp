@@ -36,12 +36,12 @@ EventLoop::EventLoop() {
 
 int EventLoop::dispatch(void* target, std::uint32_t events) {
     // A copy, since the handler may end its own source.
-    const auto [loop, handler] = *static_cast<decltype(EventSource::target_)::pointer>(target);
+    const EventSource::Target called = *static_cast<EventSource::Target*>(target);
     try {
-        handler(events);
+        called.handler(events);
     } catch (...) {
-        loop->failure_ = std::current_exception();
-        loop->exit(0);
+        called.loop.failure_ = std::current_exception();
+        called.loop.exit(0);
     }
     return 0;
 }
@@ -49,7 +49,7 @@ int EventLoop::dispatch(void* target, std::uint32_t events) {
 template <class Add>
 EventSource EventLoop::made(EventSource::Handler handler, Add add) {
     EventSource result;
-    result.target_.reset(new std::pair<EventLoop*, EventSource::Handler>(this, std::move(handler)));
+    result.target_.reset(new EventSource::Target{*this, std::move(handler)});
     sd_event_source* source = nullptr;
     checked(add(&source, result.target_.get()), "cannot wait for an event");
     result.source_.reset(source);

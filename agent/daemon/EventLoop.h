@@ -10,6 +10,8 @@
 
 namespace LagAgent {
 
+class EventLoop;
+
 /// Something that happens, and the handler that is called for it as long as this object lives. The
 /// handler may end it.
 class EventSource {
@@ -29,8 +31,13 @@ class EventSource {
         void operator()(sd_event_source* source) const { sd_event_source_disable_unref(source); }
     };
 
+    struct Target {
+        EventLoop& loop;
+        Handler handler;
+    };
+
     // Declared so that the source goes first: it points at the rest.
-    std::unique_ptr<std::pair<class EventLoop*, Handler>> target_;
+    std::unique_ptr<Target> target_;
     std::unique_ptr<sd_event_source, Unref> source_;
 };
 

@@ -10,6 +10,18 @@ std::string shortened(const std::string& text) {
     return text.size() <= kLongest ? text : text.substr(0, kLongest) + "...";
 }
 
+/// What is wrong with the daemon or its disk weighs more than a client's mistake.
+LogLevel levelOf(ErrorKind kind) {
+    switch (kind) {
+    case ErrorKind::internal:
+        return LogLevel::error;
+    case ErrorKind::storage:
+        return LogLevel::warning;
+    default:
+        return LogLevel::info;
+    }
+}
+
 } // namespace
 
 void logFailure(const Log& log, std::uint64_t client, const Outcome& outcome) {
@@ -29,9 +41,8 @@ void logFailure(const Log& log, std::uint64_t client, const Outcome& outcome) {
                    {"message", message}});
         return;
     }
-    const bool isInternal = error->kind == ErrorKind::internal;
-    log.write(isInternal ? LogLevel::error : LogLevel::info,
-              isInternal ? "internal-error" : "command-failed",
+    log.write(levelOf(error->kind),
+              error->kind == ErrorKind::internal ? "internal-error" : "command-failed",
               {{"client", client},
                {"command", command},
                {"kind", kindName(error->kind)},

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "agent/Options.h"
+#include "agent/ExitStatus.h"
+#include "agent/daemon/ServeOptions.h"
 
 namespace LagAgent {
 

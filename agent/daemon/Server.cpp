@@ -9,7 +9,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "agent/Options.h"
+#include "agent/ExitStatus.h"
 #include "agent/OutcomeJson.h"
 #include "agent/daemon/OutcomeLog.h"
 
@@ -116,14 +116,28 @@ std::string Server::objection(const Peer& peer) const {
 
 void Server::add(Pello::FileDescriptor socket, const Peer& peer) {
     const std::uint64_t number = ++latestClient_;
-    auto client =
-        std::make_unique<Client>(Client{number, Connection(std::move(socket), makeRunner_())});
-    client->source =
-        loop_.onFile(client->connection.fd(), client->connection.events(),
-                     [this, who = client.get()](std::uint32_t events) { serve(*who, events); });
-    clients_.emplace(number, std::move(client));
+    try {
+        clients_.emplace(number, newClient(number, socket));
+    } catch (...) {
+        const std::string why = currentError().message;
+        sayNo(socket.get(), "the daemon cannot serve another client: " + why);
+        log_.write(LogLevel::error, "internal-error", {{"client", number}, {"message", why}});
+        return;
+    }
     log_.write(LogLevel::debug, "client-connected",
                {{"client", number}, {"pid", peer.process}, {"uid", peer.user}});
+}
+
+std::unique_ptr<Server::Client> Server::newClient(std::uint64_t number,
+                                                  Pello::FileDescriptor& socket) {
+    auto runner = makeRunner_();
+    auto source = loop_.onFile(socket.get(), EPOLLIN, [this, number](std::uint32_t events) {
+        serve(*clients_.at(number), events);
+    });
+    auto client = std::make_unique<Client>(
+        Client{number, Connection(std::move(socket), std::move(runner)), std::move(source)});
+    client->source.eventsAre(client->connection.events());
+    return client;
 }
 
 void Server::drop(Client& client) {
@@ -170,6 +184,8 @@ void Server::carryOutNext() {
         carryOut(*found->second);
     }
     if (const std::string why = obstacle_ ? obstacle_() : ""; !why.empty()) {
+        log_.write(LogLevel::error, "failed",
+                   {{"kind", kindName(ErrorKind::storage)}, {"message", why}});
         stop(why, kExitDaemonFailed);
     }
     takeTurn();

@@ -24,7 +24,8 @@ class Server {
   public:
     /// Makes the script of a new client.
     using MakeRunner = std::function<std::unique_ptr<CommandRunner>()>;
-    /// Asked after every request: why the daemon cannot go on. Empty: it can.
+    /// Asked after every request: why what is on disk can be kept no longer, so that the daemon
+    /// cannot go on. Empty: it can.
     using Obstacle = std::function<std::string()>;
 
     /// Throws what `ControlSocket` does. REQUIRES: the log outlives this object.
@@ -33,7 +34,9 @@ class Server {
     /// Serves until SIGTERM or SIGINT, or `stop`. The request under way is carried out to its end
     /// and its client gets the answer, unless it does not take it within a few seconds. Then the
     /// socket is gone. Returns the exit status; `kExitDaemonFailed` when there was an obstacle,
-    /// whose request gets its answer too.
+    /// which is in the log as an error, and whose request gets its answer too. A client that cannot
+    /// be served, for want of memory or because `makeRunner` throws, is told so and goes; nothing
+    /// else ends for it.
     int run(MakeRunner makeRunner, Obstacle obstacle = {});
 
     /// Ends `run`, which then returns that. More than once: the first call counts. Not to be called
@@ -55,6 +58,8 @@ class Server {
     /// The error for somebody who gets no connection; empty for who does.
     std::string objection(const Peer& peer) const;
     void add(Pello::FileDescriptor socket, const Peer& peer);
+    /// Takes the socket only when nothing is left that is likely to fail.
+    std::unique_ptr<Client> newClient(std::uint64_t number, Pello::FileDescriptor& socket);
 
     void serve(Client& client, std::uint32_t events);
     void takeTurn();

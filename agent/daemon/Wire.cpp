@@ -6,10 +6,6 @@ namespace LagAgent::Wire {
 
 namespace {
 
-[[noreturn]] void makesNoSense(const std::string& message) {
-    throw CommandError(ErrorKind::connection, message);
-}
-
 Json objectOf(std::string_view document) {
     Json json = Json::parse(document, nullptr, false);
     if (!json.is_object()) {

@@ -8,14 +8,15 @@
 
 namespace LagAgent {
 
+// clang-format off
 /**
  * What daemon and client say to each other: one JSON document a line.
  *
- *     daemon:  {"hello":"lag-agent","protocol":1,"version":"1.0.0"}    once, or an answer with an
- * error client:  {"run":"show members"}                                  a command line, or
+ *     daemon:  {"hello":"lag-agent","protocol":1,"version":"1.0.0"}    once, or an answer with an error
+ *     client:  {"run":"show members"}                                  a command line, or
  *              {"end":true}                                            the end of the script
- *     daemon:
- * {"result":{...},"text":"...","error":{...},"expectedError":{...},"calls":[...],"over":true}
+ *     daemon:  {"result":{...},"text":"...","error":{...},             the answer
+ *               "expectedError":{...},"calls":[...],"over":true}
  *
  * A command line is a sequence of bytes: each of them is one character, U+0000 to U+00FF, of the
  * string. What an answer does not need to say, it leaves out. Unknown members are ignored, so that
@@ -23,6 +24,7 @@ namespace LagAgent {
  *
  * Nothing received is believed: what is no such document throws `CommandError` (connection).
  */
+// clang-format on
 namespace Wire {
 
 inline constexpr std::uint32_t kProtocol = 1;

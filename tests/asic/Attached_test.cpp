@@ -133,10 +133,12 @@ TEST_F(AttachedTest, AReaderIsNotHeldUpByChangesThatNeverPause) {
             static_cast<void>(setState(single, one, P4_PD_MEMBER_ACTIVE));
     });
     // Until the writer is well under way, and then for a while.
-    for (int i = 0; i<200'000; i += velmor_asic_log_end()> 1000 ? 1 : 0) {
+    for (int i = 0; i < 200'000;) {
         const velmor_asic_result_t result = forward(1, 5);
         ASSERT_EQ(std::uint32_t{VELMOR_ASIC_FORWARDED}, result.outcome);
         ASSERT_EQ(7, result.port);
+        const bool isUnderWay = velmor_asic_log_end() > 1000;
+        i += isUnderWay ? 1 : 0;
     }
     ::kill(writer, SIGKILL);
     EXPECT_EQ(-SIGKILL, endOf(writer));

@@ -1,3 +1,7 @@
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +12,7 @@
 namespace LagAgent {
 namespace {
 
+using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -101,8 +106,9 @@ TEST_F(Lagctl, QuietAndCallsAreAsLocally) {
 }
 
 TEST_F(Lagctl, WrongArgumentsAreStatusTwo) {
-    for (const char* arguments : {"--nonsense", "-batch /nonexistent.cmds", "-batch x show",
-                                  "-batch /tmp", "--pd x show"}) {
+    for (const char* arguments :
+         {"--nonsense", "-batch /nonexistent.cmds", "-batch x show", "-batch /tmp", "--pd x show",
+          "--wait -1 show", "--wait soon show", "--wait 86401 show"}) {
         const auto run = lagctl(arguments);
         EXPECT_EQ(2, run.status) << arguments;
         EXPECT_NE("", run.err) << arguments;
@@ -143,6 +149,34 @@ TEST(LagctlAlone, NoDaemonIsStatusTwoAndTheSocketAndTheReason) {
     EXPECT_EQ(2, runCommandLine(LAGCTL " --control " + std::string(200, 'x') + " show").status);
 }
 
+TEST(LagctlAlone, WaitsForADaemonThatIsYetToCome) {
+    Daemon daemon;
+    const std::string out = daemon.folder / "out";
+    const std::string command =
+        "exec " LAGCTL " --wait 60 --state-dir " + daemon.directory() + " show members > " + out;
+    Child early([&] { return ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr); });
+    ::usleep(300'000); // long enough to find nobody
+    daemon.startProgram();
+    EXPECT_EQ(0, early.exitStatus());
+    std::ostringstream text;
+    text << std::ifstream(out).rdbuf();
+    EXPECT_EQ("members:\n  none\n", text.str());
+}
+
+TEST(LagctlAlone, WaitsNoLongerThanItIsTold) {
+    using Clock = std::chrono::steady_clock;
+    const TestDirectory folder;
+    const auto begin = Clock::now();
+    const auto run = runCommandLine(LAGCTL " --wait 1 --state-dir " + (folder / "") + " show");
+    EXPECT_LE(std::chrono::seconds(1), Clock::now() - begin);
+    EXPECT_EQ(2, run.status);
+    EXPECT_THAT(run.err, EndsWith("control: No such file or directory\n"));
+    // Nobody comes to a socket that cannot be.
+    const auto never =
+        runCommandLine(LAGCTL " --wait 3600 --control " + std::string(200, 'x') + " show");
+    EXPECT_EQ(2, never.status);
+}
+
 TEST(LagctlAlone, LooksWhereADaemonOfTheSameEnvironmentIs) {
     const TestDirectory folder;
     const auto run =
@@ -151,7 +185,8 @@ TEST(LagctlAlone, LooksWhereADaemonOfTheSameEnvironmentIs) {
 }
 
 TEST(LagctlAlone, HelpAndVersionSucceed) {
-    EXPECT_THAT(runCommandLine(LAGCTL " --help").out, HasSubstr("'quit' ends lagctl"));
+    EXPECT_THAT(runCommandLine(LAGCTL " --help").out,
+                AllOf(HasSubstr("'quit' ends lagctl"), HasSubstr("--wait SECONDS")));
     EXPECT_EQ("lagctl 1.0.0\n", runCommandLine(LAGCTL " --version").out);
 }
 

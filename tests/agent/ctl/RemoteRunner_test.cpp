@@ -1,6 +1,7 @@
 #include "agent/ctl/RemoteRunner.h"
 
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <gmock/gmock.h>
@@ -70,6 +71,19 @@ TEST_F(RemoteRunnerTest, DaemonThatDoesNotGreetIsNone) {
     EXPECT_THAT(objection(), EndsWith(": there is a daemon of another protocol"));
     daemonSays("{\"error\":{\"kind\":\"connection\",\"message\":\"too many\"}}\n");
     EXPECT_THAT(objection(), EndsWith(": too many"));
+}
+
+TEST_F(RemoteRunnerTest, DescriptorsThatHaveRunOutAreTheReason) {
+    daemonSays(Wire::hello());
+    Child poor([&] {
+        const rlimit none{3, 3};
+        if (::setrlimit(RLIMIT_NOFILE, &none) != 0) {
+            return 1;
+        }
+        return objection() == "cannot reach a daemon at " + control + ": Too many open files" ? 0
+                                                                                              : 2;
+    });
+    EXPECT_EQ(0, poor.exitStatus());
 }
 
 TEST_F(RemoteRunnerTest, AnswerThatMakesNoSenseEndsTheScript) {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -115,12 +116,27 @@ TEST_F(ControlSocketTest, NameThatNoSocketCanHaveIsAnError) {
     EXPECT_THAT(complaint(folder / std::string(107, 'x')), HasSubstr("1 to 107 bytes"));
 }
 
+TEST_F(ControlSocketTest, DescriptorsThatHaveRunOutAreTheReason) {
+    Child poor([&] {
+        const int next = ::dup(STDERR_FILENO);
+        ::close(next);
+        // One more, which the lock takes.
+        const rlimit few{static_cast<rlim_t>(next) + 1, static_cast<rlim_t>(next) + 1};
+        if (::setrlimit(RLIMIT_NOFILE, &few) != 0) {
+            return 1;
+        }
+        return complaint() == "cannot take commands at " + path + ": Too many open files" ? 0 : 2;
+    });
+    EXPECT_EQ(0, poor.exitStatus());
+}
+
 TEST(ControlPeer, IsRootOrTheDaemonsUser) {
     EXPECT_TRUE(mayCommand({.process = 1, .user = 0}, 1000));
     EXPECT_TRUE(mayCommand({.process = 1, .user = 1000}, 1000));
     EXPECT_FALSE(mayCommand({.process = 1, .user = 1001}, 1000));
     EXPECT_FALSE(mayCommand({.process = 1, .user = 1000}, 0));
     EXPECT_FALSE(mayCommand(peerOf(-1), 1000)); // nobody knows who
+    EXPECT_FALSE(mayCommand({}, 1000));
 }
 
 TEST(DefaultStateDirectory, IsTheFirstThatTheEnvironmentKnows) {

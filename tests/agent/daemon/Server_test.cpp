@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "agent/ExitStatus.h"
 #include "agent/Text.h"
 #include "agent/daemon/Wire.h"
 #include "tests/agent/daemon/Client.h"
@@ -21,6 +22,8 @@ using testing::Not;
 struct Shared {
     int carriedOut = 0;
     int gate = -1; // 'gate' waits until there is a byte
+    bool isNextRefused = false;
+    std::string obstacle{};
 };
 
 /// Commands with which a test can see and steer what the server does.
@@ -48,6 +51,11 @@ class FakeRunner final : public CommandRunner {
             isOver_ = true;
         } else if (word == "fail") {
             outcome.error = Error{ErrorKind::refused, joined(words)};
+        } else if (word == "refuse-next") {
+            shared_.isNextRefused = true;
+        } else if (word == "obstacle") {
+            shared_.obstacle = joined(words);
+            outcome.error = Error{ErrorKind::storage, "not kept"};
         } else if (word == "throw") {
             throw std::runtime_error("thrown");
         }
@@ -77,7 +85,7 @@ class ServerTest : public testing::Test {
             const Log log(STDERR_FILENO, {.level = LogLevel::debug});
             Shared shared{.gate = gate.get()};
             Server server(daemon.control(), log);
-            return server.run([&] { return std::make_unique<FakeRunner>(shared); });
+            return server.run([&] { return newRunner(shared); }, [&] { return shared.obstacle; });
         });
     }
 
@@ -96,6 +104,13 @@ class ServerTest : public testing::Test {
     Daemon daemon;
 
   private:
+    static std::unique_ptr<CommandRunner> newRunner(Shared& shared) {
+        if (std::exchange(shared.isNextRefused, false)) {
+            throw std::runtime_error("no script");
+        }
+        return std::make_unique<FakeRunner>(shared);
+    }
+
     Pello::FileDescriptor gate_;
 };
 
@@ -228,6 +243,38 @@ TEST_F(ServerTest, FailureInsideIsTheEndOfOneConnection) {
                 HasSubstr("level=error event=internal-error client=1 message=thrown"));
 }
 
+TEST_F(ServerTest, ClientThatCannotBeServedIsToldSoAndNothingElseEnds) {
+    auto one = client();
+    one.textOf("refuse-next");
+    Client refused(daemon.control());
+    EXPECT_EQ("the daemon cannot serve another client: no script",
+              refused.hears()["error"]["message"]);
+    EXPECT_TRUE(refused.hears().is_null());
+    EXPECT_EQ("2", one.textOf("lines"));
+    expectServes();
+    EXPECT_THAT(daemon.log(),
+                HasSubstr("level=error event=internal-error client=2 message=\"no script\"\n"));
+}
+
+TEST_F(ServerTest, ObstacleEndsTheServerWhenItsRequestIsAnswered) {
+    auto one = client(), two = client();
+    one.run("obstacle on the disk");
+    const auto answer = one.hears();
+    EXPECT_EQ("1", answer["text"]);
+    EXPECT_EQ("not kept", answer["error"]["message"]);
+    EXPECT_TRUE(one.hears().is_null());
+    EXPECT_TRUE(two.hears().is_null());
+    EXPECT_EQ(kExitDaemonFailed, daemon.exitStatus());
+    const std::string log = daemon.log();
+    EXPECT_THAT(log, HasSubstr("level=warning event=command-failed client=1 command=\"obstacle on "
+                               "the disk\" kind=storage message=\"not kept\"\n"));
+    const auto failed = log.find("level=error event=failed kind=storage message=\"obstacle on the "
+                                 "disk\"\n");
+    const auto stop = log.find("level=info event=stop reason=\"obstacle on the disk\"\n");
+    EXPECT_LT(failed, stop);
+    EXPECT_NE(std::string::npos, stop);
+}
+
 TEST_F(ServerTest, ThereAreSoManyClientsAndNoMore) {
     std::vector<Client> clients;
     for (std::size_t i = 0; i < Server::kMostClients; ++i) {
@@ -279,12 +326,20 @@ TEST_F(ServerTest, SignalToEndLetsTheRequestUnderWayFinishAndNoOther) {
     one.run("gate");
     one.run("terminate");
     one.run("command");
-    two.run("command");
+    for (int i = 0; i < 10; ++i) {
+        two.run("command");
+    }
     openGate();
     EXPECT_TRUE(one.hears().contains("text"));
-    const auto last = one.hears();
-    EXPECT_TRUE(last.contains("text"));
+    const auto last = std::stoi(one.hears()["text"].get<std::string>());
     EXPECT_TRUE(one.hears().is_null());
+    int answersOfTwo = 0; // before, in its turns
+    for (auto answer = two.hears(); !answer.is_null(); answer = two.hears()) {
+        EXPECT_LT(std::stoi(answer["text"].get<std::string>()), last);
+        ++answersOfTwo;
+    }
+    EXPECT_EQ(last, 2 + answersOfTwo);
+    EXPECT_LT(answersOfTwo, 10);
     EXPECT_EQ(0, daemon.exitStatus());
     EXPECT_FALSE(std::filesystem::exists(daemon.control()));
     EXPECT_THAT(daemon.log(), HasSubstr("event=stop reason=SIGTERM\n"));

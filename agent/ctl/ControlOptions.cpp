@@ -1,0 +1,42 @@
+#include "agent/ctl/ControlOptions.h"
+
+#include <CLI/CLI.hpp>
+
+#include "agent/CommandLine.h"
+#include "agent/HistoryFile.h"
+#include "agent/Text.h"
+#include "agent/daemon/SocketOptions.h"
+
+namespace LagAgent {
+
+std::optional<ControlOptions> readControlOptions(int argc, const char* const* argv, int* exitCode) {
+    ControlOptions options;
+    std::string stateDirectory;
+    std::vector<std::string> command;
+    CLI::App app("Sends commands to a running 'lag-agent serve'", "lagctl");
+    app.add_option("command", command,
+                   "Command to carry out; without one they are read from a file, from standard "
+                   "input, or at a prompt")
+        ->excludes(addInput(app, "-b,--batch", options.input));
+    addSocket(app, stateDirectory, options.control);
+    app.add_option_function<int>(
+           "--wait", [&](int seconds) { options.patience = std::chrono::seconds(seconds); },
+           "Try again for so long while no daemon listens there")
+        ->check(CLI::Range(0, 86400))
+        ->type_name("SECONDS")
+        ->default_str("0");
+    addPresentation(app, options.presenter);
+    app.footer(std::string(kStatusHelp) +
+               "It is 2 too when no daemon can be reached.\n"
+               "The default state directory is that of the daemon: $RUNTIME_DIRECTORY, else\n"
+               "$XDG_RUNTIME_DIR/lag-agent, else /run/lag-agent.\n"
+               "'lagctl help' lists the commands. 'quit' ends lagctl, never the daemon.");
+    if (!parse(app, std::span(argv + 1, argv + argc), exitCode)) {
+        return std::nullopt;
+    }
+    options.input.command = joined(command);
+    options.input.historyFile = historyPath("lagctl");
+    return options;
+}
+
+} // namespace LagAgent

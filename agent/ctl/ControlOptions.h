@@ -1,0 +1,24 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "agent/Presenter.h"
+#include "agent/Session.h"
+
+namespace LagAgent {
+
+/// What the command line of `lagctl` asks for.
+struct ControlOptions {
+    std::string control{};
+    /// How long to try again while no daemon listens there.
+    std::chrono::seconds patience{};
+    PresenterOptions presenter{};
+    Input input{};
+};
+
+/// Reads a command line; as `readOptions`.
+std::optional<ControlOptions> readControlOptions(int argc, const char* const* argv, int* exitCode);
+
+} // namespace LagAgent

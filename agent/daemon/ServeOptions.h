@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "agent/Target.h"
+#include "agent/daemon/Log.h"
+
+namespace LagAgent {
+
+/// What the command line of `lag-agent serve` asks for.
+struct ServeOptions {
+    Target target{};
+    std::string stateDirectory{};
+    /// The socket on which commands are taken.
+    std::string control{};
+    /// The file in which the software ASIC's chip outlives the daemon; empty: "chip" in the state
+    /// directory.
+    std::string chipFile{};
+    /// The boot generation of a chip whose PD library cannot tell it.
+    std::uint64_t chipBoot = 0;
+    LogOptions log{};
+    std::vector<std::string> traces{};
+};
+
+/// Reads a command line of `lag-agent serve`; as `readOptions`.
+std::optional<ServeOptions> readServeOptions(int argc, const char* const* argv, int* exitCode);
+
+} // namespace LagAgent

@@ -1,0 +1,25 @@
+#include "agent/daemon/SocketOptions.h"
+
+#include <CLI/CLI.hpp>
+
+#include "agent/daemon/Address.h"
+
+namespace LagAgent {
+
+void addSocket(CLI::App& app, std::string& stateDirectory, std::string& control) {
+    stateDirectory = defaultStateDirectory();
+    app.add_option("--state-dir", stateDirectory, "Directory in which the daemon keeps its state")
+        ->type_name("DIRECTORY")
+        ->capture_default_str();
+    app.add_option("--control", control,
+                   "Socket on which the daemon takes commands (default: 'control' in the state "
+                   "directory)")
+        ->type_name("SOCKET");
+    app.parse_complete_callback([&] {
+        if (control.empty()) {
+            control = controlIn(stateDirectory);
+        }
+    });
+}
+
+} // namespace LagAgent

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace CLI {
+class App;
+} // namespace CLI
+
+namespace LagAgent {
+
+/// Adds the options that say where the daemon is: its state directory, and the socket, which is in
+/// it unless it is named. Both have to be there until the line is parsed.
+void addSocket(CLI::App& app, std::string& stateDirectory, std::string& control);
+
+} // namespace LagAgent
