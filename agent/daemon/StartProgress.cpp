@@ -16,9 +16,10 @@ constexpr std::chrono::milliseconds kStatusInterval(250);
 StartProgress::StartProgress(const Log& log) : log_(log), terminal_(STDERR_FILENO) {}
 
 void StartProgress::show(std::string_view phase, std::size_t done, std::size_t total) {
-    const bool isNew = phase != phase_;
+    // Phases may take turns, thousands of times; each is an event once.
+    const bool isNew = phase != phase_ && phases_.emplace(phase).second;
+    phase_ = phase;
     if (isNew) {
-        phase_ = phase;
         terminal_.hide();
         log_.write(LogLevel::info, "start", {{"phase", phase_}, {"total", total}});
     }
@@ -26,7 +27,10 @@ void StartProgress::show(std::string_view phase, std::size_t done, std::size_t t
     const auto now = Clock::now();
     if (isNew || now >= nextStatus_) {
         nextStatus_ = now + kStatusInterval;
-        sd_notify(0, ("STATUS=Starting: " + described(phase, done, total)).c_str());
+        // As long as it gets on, a start may take its time.
+        sd_notify(0, ("STATUS=Starting: " + described(phase, done, total) +
+                      "\nEXTEND_TIMEOUT_USEC=30000000")
+                         .c_str());
     }
 }
 

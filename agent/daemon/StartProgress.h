@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <set>
 #include <string>
 
 #include "agent/Progress.h"
@@ -25,6 +26,7 @@ class StartProgress final : public Progress {
     const Log& log_;
     TerminalProgress terminal_;
     std::string phase_;
+    std::set<std::string, std::less<>> phases_; // all so far
     Clock::time_point nextStatus_{};
 };
 
