@@ -33,16 +33,24 @@ PersistentState& Agent::requiredState() const {
 
 std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
                                                   const Target& target) {
-    start.phases.begin("chip");
-    std::uint64_t boot = options.chipBoot;
-    if (asic.isPresent() || !options.chipFile.empty()) {
-        asic.attach(target.device, options.chipFile.empty()
-                                       ? options.directory->pathOf("chip").charPtr()
-                                       : options.chipFile);
-        boot = asic.bootGeneration(target.device);
+    const bool hasFile = asic.isPresent() || !options.chipFile.empty();
+    StatefulChip stateful{.scope = {target.device, target.pipe}};
+    if (hasFile) {
+        stateful.file = options.chipFile.empty() ? options.directory->pathOf("chip").charPtr()
+                                                 : options.chipFile;
     }
-    start.phases.begin("tables");
-    auto opened = std::make_unique<PersistentState>(options, boot, chip, target);
+    stateful.attach = [&]() -> StatefulChip::Facts {
+        start.phases.begin("chip");
+        if (hasFile) {
+            asic.attach(target.device, stateful.file);
+        }
+        const std::uint64_t boot = hasFile ? asic.bootGeneration(target.device) : options.chipBoot;
+        const auto usage = chip.usage();
+        start.phases.begin("tables");
+        return {boot, usage};
+    };
+    start.phases.begin("desired state");
+    auto opened = std::make_unique<PersistentState>(options, stateful);
     start.coldTables = opened->coldTables();
     return opened;
 }

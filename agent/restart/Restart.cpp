@@ -1,5 +1,6 @@
 #include "agent/restart/Restart.h"
 
+#include "agent/ChipTables.h"
 #include "agent/restart/Replay.h"
 #include "agent/state/PersistentState.h"
 
@@ -15,7 +16,7 @@ void restart(Driver& driver, Configuration& configuration, const ChipTables& chi
     report.phases.begin("audit");
     const Records records = readRecords(state.keys());
     const ChipState found = chip.read();
-    const DesiredState desired = state.database().read();
+    const DesiredState desired = state.takeDesired();
     for (const Finding& finding : audit(records, found, desired)) {
         ++report.findings[nameOf(finding.kind)];
     }

@@ -117,7 +117,7 @@ TEST_F(Serve, StartThatFailsIsStatusTwoAndALineOfTheLog) {
     const std::string directory = " --state-dir " + daemon.directory();
     for (const auto& [arguments, message] : std::vector<std::pair<std::string, std::string>>{
              {"--pd /nonexistent.so" + directory, "cannot open the PD library: /nonexistent.so"},
-             {"--chip /nonexistent/chip" + directory, "no chip: "},
+             {"--chip /nonexistent/chip" + directory, "/nonexistent/chip.agent: cannot open it: "},
              {"--trace nonsense" + directory, "event=failed"},
              {"--state-dir /nonexistent/state",
               "/nonexistent/state: cannot create the directory: No such file or directory"},
