@@ -41,16 +41,24 @@ void Agent::begin(const char* phase) {
 std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
                                                   const Target& target) {
     start.onNote = options.onNote;
-    begin("chip");
-    std::uint64_t boot = options.chipBoot;
-    if (asic.isPresent() || !options.chipFile.empty()) {
-        asic.attach(target.device, options.chipFile.empty()
-                                       ? options.directory->pathOf("chip").charPtr()
-                                       : options.chipFile);
-        boot = asic.bootGeneration(target.device);
+    const bool hasFile = asic.isPresent() || !options.chipFile.empty();
+    StatefulChip stateful{.scope = {target.device, target.pipe}};
+    if (hasFile) {
+        stateful.file = options.chipFile.empty() ? options.directory->pathOf("chip").charPtr()
+                                                 : options.chipFile;
     }
-    begin("tables");
-    auto opened = std::make_unique<PersistentState>(options, boot, chip, target);
+    stateful.attach = [&]() -> StatefulChip::Facts {
+        begin("chip");
+        if (hasFile) {
+            asic.attach(target.device, stateful.file);
+        }
+        const std::uint64_t boot = hasFile ? asic.bootGeneration(target.device) : options.chipBoot;
+        const auto usage = chip.usage();
+        begin("tables");
+        return {boot, usage};
+    };
+    begin("desired state");
+    auto opened = std::make_unique<PersistentState>(options, stateful);
     for (auto& reason : opened->coldTables()) {
         start.note(std::move(reason));
     }

@@ -99,7 +99,7 @@ DesiredState desiredState(const Sizes& sizes) {
 
 std::vector<double> prepare(const std::string& directory, const Sizes& sizes) {
     const auto state = std::make_shared<const Pello::StateDirectory>(directory);
-    StateDatabase database(state);
+    StateDatabase database(state, ChipScope{});
     const DesiredState desired = desiredState(sizes);
     for (const auto& [id, member] : desired.members) {
         database.memberIs(RuxTable::RuxMemberId(id), member);
@@ -129,8 +129,9 @@ double milliseconds(Phases::Clock::duration time) {
 }
 
 /// In the order of a start; the program fails if a start reports another one.
-const std::vector<std::string> kPhases{"chip",    "tables", "factories", "audit",  "records",
-                                       "members", "groups", "entries",   "removal"};
+const std::vector<std::string> kPhases{"desired state", "chip",    "tables",  "factories",
+                                       "audit",         "records", "members", "groups",
+                                       "entries",       "removal"};
 /// The factories may take this much more than reading the records does.
 constexpr double kMostOfFactories = 2;
 

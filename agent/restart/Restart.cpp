@@ -57,7 +57,7 @@ void restart(Driver& driver, Configuration& configuration, const ChipTables& chi
         progress->show("audit", 0, 0);
     }
     // Only the records that the factories have read as well.
-    const Situation situation{readRecords(state.keys()), chip.read(), state.database().read()};
+    const Situation situation{readRecords(state.keys()), chip.read(), state.takeDesired()};
     for (const Finding& finding : audit(situation)) {
         ++report.findings[nameOf(finding.kind)];
     }

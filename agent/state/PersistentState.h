@@ -3,12 +3,13 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
-#include "agent/AsicControl.h"
-#include "agent/ChipTables.h"
 #include "agent/state/Recorder.h"
 #include "agent/state/StateDatabase.h"
-#include "platform/Pello/StateDirectory.h"
+#include "pd/p4_pd_velmor_switch.h"
+#include "platform/Pello/LockFile.h"
 
 namespace LagAgent {
 
@@ -25,20 +26,40 @@ struct StateOptions {
     Glimt::SlotTable::BeforeStore beforeStore{};
 };
 
+/// The chip that a state is about.
+struct StatefulChip {
+    /// What the tables of records depend on.
+    struct Facts {
+        std::uint64_t boot = 0;
+        p4_pd_velmor_switch_usage_t usage{};
+    };
+
+    ChipScope scope{};
+    /// Where it is kept; empty: in no file.
+    std::string file{};
+    /// Makes the chip ready for use. Called once, when everything else is known to be good.
+    std::function<Facts()> attach{};
+};
+
 /**
  * What a stateful agent keeps over its restarts, all in one state directory: the records of the
- * chip's handles, and the desired state.
+ * chip's handles, and the desired state. A chip in a file has this agent only, by the lock on
+ * "FILE.agent" beside it.
  */
 class PersistentState {
   public:
-    /// Opens everything; throws `Pello::StateException` and `CommandError` when something must not
-    /// be used, with the chip untouched. REQUIRES: the device's chip is there.
-    PersistentState(const StateOptions& options, std::uint64_t chipBoot, const ChipTables& chip,
-                    const Target& target);
+    /// Opens everything: takes the chip's lock, opens the database and reads it, attaches the chip,
+    /// opens the tables, and makes the database if there is none. Throws `Pello::StateException`,
+    /// `CommandError` and what `attach` does. Whatever is wrong with the lock or the database
+    /// leaves the tables and the chip untouched; so does a database that is gone while there are
+    /// records, since everything on the chip would be swept away for it.
+    PersistentState(const StateOptions& options, const StatefulChip& chip);
 
     MbbGlimtKey::SharedKeyManager& keys() const noexcept { return *keys_; }
     const MbbGlimtKey::SharedKeyManager::Ptr& keysPtr() const noexcept { return keys_; }
-    StateDatabase& database() noexcept { return database_; }
+    StateDatabase& database() noexcept { return *database_; }
+    /// The desired state as it was found. REQUIRES: not taken before.
+    DesiredState takeDesired() { return std::move(desired_); }
     /// Why a table of records started empty, a line each; that there was none at all, as at the
     /// first start, is no news.
     std::vector<std::string> coldTables() const;
@@ -57,8 +78,10 @@ class PersistentState {
     }
 
   private:
+    std::optional<Pello::LockFile> chipLock_;
+    std::optional<StateDatabase> database_; // there when the constructor has ended
+    DesiredState desired_;
     MbbGlimtKey::SharedKeyManager::Ptr keys_;
-    StateDatabase database_;
     std::optional<Recorder> recorder_;
 };
 

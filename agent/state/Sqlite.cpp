@@ -32,6 +32,10 @@ void storageFailed(const std::string& path, const std::string& what, const std::
     throw CommandError(ErrorKind::storage, path + ": cannot " + what + ": " + reason);
 }
 
+void storageRefused(const std::string& path, const std::string& reason) {
+    throw CommandError(ErrorKind::storage, path + ": refused: " + reason);
+}
+
 SqliteConnection::SqliteConnection(const std::string& path)
     : path_(path.empty() ? ":memory:" : path) {
     sqlite3* opened = nullptr;

@@ -16,6 +16,8 @@ namespace LagAgent {
 /// done with it, and why.
 [[noreturn]] void storageFailed(const std::string& path, const std::string& what,
                                 const std::string& reason);
+/// The same for a file that is there, and is not what it must be: "PATH: refused: REASON".
+[[noreturn]] void storageRefused(const std::string& path, const std::string& reason);
 
 /**
  * Owns a connection to an SQLite database. Every failure is `CommandError` (storage) with SQLite's

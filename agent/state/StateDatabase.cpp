@@ -90,8 +90,9 @@ Pello::FileDescriptor openLog(const Pello::StateDirectory& directory) {
 
 } // namespace
 
-StateDatabase::StateDatabase(std::shared_ptr<const Pello::StateDirectory> directory)
-    : directory_(std::move(directory)), connection_(openStateDatabase(*directory_)) {
+StateDatabase::StateDatabase(std::shared_ptr<const Pello::StateDirectory> directory,
+                             const ChipScope& scope)
+    : directory_(std::move(directory)), connection_(openStateDatabase(*directory_, scope)) {
     statements_.reserve(kStatements.size());
     for (const auto& [what, sql] : kStatements) {
         statements_.emplace_back(connection_, what, sql);

@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "agent/state/ChipScope.h"
 #include "agent/state/DesiredState.h"
 #include "agent/state/Sqlite.h"
 #include "platform/Pello/StateDirectory.h"
@@ -28,9 +29,9 @@ class StateDatabase {
     using GroupId = RuxTable::RuxGroupId;
     using Target = DesiredState::Target;
 
-    /// Opens the database, or makes an empty one; a file that is not an agent's of this version is
-    /// refused as it is (see `openStateDatabase`). REQUIRES: a directory.
-    explicit StateDatabase(std::shared_ptr<const Pello::StateDirectory> directory);
+    /// Opens the database, or makes an empty one; a file that is not an agent's of this version, or
+    /// of another scope, is refused as it is (see `openStateDatabase`). REQUIRES: a directory.
+    StateDatabase(std::shared_ptr<const Pello::StateDirectory> directory, const ChipScope& scope);
     StateDatabase(const StateDatabase&) = delete;
     StateDatabase& operator=(const StateDatabase&) = delete;
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "agent/Errors.h"
 #include "agent/ValueType.h"
 
 namespace LagAgent {
@@ -48,7 +47,7 @@ class Reader {
     }
 
     [[noreturn]] void wrong(const std::string& what) const {
-        throw CommandError(ErrorKind::storage, database_.path() + ": refused: " + what);
+        storageRefused(database_.path(), what);
     }
 
     std::uint32_t number(const SqliteRow& row, int column, const std::string& owner,

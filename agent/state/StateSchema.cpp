@@ -28,6 +28,13 @@ using Pello::StateDirectory;
 /// Actions are there by their name in the command language. A group's initial member is no
 /// reference: it may have left the group, and have been deleted.
 constexpr std::array kSchema{
+    // What all the rest is about; pipe 65535 stands for all. One row, there from the beginning.
+    "CREATE TABLE chip("
+    "id INTEGER PRIMARY KEY CHECK(id = 1), "
+    "device INTEGER NOT NULL CHECK(device BETWEEN 0 AND 255), "
+    "pipe INTEGER NOT NULL CHECK(pipe BETWEEN 0 AND 65535)"
+    ") STRICT",
+
     "CREATE TABLE members("
     "id INTEGER PRIMARY KEY, "
     "action TEXT NOT NULL, "
@@ -66,13 +73,9 @@ constexpr std::array kSchema{
     "CREATE INDEX entries_of_group ON entries(group_id)",
 };
 
-[[noreturn]] void refuseFile(const std::string& path, const std::string& reason) {
-    throw CommandError(ErrorKind::storage, path + ": refused: " + reason);
-}
-
 // ---- Making it -----------------------------------------------------------------------------
 
-/// The bytes of a database that holds the schema and nothing else.
+/// The bytes of a database that holds the schema and the scope, and nothing else.
 struct Image {
     struct Free {
         void operator()(unsigned char* bytes) const noexcept { sqlite3_free(bytes); }
@@ -81,7 +84,7 @@ struct Image {
     std::size_t size = 0;
 };
 
-Image emptyDatabase(const std::string& path) {
+Image emptyDatabase(const std::string& path, const ChipScope& scope) {
     const SqliteConnection memory("");
     std::string script = "PRAGMA application_id=" + std::to_string(kStateApplicationId) +
                          "; PRAGMA user_version=" + std::to_string(kStateVersion) + ";";
@@ -89,6 +92,8 @@ Image emptyDatabase(const std::string& path) {
         script += statement;
         script += ";";
     }
+    script += "INSERT INTO chip VALUES(1, " + std::to_string(scope.device) + ", " +
+              std::to_string(scope.pipe) + ");";
     memory.execute("make the tables", script);
     sqlite3_int64 size = 0;
     Image image{decltype(Image::bytes)(sqlite3_serialize(memory.get(), "main", &size, 0))};
@@ -114,8 +119,9 @@ void writeAll(const FileDescriptor& file, std::span<const unsigned char> bytes,
     }
 }
 
-void makeDatabase(const StateDirectory& directory, const std::string& path) {
-    const Image image = emptyDatabase(path);
+void makeDatabase(const StateDirectory& directory, const std::string& path,
+                  const ChipScope& scope) {
+    const Image image = emptyDatabase(path, scope);
     writeAll(directory.create(kStateFile, image.size), {image.bytes.get(), image.size}, path);
     directory.publish(kStateFile);
 }
@@ -124,11 +130,11 @@ void makeDatabase(const StateDirectory& directory, const std::string& path) {
 
 void checkIdentity(const std::string& path, std::uint32_t application, std::uint32_t version) {
     if (application != kStateApplicationId) {
-        refuseFile(path, "it is another application's database");
+        storageRefused(path, "it is another application's database");
     }
     if (version != kStateVersion) {
-        refuseFile(path, "it is of version " + std::to_string(version) +
-                             ", and this agent keeps version " + std::to_string(kStateVersion));
+        storageRefused(path, "it is of version " + std::to_string(version) +
+                                 ", and this agent keeps version " + std::to_string(kStateVersion));
     }
 }
 
@@ -149,7 +155,7 @@ void checkHeader(const std::string& path, const FileDescriptor& file) {
         storageFailed(path, "read it", std::generic_category().message(errno));
     }
     if (size != sizeof header || std::memcmp(header, kMagic, sizeof kMagic) != 0) {
-        refuseFile(path, "it is not a database");
+        storageRefused(path, "it is not a database");
     }
     checkIdentity(path, bigEndian(header + kApplicationAt), bigEndian(header + kVersionAt));
 }
@@ -164,9 +170,10 @@ bool isDatabaseThere(const StateDirectory& directory, const std::string& path) {
     for (const char* companion : {"-wal", "-shm", "-journal"}) {
         const Kel::String name = Kel::String(kStateFile) + companion;
         if (directory.open(name) && !file) {
-            refuseFile(directory.pathOf(name).charPtr(),
-                       "the database that it belongs to is not there: put that back, or move this "
-                       "away");
+            storageRefused(
+                directory.pathOf(name).charPtr(),
+                "the database that it belongs to is not there: put that back, or move this "
+                "away");
         }
     }
     return file.has_value();
@@ -185,12 +192,22 @@ void checkSchema(const SqliteConnection& database) {
                     "SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL")
         .run({}, [&](const SqliteRow& row) {
             if (expected.erase(row.text(0)) == 0) {
-                refuseFile(database.path(),
-                           "its schema has what this agent does not know: " + row.text(0));
+                storageRefused(database.path(),
+                               "its schema has what this agent does not know: " + row.text(0));
             }
         });
     if (!expected.empty()) {
-        refuseFile(database.path(), "its schema lacks: " + *expected.begin());
+        storageRefused(database.path(), "its schema lacks: " + *expected.begin());
+    }
+}
+
+void checkScope(const SqliteConnection& database, const ChipScope& scope) {
+    std::string found = "nothing, its table chip being empty";
+    SqliteStatement(database, "read which chip it is of", "SELECT device, pipe FROM chip")
+        .run({}, [&](const SqliteRow& row) { found = scopeName(row.number(0), row.number(1)); });
+    const std::string wanted = scopeName(scope.device, scope.pipe);
+    if (found != wanted) {
+        storageRefused(database.path(), "it is of " + found + "; this start is for " + wanted);
     }
 }
 
@@ -219,7 +236,7 @@ void writeAheadIs(const SqliteConnection& database) {
     database.execute("write in full", "PRAGMA synchronous=FULL");
 }
 
-SqliteConnection openChecked(const std::string& path) {
+SqliteConnection openChecked(const std::string& path, const ChipScope& scope) {
     SqliteConnection database(path);
     // Closing a refused database must not write its log into it.
     database.optionIs(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, true);
@@ -229,8 +246,9 @@ SqliteConnection openChecked(const std::string& path) {
     // Again, since the log may hold a newer header than the file.
     checkIdentity(path, pragma(database, "application_id"), pragma(database, "user_version"));
     checkSchema(database);
+    checkScope(database, scope);
     if (sqlite3_db_readonly(database.get(), "main") != 0) {
-        refuseFile(path, "it can be read only");
+        storageRefused(path, "it can be read only");
     }
     database.optionIs(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, false);
     writeAheadIs(database);
@@ -239,13 +257,21 @@ SqliteConnection openChecked(const std::string& path) {
 
 } // namespace
 
-SqliteConnection openStateDatabase(const StateDirectory& directory) {
+bool isStateDatabaseThere(const StateDirectory& directory) {
+    try {
+        return isDatabaseThere(directory, pathWithoutLinks(directory));
+    } catch (const Pello::StateException& e) {
+        throw CommandError(ErrorKind::storage, e.what());
+    }
+}
+
+SqliteConnection openStateDatabase(const StateDirectory& directory, const ChipScope& scope) {
     const std::string path = pathWithoutLinks(directory);
     try {
         if (!isDatabaseThere(directory, path)) {
-            makeDatabase(directory, path);
+            makeDatabase(directory, path, scope);
         }
-        return openChecked(path);
+        return openChecked(path, scope);
     } catch (const Pello::StateException& e) {
         throw CommandError(ErrorKind::storage, e.what());
     }

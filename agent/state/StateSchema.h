@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/state/ChipScope.h"
 #include "agent/state/Sqlite.h"
 #include "platform/Pello/StateDirectory.h"
 
@@ -13,15 +14,21 @@ inline constexpr const char* kStateFile = "desired.db";
 inline constexpr std::uint32_t kStateApplicationId = 0x4C414764;
 inline constexpr std::uint32_t kStateVersion = 1;
 
+/// Whether there is a database to open. Looks without changing anything, and throws as
+/// `openStateDatabase` does where it sees already that the file must not be used. REQUIRES: this
+/// process does not have it open.
+bool isStateDatabaseThere(const Pello::StateDirectory& directory);
+
 /**
- * Opens the database of the desired state; makes an empty one when there is none, which is there
- * whole or not at all. What comes back is on disk when a transaction has ended (write-ahead log,
- * synchronous=FULL), and keeps the references between tables.
+ * Opens the database of the desired state; makes an empty one of this scope when there is none,
+ * which is there whole or not at all. What comes back is on disk when a transaction has ended
+ * (write-ahead log, synchronous=FULL), and keeps the references between tables.
  *
  * Throws `CommandError` (storage) and changes nothing in a file that is not an agent's of this
  * version: a link, one of another user or with another mode than 0600 (the log and its index
- * likewise), no database, another application's, a newer version's, one with another schema.
+ * likewise), no database, another application's, a newer version's, one with another schema, one of
+ * another scope.
  */
-SqliteConnection openStateDatabase(const Pello::StateDirectory& directory);
+SqliteConnection openStateDatabase(const Pello::StateDirectory& directory, const ChipScope& scope);
 
 } // namespace LagAgent

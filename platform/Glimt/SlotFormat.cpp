@@ -90,6 +90,14 @@ void writeHeader(std::span<U64, kHeaderWords> header, const TableDescription& ta
     header[kChecksumWord] = sumOf(identity);
 }
 
+TableDescription ofThisChip(TableDescription table,
+                            std::span<const U64, kHeaderWords> header) noexcept {
+    table.capacity = static_cast<U32>(header[2]);
+    table.device = static_cast<U32>(header[3]);
+    table.chipBoot = header[4];
+    return table;
+}
+
 std::optional<Refusal> checkHeader(std::span<const U64, kHeaderWords> header,
                                    const TableDescription& table) {
     if (header[0] != kMagic) {

@@ -100,6 +100,11 @@ constexpr std::size_t words(const TableDescription& table) noexcept {
 KEL_EXPORT void writeHeader(std::span<Kel::U64, kHeaderWords> header,
                             const TableDescription& table);
 
+/// The description of a table of that kind for the chip that the header names, with its capacity.
+/// Whether the header is sound is for `checkHeader` to say.
+KEL_EXPORT TableDescription ofThisChip(TableDescription table,
+                                       std::span<const Kel::U64, kHeaderWords> header) noexcept;
+
 /// Why a file is not the table that the description asks for.
 struct Refusal {
     Kel::String reason;

@@ -7,6 +7,38 @@ namespace Glimt {
 using Kel::U64;
 using Pello::FileMapping;
 
+namespace {
+
+constexpr std::size_t kHeaderSize = SlotFormat::kHeaderWords * sizeof(U64);
+
+std::size_t sizeOf(const TableDescription& description) {
+    return SlotFormat::words(description) * sizeof(U64);
+}
+
+} // namespace
+
+bool TableFile::mayHoldRecords(const Pello::StateDirectory& directory,
+                               TableDescription description) {
+    const auto file = directory.open(description.name);
+    if (!file) {
+        return false;
+    }
+    if (file->size < kHeaderSize) {
+        return true;
+    }
+    const FileMapping mapping(file->descriptor, file->size / sizeof(U64),
+                              directory.pathOf(description.name));
+    const auto header = mapping.words().first<SlotFormat::kHeaderWords>();
+    description = SlotFormat::ofThisChip(description, header);
+    if (SlotFormat::checkHeader(header, description) || file->size != sizeOf(description)) {
+        return true;
+    }
+    // A copy, since a table puts right what an agent's death has left.
+    std::vector<U64> words(mapping.words().begin(), mapping.words().end());
+    const SlotTable table(words, description);
+    return table.records() != 0 || table.corruptSlots() != 0;
+}
+
 TableFile::TableFile(std::shared_ptr<const Pello::StateDirectory> directory,
                      const TableDescription& description, SlotTable::BeforeStore beforeStore)
     : directory_(std::move(directory)) {
@@ -32,8 +64,7 @@ std::optional<FileMapping> TableFile::openWarm(const TableDescription& descripti
         coldReason_ = directory_->pathOf(name) + ": there is no such file yet";
         return std::nullopt;
     }
-    constexpr std::size_t kHeaderSize = SlotFormat::kHeaderWords * sizeof(U64);
-    const std::size_t size = SlotFormat::words(description) * sizeof(U64);
+    const std::size_t size = sizeOf(description);
     const SlotFormat::Refusal wrongSize{
         Kel::format("its size is %zu bytes, not %zu", file->size, size), true};
     if (file->size < kHeaderSize) {

@@ -23,6 +23,13 @@ class KEL_EXPORT TableFile {
     TableFile(std::shared_ptr<const Pello::StateDirectory> directory,
               const TableDescription& description, SlotTable::BeforeStore beforeStore);
 
+    /// Whether a file of this name and kind holds a record, as far as can be told without opening
+    /// the table: nothing is changed. The description's capacity, device and boot do not matter. A
+    /// file that cannot be read as such a table, or was found corrupt, may hold one; reservations
+    /// are none. Throws as opening does.
+    static bool mayHoldRecords(const Pello::StateDirectory& directory,
+                               TableDescription description);
+
     /// Why the table started empty; empty itself when the table started with what the file held.
     const Kel::String& coldReason() const noexcept { return coldReason_; }
     bool isWarm() const noexcept { return coldReason_.empty(); }

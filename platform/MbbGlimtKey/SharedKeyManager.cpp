@@ -39,6 +39,13 @@ SharedKeyManager::SharedKeyManager(std::shared_ptr<const Pello::StateDirectory> 
     reconcileTables();
 }
 
+bool SharedKeyManager::mayHoldRecords(const Pello::StateDirectory& directory) {
+    using Glimt::TableFile;
+    return TableFile::mayHoldRecords(directory, Entries::Traits::kTable) ||
+           TableFile::mayHoldRecords(directory, Members::Traits::kTable) ||
+           TableFile::mayHoldRecords(directory, Groups::Traits::kTable);
+}
+
 /// What holds across tables: a group's record takes over its reservation among the members, and
 /// otherwise no key is in two tables.
 void SharedKeyManager::reconcileTables() {

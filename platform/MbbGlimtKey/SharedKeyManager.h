@@ -45,6 +45,7 @@ class KEL_EXPORT SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKe
         Kel::U32 entries = 0;
         Kel::U32 members = 0;
         Kel::U32 groups = 0;
+        /// Whatever tells apart the chips, or parts of one, whose handles must not be mixed up.
         Kel::U32 device = 0;
         Kel::U64 chipBoot = 0;
         /// Called before every store to a table.
@@ -55,6 +56,10 @@ class KEL_EXPORT SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKe
     /// `Pello::StateException`.
     SharedKeyManager(std::shared_ptr<const Pello::StateDirectory> directory,
                      const Options& options);
+
+    /// Whether one of the tables in a directory may hold a record, whatever chip it is of; see
+    /// `Glimt::TableFile`. REQUIRES: no manager has them open.
+    static bool mayHoldRecords(const Pello::StateDirectory& directory);
 
     Glimt::EntryKey alloc(const Match& match, bool temporary) override;
     Glimt::EntryKey allocAnon(Kel::U32 id) override;

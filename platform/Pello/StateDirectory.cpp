@@ -1,26 +1,20 @@
 #include "platform/Pello/StateDirectory.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <string>
 
+#include "platform/Pello/PrivateFile.h"
 #include "platform/Pello/StateException.h"
 
 namespace Pello {
 
 namespace {
 
-constexpr mode_t kDirectoryMode = 0700;
-constexpr mode_t kFileMode = 0600;
-constexpr mode_t kModeBits = 07777;
 constexpr const char* kLockName = "lock";
-// Without O_NONBLOCK a pipe in the place of a file would hold the agent up for ever.
-constexpr int kOpenFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
 
 std::string trimmed(std::string path) {
     // A slash at the end makes the system follow a link in spite of O_NOFOLLOW.
@@ -28,48 +22,6 @@ std::string trimmed(std::string path) {
         path.pop_back();
     }
     return path;
-}
-
-struct stat statusOf(const FileDescriptor& file, const Kel::String& path) {
-    struct stat status {};
-    if (::fstat(file.get(), &status) != 0) {
-        throw StateException(path, "examine it", errno);
-    }
-    return status;
-}
-
-void checkOwnerAndMode(const struct stat& status, mode_t mode, const Kel::String& path) {
-    if (status.st_uid != ::geteuid()) {
-        throw StateException(path, Kel::format("refused: its owner is user %u, not user %u",
-                                               status.st_uid, ::geteuid()));
-    }
-    if ((status.st_mode & kModeBits) != mode) {
-        throw StateException(path, Kel::format("refused: its mode is %04o, not %04o",
-                                               status.st_mode & kModeBits, mode));
-    }
-}
-
-std::size_t checkedSize(const FileDescriptor& file, const Kel::String& path) {
-    const auto status = statusOf(file, path);
-    if (!S_ISREG(status.st_mode)) {
-        throw StateException(path, "refused: it is not a regular file");
-    }
-    checkOwnerAndMode(status, kFileMode, path);
-    if (status.st_nlink != 1) {
-        throw StateException(path, Kel::format("refused: it has %lu links, not 1",
-                                               static_cast<unsigned long>(status.st_nlink)));
-    }
-    return static_cast<std::size_t>(status.st_size);
-}
-
-[[noreturn]] void throwOpenFailed(const Kel::String& path, int error) {
-    if (error == ELOOP) {
-        throw StateException(path, "refused: it is a symbolic link");
-    }
-    if (error == EISDIR || error == ENXIO) {
-        throw StateException(path, "refused: it is not a regular file");
-    }
-    throw StateException(path, "open it", error);
 }
 
 Kel::String privateName(const Kel::String& name) {
@@ -97,22 +49,11 @@ void writeAll(const FileDescriptor& file, std::span<const std::byte> bytes,
     }
 }
 
-/// The process that the lock file names; 0 when it names none.
-unsigned holderOf(const FileDescriptor& lock) {
-    char text[16];
-    const ssize_t size = ::pread(lock.get(), text, sizeof text, 0);
-    unsigned pid = 0;
-    if (size > 0) {
-        std::from_chars(text, text + size, pid);
-    }
-    return pid;
-}
-
 } // namespace
 
 StateDirectory::StateDirectory(const Kel::String& path)
     : path_(trimmed(std::string(std::string_view(path)))) {
-    const bool isNew = ::mkdir(path_.charPtr(), kDirectoryMode) == 0;
+    const bool isNew = ::mkdir(path_.charPtr(), kPrivateDirectoryMode) == 0;
     if (!isNew && errno != EEXIST) {
         throw StateException(path_, "create the directory", errno);
     }
@@ -126,45 +67,20 @@ StateDirectory::StateDirectory(const Kel::String& path)
         throw StateException(path_, "open the directory", error);
     }
     // What the process's umask took away from a directory of our own is given back.
-    if (isNew && ::fchmod(directory_.get(), kDirectoryMode) != 0) {
+    if (isNew && ::fchmod(directory_.get(), kPrivateDirectoryMode) != 0) {
         throw StateException(path_, "set the directory's mode", errno);
     }
-    checkOwnerAndMode(statusOf(directory_, path_), kDirectoryMode, path_);
-    lock();
-}
-
-void StateDirectory::lock() {
-    const Kel::String path = pathOf(kLockName);
-    lock_ = FileDescriptor(::openat(directory_.get(), kLockName, kOpenFlags | O_CREAT, kFileMode));
-    if (!lock_) {
-        throwOpenFailed(path, errno);
-    }
-    if (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (errno == EWOULDBLOCK) {
-            throw StateException(
-                path_, Kel::format("in use by another agent, process %u", holderOf(lock_)));
-        }
-        throw StateException(path, "lock it", errno);
-    }
-    checkedSize(lock_, path);
-    // For the message above only: the lock itself ends with the process. So a full disk, on which
-    // tables that have their space still work, is no reason to stop.
-    const Kel::String pid = Kel::format("%d\n", ::getpid());
-    [[maybe_unused]] const bool isNamed =
-        ::ftruncate(lock_.get(), 0) == 0 &&
-        ::pwrite(lock_.get(), pid.charPtr(), pid.size(), 0) == static_cast<ssize_t>(pid.size());
+    checkPrivateDirectory(directory_, path_);
+    lock_.emplace(directory_, kLockName, pathOf(kLockName), path_);
 }
 
 std::optional<StateDirectory::File> StateDirectory::open(const Kel::String& name) const {
     const Kel::String path = pathOf(name);
-    FileDescriptor file(::openat(directory_.get(), name.charPtr(), kOpenFlags));
+    FileDescriptor file = openPrivateFile(directory_.get(), name, path);
     if (!file) {
-        if (errno == ENOENT) {
-            return std::nullopt;
-        }
-        throwOpenFailed(path, errno);
+        return std::nullopt;
     }
-    const std::size_t size = checkedSize(file, path);
+    const std::size_t size = checkPrivateFile(file, path);
     return File{std::move(file), size};
 }
 
@@ -179,13 +95,9 @@ FileDescriptor StateDirectory::create(const Kel::String& name, std::size_t size)
     if (::unlinkat(directory_.get(), hidden.charPtr(), 0) != 0 && errno != ENOENT) {
         throw StateException(path, "remove it", errno);
     }
-    FileDescriptor file(
-        ::openat(directory_.get(), hidden.charPtr(), kOpenFlags | O_CREAT | O_EXCL, kFileMode));
-    if (!file) {
-        throwOpenFailed(path, errno);
-    }
+    FileDescriptor file = openPrivateFile(directory_.get(), hidden, path, O_CREAT | O_EXCL);
     try {
-        if (::fchmod(file.get(), kFileMode) != 0) {
+        if (::fchmod(file.get(), kPrivateFileMode) != 0) {
             throw StateException(path, "set its mode", errno);
         }
         allocateSpace(file, size, path);

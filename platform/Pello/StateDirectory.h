@@ -6,7 +6,7 @@
 #include <span>
 
 #include "framework/String.h"
-#include "platform/Pello/FileDescriptor.h"
+#include "platform/Pello/LockFile.h"
 
 namespace Pello {
 
@@ -59,12 +59,11 @@ class KEL_EXPORT StateDirectory {
     static constexpr int kDamagedCopies = 4;
 
   private:
-    void lock();
     Kel::String damagedName(const Kel::String& name) const;
 
     Kel::String path_;
     FileDescriptor directory_;
-    FileDescriptor lock_;
+    std::optional<LockFile> lock_;
 };
 
 } // namespace Pello

@@ -48,7 +48,8 @@ class KeptTest : public AgentTest {
 
     Place place_;
     LatestConnection connection_;
-    std::unique_ptr<StateDatabase> database_ = std::make_unique<StateDatabase>(place_.open());
+    std::unique_ptr<StateDatabase> database_ =
+        std::make_unique<StateDatabase>(place_.open(), kScope);
 };
 
 TEST_F(KeptTest, EachChangeIsKept) {
@@ -205,7 +206,7 @@ class FullDiskTest : public KeptTest {
 };
 
 TEST_F(FullDiskTest, IsNoticedBeforeTheChipWhereverItIsFull) {
-    StateDatabase database(small_.open());
+    StateDatabase database(small_.open(), kScope);
     write(database, kept());
     database.commit();
     // An agent's rules on the same driver, with its database on the small disk.

@@ -307,4 +307,26 @@ TEST_F(SharedKeyManagerTest, IsReachedThroughTheInterfaceAndTheSameWalk) {
     EXPECT_TRUE(interface->fwkType()->isA(MbbGlimtKey::GlimtKeyManager::fwkType_));
 }
 
+TEST_F(SharedKeyManagerTest, ARecordInAnyTableIsSeenBeforeTheyAreOpened) {
+    const auto looked = [this] {
+        manager_ = nullptr;
+        const bool may = Manager::mayHoldRecords(*directory_);
+        restart();
+        return may;
+    };
+    EXPECT_FALSE(looked());
+    const EntryKey key = manager_->entryIs(match_, entryOf(7));
+    EXPECT_TRUE(looked());
+    manager_->entryKeyDel(key);
+    EXPECT_FALSE(looked());
+    manager_->memberIs(memberId(1), memberHandle(7));
+    EXPECT_TRUE(looked());
+    manager_->memberDel(memberId(1));
+    EXPECT_FALSE(looked());
+    manager_->groupIs(groupId(1), groupHandle(7));
+    EXPECT_TRUE(looked());
+    manager_->groupDel(groupId(1));
+    EXPECT_FALSE(looked());
+}
+
 } // namespace

@@ -158,4 +158,82 @@ TEST_F(TableFileTest, APublishedFileIsWholeForWhoeverOpensItAtAnyTime) {
     EXPECT_THAT(walked(fresh), IsEmpty());
 }
 
+// ---- Looking before opening ----------------------------------------------------------------
+
+/// Looks at "entries", which must stay as it is, with a description of which nothing but the kind
+/// counts.
+class MayHoldRecords : public TableFileTest {
+  protected:
+    bool looked() {
+        const std::string before = contentOf(place_.file("entries"));
+        const bool may = Glimt::TableFile::mayHoldRecords(*directory_, Entries::Traits::kTable);
+        EXPECT_EQ(before, contentOf(place_.file("entries")));
+        return may;
+    }
+    void wordsAre(std::vector<U64> words) {
+        coldReason(8, 3, 17); // so that there is a file of the right mode
+        contentIs(place_.file("entries"),
+                  {reinterpret_cast<char*>(words.data()), words.size() * sizeof(U64)});
+    }
+};
+
+TEST_F(MayHoldRecords, NoneWithoutAFileOrInAnEmptyTable) {
+    EXPECT_FALSE(looked());
+    coldReason(8, 0xffff0003, 17);
+    EXPECT_FALSE(looked());
+}
+
+TEST_F(MayHoldRecords, OneIsSeenInTheTableOfWhateverChipUntilItIsDropped) {
+    Entries table(directory_, 8, 0xffff0003, ~U64{0});
+    for (const U32 n : {1u, 2u}) {
+        store(table, n);
+        EXPECT_TRUE(looked());
+        table.slots().contentDel(numbered<EntryConfig>(n).entryKey);
+        EXPECT_FALSE(looked());
+    }
+}
+
+TEST_F(MayHoldRecords, AReservationIsNone) {
+    Entries table(directory_, 8, 1, 1);
+    table.slots().contentIs({.key = U64{1} << 32, .kind = Glimt::SlotContent::Kind::kReservation});
+    EXPECT_FALSE(looked());
+}
+
+TEST_F(MayHoldRecords, WhatWasWrittenAndNeverCommittedIsNoneAndIsNotCleared) {
+    std::vector<U64> words = wordsOfTable<EntryConfig>(8, 1);
+    words[8] = 0; // the state of slot 0
+    wordsAre(words);
+    EXPECT_FALSE(looked());
+}
+
+TEST_F(MayHoldRecords, ADamagedFileMay) {
+    const std::vector<U64> empty = wordsOfTable<EntryConfig>(8, 0);
+    for (const std::size_t word : {0, 1, 2, 3, 4, 5, 6, 7, 8}) {
+        SCOPED_TRACE(word);
+        std::vector<U64> words = empty;
+        words[word] ^= U64{1} << 40;
+        wordsAre(words);
+        EXPECT_TRUE(looked());
+    }
+    for (const std::size_t size : {std::size_t{0}, std::size_t{7}, empty.size() - 1}) {
+        SCOPED_TRACE(size);
+        wordsAre({empty.begin(), empty.begin() + static_cast<std::ptrdiff_t>(size)});
+        EXPECT_TRUE(looked());
+    }
+    wordsAre(empty);
+    EXPECT_FALSE(looked());
+}
+
+TEST_F(MayHoldRecords, ATableThatWasFoundCorruptMay) {
+    Entries table(directory_, 8, 1, 1);
+    table.slots().mark();
+    EXPECT_TRUE(looked());
+}
+
+TEST_F(MayHoldRecords, AFileOfOthersIsRefused) {
+    coldReason(8, 1, 1);
+    std::filesystem::permissions(place_.file("entries"), std::filesystem::perms(0644));
+    EXPECT_EQ(refusalOf([this] { looked(); }), inFile("refused: its mode is 0644, not 0600"));
+}
+
 } // namespace

@@ -33,8 +33,8 @@ class Serve : public testing::Test {
 TEST_F(Serve, TellsTheManagerHowItStartsThatItIsReadyAndThatItStops) {
     daemon.startProgram();
     std::vector<std::string> expected;
-    for (const char* phase : {"taking the state directory", "loading the driver", "chip", "tables",
-                              "factories", "audit"}) {
+    for (const char* phase : {"taking the state directory", "loading the driver", "desired state",
+                              "chip", "tables", "factories", "audit"}) {
         expected.push_back(std::string("STATUS=Starting: ") + phase +
                            "\nEXTEND_TIMEOUT_USEC=30000000");
     }
@@ -122,7 +122,7 @@ TEST_F(Serve, StartThatFailsIsStatusTwoAndALineOfTheLog) {
     const std::string directory = " --state-dir " + daemon.directory();
     for (const auto& [arguments, message] : std::vector<std::pair<std::string, std::string>>{
              {"--pd /nonexistent.so" + directory, "cannot open the PD library: /nonexistent.so"},
-             {"--chip /nonexistent/chip" + directory, "no chip: "},
+             {"--chip /nonexistent/chip" + directory, "/nonexistent/chip.agent: cannot open it: "},
              {"--trace nonsense" + directory, "event=failed"},
              {"--state-dir /nonexistent/state",
               "/nonexistent/state: cannot create the directory: No such file or directory"},
@@ -196,8 +196,8 @@ TEST_F(Serve, LogCanBeJson) {
     for (std::string line; std::getline(lines, line);) {
         events.push_back(nlohmann::json::parse(line).at("event"));
     }
-    EXPECT_THAT(events,
-                ElementsAre("start", "start", "start", "start", "start", "start", "reconciled", "ready", "command-failed", "stop"));
+    EXPECT_THAT(events, ElementsAre("start", "start", "start", "start", "start", "start", "start",
+                                    "reconciled", "ready", "command-failed", "stop"));
 }
 
 } // namespace

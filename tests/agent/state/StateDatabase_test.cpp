@@ -19,7 +19,7 @@ class StateDatabaseTest : public testing::Test {
 
     void open() {
         database_.reset();
-        database_.emplace(place_.open());
+        database_.emplace(place_.open(), kScope);
     }
     std::string ofFile(const std::string& text) const {
         return place_.file("desired.db").string() + ": " + text;
@@ -29,7 +29,7 @@ class StateDatabaseTest : public testing::Test {
     void inKilledChild(Work work) {
         database_.reset();
         EXPECT_EQ(-1, table_files::statusOfChild([&] {
-            StateDatabase database(place_.open());
+            StateDatabase database(place_.open(), kScope);
             work(database);
             ::kill(::getpid(), SIGKILL);
             return 0;
@@ -242,7 +242,7 @@ TEST_F(StateDatabaseTest, APersonCanReadWhileTheAgentWrites) {
 }
 
 TEST_F(StateDatabaseTest, ASecondAgentIsKeptOut) {
-    const auto second = [&] { StateDatabase(place_.open()); };
+    const auto second = [&] { StateDatabase(place_.open(), kScope); };
     EXPECT_THAT(table_files::refusalOf(second), HasSubstr("in use by another agent"));
 }
 

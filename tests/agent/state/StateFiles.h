@@ -14,6 +14,9 @@ namespace LagAgent {
 
 using table_files::Place;
 
+/// The one that a database is of where the test is not about it.
+inline constexpr ChipScope kScope{};
+
 /// The message of the storage error that a call throws; empty when it throws none.
 template <class Call>
 std::string storageErrorOf(Call call) {

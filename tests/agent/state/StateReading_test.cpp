@@ -71,13 +71,13 @@ class WrongState : public testing::TestWithParam<Wrong> {};
 TEST_P(WrongState, IsRefusedWithWhatIsWrong) {
     const Place place;
     {
-        StateDatabase database(place.open());
+        StateDatabase database(place.open(), kScope);
         write(database, someState());
         database.commit();
     }
     const auto file = place.file("desired.db");
     byHand(file, GetParam().sql);
-    const StateDatabase database(place.open());
+    const StateDatabase database(place.open(), kScope);
     EXPECT_EQ(file.string() + ": refused: " + GetParam().complaint,
               storageErrorOf([&] { database.read(); }));
 }
@@ -88,7 +88,7 @@ INSTANTIATE_TEST_SUITE_P(ByHand, WrongState, testing::ValuesIn(kWrong),
 TEST(StateReading, ADamagedFileIsRefused) {
     const Place place;
     {
-        StateDatabase database(place.open());
+        StateDatabase database(place.open(), kScope);
         for (std::uint32_t id = 0; id < 2000; ++id) {
             database.memberIs(RuxTable::RuxMemberId(id), {kSetLagPort, 1});
         }
@@ -100,13 +100,13 @@ TEST(StateReading, ADamagedFileIsRefused) {
     // Of the pages behind those that the empty database has.
     bytes.replace(10 * 4096, 2 * 4096, 2 * 4096, '\xA5');
     table_files::contentIs(file, bytes);
-    const StateDatabase database(place.open());
+    const StateDatabase database(place.open(), kScope);
     EXPECT_THAT(storageErrorOf([&] { database.read(); }), HasSubstr("refused: it is damaged: "));
 }
 
 TEST(StateReading, AGroupMayHaveLostTheMemberItWasMadeWith) {
     const Place place;
-    StateDatabase database(place.open());
+    StateDatabase database(place.open(), kScope);
     DesiredState state = someState();
     state.groups[10].members.erase(1);
     state.members.erase(1);

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 class StateSchemaTest : public testing::Test {
   protected:
     StateSchemaTest() {
-        StateDatabase database(place_.open());
+        StateDatabase database(place_.open(), kScope);
         write(database, someState());
         database.commit();
     }
@@ -23,7 +23,7 @@ class StateSchemaTest : public testing::Test {
     std::string refusal() {
         const auto before = contents();
         const std::string error =
-            storageErrorOf([&] { const StateDatabase refused(place_.open()); });
+            storageErrorOf([&] { const StateDatabase refused(place_.open(), kScope); });
         EXPECT_TRUE(before == contents()) << "a file was changed";
         return error;
     }
@@ -51,7 +51,7 @@ TEST_F(StateSchemaTest, TheFileIsPrivateWhateverTheUmask) {
     const Place place;
     EXPECT_EQ(0, table_files::statusOfChild([&] {
                   ::umask(0);
-                  StateDatabase database(place.open());
+                  StateDatabase database(place.open(), kScope);
                   write(database, someState());
                   database.commit();
                   for (const char* name : {"desired.db", "desired.db-wal", "desired.db-shm"}) {
@@ -68,12 +68,12 @@ TEST_F(StateSchemaTest, ADirectoryMayBeReachedThroughALink) {
     fs::create_directory_symlink(place_.root(), place_.root() / "link");
     const auto directory =
         std::make_shared<const Pello::StateDirectory>((place_.root() / "link" / "state").c_str());
-    EXPECT_EQ(someState(), StateDatabase(directory).read());
+    EXPECT_EQ(someState(), StateDatabase(directory, kScope).read());
 }
 
 TEST_F(StateSchemaTest, AnotherModeOfTheLogIsSetBack) {
     byHand(file_, "PRAGMA journal_mode=DELETE");
-    StateDatabase database(place_.open());
+    StateDatabase database(place_.open(), kScope);
     EXPECT_EQ(someState(), database.read());
     database.memberIs(RuxTable::RuxMemberId(5), {kSetLagPort, 5});
     EXPECT_TRUE(fs::exists(place_.file("desired.db-wal")));
@@ -157,7 +157,7 @@ TEST_F(StateSchemaTest, AFolderInItsPlaceIsRefused) {
     fs::remove(file_);
     fs::create_directory(file_);
     EXPECT_EQ(refused("it is not a regular file"),
-              storageErrorOf([&] { const StateDatabase refused(place_.open()); }));
+              storageErrorOf([&] { const StateDatabase refused(place_.open(), kScope); }));
 }
 
 TEST_F(StateSchemaTest, ItsLogIsCheckedLikeTheFile) {
@@ -185,7 +185,7 @@ TEST_F(StateSchemaTest, ALogWithoutItsDatabaseIsRefused) {
 
 TEST_F(StateSchemaTest, AnAgentKilledWhileMakingItLeavesNothingInTheWay) {
     fs::rename(file_, place_.file(".desired.db.new"));
-    EXPECT_EQ(DesiredState(), StateDatabase(place_.open()).read());
+    EXPECT_EQ(DesiredState(), StateDatabase(place_.open(), kScope).read());
 }
 
 } // namespace
