@@ -27,12 +27,12 @@ SharedKeyManager::Options tableOptions(const StateOptions& options, const ChipSc
 
 /// A chip with records of what is on it was configured by somebody: an empty desired state in the
 /// place of the lost one would take all of that away.
-void requireNoRecords(const Pello::StateDirectory& directory) {
-    if (SharedKeyManager::mayHoldRecords(directory)) {
+void requireDatabaseOfRecords(const Pello::StateDirectory& directory) {
+    if (!directory.open(kStateFile) && SharedKeyManager::mayHoldRecords(directory)) {
         storageRefused(directory.pathOf(kStateFile).charPtr(),
                        "it is not there, but the tables of records 'entries', 'members' and "
-                       "'groups' are, and not empty: put the file back, or remove the tables as "
-                       "well to begin with nothing");
+                       "'groups' are, and not empty: put the file back, or, to begin with nothing, "
+                       "remove the tables and every 'desired.db-...' as well");
     }
 }
 
@@ -42,11 +42,10 @@ PersistentState::PersistentState(const StateOptions& options, const StatefulChip
     if (!chip.file.empty()) {
         chipLock_.emplace(chip.file + ".agent", chip.file);
     }
+    requireDatabaseOfRecords(*options.directory);
     if (isStateDatabaseThere(*options.directory)) {
         database_.emplace(options.directory, chip.scope);
         desired_ = database_->read();
-    } else {
-        requireNoRecords(*options.directory);
     }
     keys_ =
         new SharedKeyManager(options.directory, tableOptions(options, chip.scope, chip.attach()));

@@ -161,11 +161,17 @@ TEST_F(PersistentStateTest, ARefusedDatabaseLeavesTheTablesAlsoWhereTheyWouldSta
 TEST_F(PersistentStateTest, RecordsWithoutTheirDatabaseAreRefused) {
     runOnce();
     removeDatabase();
-    const std::string lost =
-        ofDatabase("it is not there, but the tables of records 'entries', 'members' and 'groups' "
-                   "are, and not empty: put the file back, or remove the tables as well to begin "
-                   "with nothing");
+    const std::string lost = ofDatabase(
+        "it is not there, but the tables of records 'entries', 'members' and 'groups' "
+        "are, and not empty: put the file back, or, to begin with nothing, remove the tables "
+        "and every 'desired.db-...' as well");
     EXPECT_EQ(lost, refusal());
+    // Its log is there as a rule, and has nothing to say of what to do.
+    const fs::path log = place_.file("desired.db-wal");
+    table_files::contentIs(log, "");
+    fs::permissions(log, fs::perms(0600));
+    EXPECT_EQ(lost, refusal());
+    fs::remove(log);
     fs::remove(place_.file("members"));
     EXPECT_EQ(lost, refusal()); // the group's record
     EXPECT_EQ(lost, refusal({.pipe = 1}, {.boot = 6, .usage = kChip.usage}));
