@@ -91,7 +91,8 @@ void velmor_asic_reset(void);
  * file (null: the default); for an existing one its own configuration holds. A process can attach
  * one chip at a time.
  *
- * The file must be regular, the caller's own, of mode 0600 and not a symbolic link. The status is
+ * The file must be regular, the caller's own, of mode 0600, without a second name (hard link) and not
+ * a symbolic link. The status is
  *   P4_PD_STATUS_INVALID_ARG (3)       a bad argument, or a file that cannot be used
  *   P4_PD_STATUS_ALREADY_EXISTS (4)    the process has an attached chip
  *   P4_PD_STATUS_NOT_SUPPORTED (17)    a file of another layout

@@ -173,6 +173,16 @@ TEST_F(AttachTest, AFileThatOthersMayReadIsRefused) {
     expectRefused(P4_PD_STATUS_INVALID_ARG, "its mode is not 0600");
 }
 
+TEST_F(AttachTest, AFileOfSeveralNamesIsRefusedUntilItHasOneAgain) {
+    makeFile();
+    const Directory elsewhere;
+    std::filesystem::create_hard_link(path_, elsewhere.file());
+    expectRefused(P4_PD_STATUS_INVALID_ARG, "has 2 names (hard links), not one");
+    std::filesystem::remove(elsewhere.file());
+    attach();
+    EXPECT_EQ(1u, usage().members);
+}
+
 TEST_F(AttachTest, AFileOfAnotherUserIsRefused) {
     makeFile();
     if (::chown(path_.c_str(), 1, 1) != 0)
