@@ -120,7 +120,7 @@ void ChipFile::failed(const char* what, int error) const {
 }
 
 ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, Steps& steps)
-    : path_(path), steps_(steps) {
+    : ChipFile(path, steps) {
     // Whoever loses the race to make the file finds the winner's, unless that is removed meanwhile.
     for (int tries = 0; !openExisting() && !make(config, steps); ++tries)
         if (tries == 10)
@@ -130,6 +130,12 @@ ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, St
     allocate(0, kAreasAt);
     map();
     checkRoom();
+}
+
+void ChipFile::makeNew(const char* path, const velmor_asic_chip_config_t& config, Steps& steps) {
+    ChipFile file(path, steps);
+    if (!file.make(config, steps))
+        file.refuse(P4_PD_STATUS_ALREADY_EXISTS, "exists already");
 }
 
 bool ChipFile::openExisting() {
