@@ -7,6 +7,14 @@
 
 namespace asic_tool {
 
+namespace {
+
+bool isAmong(const std::vector<std::uint16_t>& ports, std::uint16_t port) {
+    return std::ranges::find(ports, port) != ports.end();
+}
+
+} // namespace
+
 void FlowWatch::send() {
     using Clock = std::chrono::steady_clock;
     const Expectation& expected = expectations_[at_];
@@ -18,11 +26,12 @@ void FlowWatch::send() {
 
     const bool hasPort =
         result.outcome == VELMOR_ASIC_FORWARDED && result.action == P4_PD_ACTION_setLagPort;
-    const bool isRight =
-        hasPort && std::ranges::find(expected.ports, result.port) != expected.ports.end();
+    const bool isRight = hasPort && isAmong(expected.ports, result.port);
+    const bool isInactive = hasPort && !isRight && isAmong(expected.inactive, result.port);
     ++counts_.lookups;
     counts_.noPort += hasPort ? 0 : 1;
-    counts_.wrongPort += hasPort && !isRight ? 1 : 0;
+    counts_.wrongPort += hasPort && !isRight && !isInactive ? 1 : 0;
+    counts_.inactive += isInactive ? 1 : 0;
     counts_.longest = std::max<std::chrono::nanoseconds>(counts_.longest, waited);
     if (!isRight && !firstFailure_)
         firstFailure_ = Failure{expected.value, hash_, result};

@@ -16,6 +16,8 @@ namespace asic_tool {
 struct Expectation {
     std::uint32_t value;
     std::vector<std::uint16_t> ports;
+    /// Ports of inactive members: none of the above, and a failure of its own kind.
+    std::vector<std::uint16_t> inactive = {};
 };
 
 /**
@@ -28,7 +30,10 @@ class FlowWatch {
         std::uint64_t lookups = 0;
         /// Without a match, dropped, or given an action that sets no port.
         std::uint64_t noPort = 0;
+        /// Neither expected nor that of an inactive member.
         std::uint64_t wrongPort = 0;
+        /// The port of an inactive member.
+        std::uint64_t inactive = 0;
         /// The longest that a flow waited for its result.
         std::chrono::nanoseconds longest{};
     };

@@ -37,6 +37,11 @@ void showCalls(const Options& options) {
     std::cout << (options.isJson ? callsJson(calls) : callsText(calls));
 }
 
+void create(const Options& options) {
+    if (velmor_asic_chip_file_make(options.file.c_str(), &options.config) != P4_PD_STATUS_SUCCESS)
+        throw std::runtime_error(velmor_asic_attach_error());
+}
+
 void powerCycle() {
     require(velmor_asic_chip_power_cycle(kDevice), "the chip cannot be power-cycled");
 }
@@ -67,6 +72,10 @@ int watch(const Options& options) {
 int run(const Options& options) {
     if (options.command == Command::watch)
         return watch(options);
+    if (options.command == Command::create) {
+        create(options);
+        return kExitGood;
+    }
     attach(options.file);
     if (options.command == Command::show)
         show(options);

@@ -51,11 +51,13 @@ std::string reportLine(const FlowWatch::Counts& counts, bool isJson) {
         return Json{{"lookups", counts.lookups},
                     {"no port", counts.noPort},
                     {"wrong port", counts.wrongPort},
+                    {"inactive", counts.inactive},
                     {"longest us", longest}}
             .dump();
     return "lookups " + std::to_string(counts.lookups) + "  no port " +
            std::to_string(counts.noPort) + "  wrong port " + std::to_string(counts.wrongPort) +
-           "  longest " + std::to_string(longest) + " us";
+           "  inactive " + std::to_string(counts.inactive) + "  longest " +
+           std::to_string(longest) + " us";
 }
 
 bool watchFlows(FlowWatch& watch, Requests& requests, bool isJson, std::ostream& out,

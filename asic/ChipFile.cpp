@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <system_error>
@@ -119,7 +120,7 @@ void ChipFile::failed(const char* what, int error) const {
 }
 
 ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, Steps& steps)
-    : path_(path), steps_(steps) {
+    : ChipFile(path, steps) {
     // Whoever loses the race to make the file finds the winner's, unless that is removed meanwhile.
     for (int tries = 0; !openExisting() && !make(config, steps); ++tries)
         if (tries == 10)
@@ -129,6 +130,12 @@ ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, St
     allocate(0, kAreasAt);
     map();
     checkRoom();
+}
+
+void ChipFile::makeNew(const char* path, const velmor_asic_chip_config_t& config, Steps& steps) {
+    ChipFile file(path, steps);
+    if (!file.make(config, steps))
+        file.refuse(P4_PD_STATUS_ALREADY_EXISTS, "exists already");
 }
 
 bool ChipFile::openExisting() {
@@ -143,18 +150,22 @@ bool ChipFile::openExisting() {
     failed("open the file", errno);
 }
 
-/// Makes the file under a name of its own and links it to its place when it is whole; false if
-/// there is a file meanwhile.
+/// Makes the file under a name of its own and moves it to its place when it is whole; false if
+/// there is a file. Not by a link: the file would have two names for a while, for good if the
+/// process dies then.
 bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
     struct Temporary {
         std::string path;
-        ~Temporary() { ::unlink(path.c_str()); }
+        ~Temporary() {
+            if (!path.empty())
+                ::unlink(path.c_str());
+        }
     };
     std::string name = path_ + ".XXXXXX";
     const int made = ::mkostemp(name.data(), O_CLOEXEC);
     if (made < 0)
         failed("make a file in its directory", errno);
-    const Temporary temporary{name};
+    Temporary temporary{name};
     file_.open(made);
     if (::fchmod(made, kMode) != 0)
         failed("set the mode", errno);
@@ -165,10 +176,12 @@ bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
     head().identity.store(identityOf(config), steps);
     layout_.reset();
     steps.store();
-    if (::link(name.c_str(), path_.c_str()) == 0)
+    if (::renameat2(AT_FDCWD, name.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) {
+        temporary.path.clear();
         return true;
+    }
     if (errno != EEXIST)
-        failed("link the file to its place", errno);
+        failed("move the file to its place", errno);
     return false;
 }
 
@@ -182,6 +195,9 @@ void ChipFile::checkFile() const {
         refuse(P4_PD_STATUS_INVALID_ARG, "belongs to another user");
     if ((state.st_mode & ALLPERMS) != kMode)
         refuse(P4_PD_STATUS_INVALID_ARG, "its mode is not 0600");
+    if (state.st_nlink > 1)
+        refuse(P4_PD_STATUS_INVALID_ARG,
+               "has " + std::to_string(state.st_nlink) + " names (hard links), not one");
     if (state.st_size < static_cast<off_t>(kAreasAt))
         refuse(P4_PD_STATUS_INTERNAL_ERROR,
                "is no chip file, or cut off: it has " + std::to_string(state.st_size) + " bytes");

@@ -24,8 +24,8 @@ class ChipFileError : public std::exception {
   public:
     ChipFileError(Status status, std::string text) : status_(status), text_(std::move(text)) {}
 
-    /// NO_SYS_RESOURCES, INVALID_ARG (not a file to use), NOT_SUPPORTED (another layout) or
-    /// INTERNAL_ERROR (damaged).
+    /// NO_SYS_RESOURCES, INVALID_ARG (not a file to use), ALREADY_EXISTS (a file to be made),
+    /// NOT_SUPPORTED (another layout) or INTERNAL_ERROR (damaged).
     [[nodiscard]] Status status() const noexcept { return status_; }
     [[nodiscard]] const char* what() const noexcept override { return text_.c_str(); }
 
@@ -40,6 +40,8 @@ class ChipFile {
     /// Opens the file, or makes one with an empty chip of this configuration. A file that is not
     /// taken is left as it is.
     ChipFile(const char* path, const velmor_asic_chip_config_t& config, Steps& steps);
+    /// Makes a file with an empty chip of this configuration. ALREADY_EXISTS if the name is taken.
+    static void makeNew(const char* path, const velmor_asic_chip_config_t& config, Steps& steps);
     ChipFile(const ChipFile&) = delete;
     ChipFile& operator=(const ChipFile&) = delete;
 
@@ -63,6 +65,9 @@ class ChipFile {
     [[noreturn]] void refuse(Status status, const std::string& reason) const;
 
   private:
+    /// Of no file yet.
+    ChipFile(const char* path, Steps& steps) : path_(path), steps_(steps) {}
+
     class Descriptor {
       public:
         Descriptor() noexcept = default;

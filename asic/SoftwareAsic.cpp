@@ -45,12 +45,36 @@ auto onLog(Runtime& all, const Function& function) {
     return all.chip(deviceId);
 }
 
-// Why the latest attach failed. Not in the runtime, which may be what there was no memory for.
+// Why the latest attach or making of a file failed. Not in the runtime, which may be what there was
+// no memory for.
 constinit std::array<char, 1024> attachError{};
 
 template <class... Arguments>
 void attachErrorIs(const char* format, const Arguments&... arguments) noexcept {
     std::snprintf(attachError.data(), attachError.size(), format, arguments...);
+}
+
+/// Does something with a chip file, and keeps why it failed.
+template <class Function>
+Status withChipFile(bool isInRange, const velmor_asic_chip_config_t* config,
+                    const Function& function) noexcept {
+    attachErrorIs("out of memory");
+    const Status status = contained([&]() -> Status {
+        const velmor_asic_chip_config_t& wanted = config ? *config : kDefaultChipConfig;
+        if (!isInRange || !isValid(wanted)) {
+            attachErrorIs("the device, the path or the configuration is out of range");
+            return P4_PD_STATUS_INVALID_ARG;
+        }
+        try {
+            return function(runtime(), wanted);
+        } catch (const ChipFileError& error) {
+            attachErrorIs("%s", error.what());
+            throw;
+        }
+    });
+    if (status == P4_PD_STATUS_SUCCESS)
+        attachErrorIs("%s", "");
+    return status;
 }
 
 } // namespace
@@ -88,32 +112,26 @@ pipe_status velmor_asic_chip_destroy(int device_id) {
 
 pipe_status velmor_asic_chip_attach(int device_id, const char* path,
                                     const velmor_asic_chip_config_t* config) {
-    attachErrorIs("out of memory");
-    const Status status = contained([&]() -> Status {
-        Runtime& all = runtime();
-        const velmor_asic_chip_config_t& wanted = config ? *config : kDefaultChipConfig;
-        if (device_id < 0 || !path || !isValid(wanted)) {
-            attachErrorIs("the device, the path or the configuration is out of range");
-            return P4_PD_STATUS_INVALID_ARG;
-        }
+    const auto attach = [&](Runtime& all, const velmor_asic_chip_config_t& wanted) -> Status {
         if (all.attached) {
             attachErrorIs("%s: device %d has an attached chip, and a process can have only one",
                           path, all.attached->device());
             return P4_PD_STATUS_ALREADY_EXISTS;
         }
-        try {
-            all.attached = std::make_unique<AttachedChip>(device_id, path, wanted, all.steps);
-        } catch (const ChipFileError& error) {
-            attachErrorIs("%s", error.what());
-            throw;
-        }
+        all.attached = std::make_unique<AttachedChip>(device_id, path, wanted, all.steps);
         static_cast<void>(all.chips.destroy(device_id)); // it need not be there
         all.watchedIs();
         return P4_PD_STATUS_SUCCESS;
-    });
-    if (status == P4_PD_STATUS_SUCCESS)
-        attachErrorIs("%s", "");
-    return status;
+    };
+    return withChipFile(device_id >= 0 && path, config, attach);
+}
+
+pipe_status velmor_asic_chip_file_make(const char* path, const velmor_asic_chip_config_t* config) {
+    return withChipFile(path != nullptr, config,
+                        [&](Runtime& all, const velmor_asic_chip_config_t& wanted) {
+                            ChipFile::makeNew(path, wanted, all.steps);
+                            return P4_PD_STATUS_SUCCESS;
+                        });
 }
 
 const char* velmor_asic_attach_error(void) {

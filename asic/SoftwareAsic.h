@@ -91,9 +91,9 @@ void velmor_asic_reset(void);
  * file (null: the default); for an existing one its own configuration holds. A process can attach
  * one chip at a time.
  *
- * The file must be regular, the caller's own, of mode 0600 and not a symbolic link. The status is
- *   P4_PD_STATUS_INVALID_ARG (3)       a bad argument, or a file that cannot be used
- *   P4_PD_STATUS_ALREADY_EXISTS (4)    the process has an attached chip
+ * The file must be regular, the caller's own, of mode 0600, not a symbolic link, and without a
+ * second name (hard link). The status is P4_PD_STATUS_INVALID_ARG (3)       a bad argument, or a
+ * file that cannot be used P4_PD_STATUS_ALREADY_EXISTS (4)    the process has an attached chip
  *   P4_PD_STATUS_NOT_SUPPORTED (17)    a file of another layout
  *   P4_PD_STATUS_INTERNAL_ERROR (22)   not a chip file, or a damaged one
  *   P4_PD_STATUS_NO_SYS_RESOURCES (2)  no memory, or no room on the disk
@@ -103,8 +103,16 @@ pipe_status velmor_asic_chip_attach(int device_id, const char* path,
                                     const velmor_asic_chip_config_t* config);
 
 /*
- * Why the latest attach of the process failed, in one line; "" if it did not. Never null; valid
- * until the next attach.
+ * Makes the file of an empty chip and attaches nothing. A null config stands for the default one.
+ * P4_PD_STATUS_ALREADY_EXISTS if there is anything of this name, even a symbolic link to nowhere:
+ * it is left as it is, also if another process makes it at this very time. Otherwise fails as an
+ * attach does, and then there is no file.
+ */
+pipe_status velmor_asic_chip_file_make(const char* path, const velmor_asic_chip_config_t* config);
+
+/*
+ * Why the latest attach or making of a file in the process failed, in one line; "" if it did not.
+ * Never null; valid until the next of them.
  */
 const char* velmor_asic_attach_error(void);
 

@@ -1,13 +1,18 @@
 #!/usr/bin/env bash
-# Kills the agent's daemon ten times in the middle of a burst of changes, while another process
-# keeps asking the chip for ports of two LAGs, and shows each restart. Exits with 0 only if no flow
-# ever lost its port, got a wrong one or that of the inactive member, and every restart left chip,
-# records and desired state in agreement.
+# Kills the agent's daemon, ten times or as often as is said, in the middle of a burst of changes,
+# while another process keeps asking the chip for ports of two LAGs, and shows each restart. Exits
+# with 0 only if no flow ever lost its port, got a wrong one or that of the inactive member, and
+# every restart left chip, records and desired state in agreement.
 #
-#   examples/restart.sh [DIRECTORY OF THE PROGRAMS]
+#   examples/restart.sh [DIRECTORY OF THE PROGRAMS [NUMBER OF RESTARTS]]
 set -euo pipefail
 examples=$(cd "$(dirname "$0")" && pwd)
 bin=$(cd "${1:-$examples/../build/release/bin}" && pwd)
+restarts=${2:-10}
+if [[ ! $restarts =~ ^[1-9][0-9]{0,5}$ ]]; then
+    echo "restart.sh: '$restarts' is no number of restarts" >&2
+    exit 2
+fi
 # As a daemon's runtime directory, in memory.
 work=$(mktemp -d -p "$([[ -w /dev/shm ]] && echo /dev/shm || echo "${TMPDIR:-/tmp}")")
 state=$work/state
@@ -44,10 +49,11 @@ start() {
 }
 
 # Changes all around the two LAGs: a third LAG that comes and goes, members of its own, entries that
-# are repointed, and a port of LAG 10 that goes down and up again.
+# are repointed, and a port of LAG 10 that goes down and up again. Without end: only the death of the
+# daemon, and of the client with it, ends a burst: by a signal or, where that is ignored, an error.
 burst() {
     local n
-    for n in {1..400}; do
+    for ((n = 1; ; n++)); do
         local member=$((100 + n % 7)) entry="entry set value $((0x1000 + n % 50)) mask 0xffffffff"
         echo "member add $member action setLagPort port $member"
         echo "group add 30 size 16 initial $member action setLagPort"
@@ -63,30 +69,33 @@ burst() {
 }
 
 kill_in_burst() {
-    burst | ctl -json --force > "$work/acknowledged" 2> /dev/null &
+    burst 2> /dev/null | ctl -json --force > "$work/acknowledged" 2> /dev/null &
     local client=$!
     sleep "0.$((RANDOM % 30 + 10))"
-    kill -0 "$client" 2> /dev/null || fail "the burst was over before the kill"
+    kill -0 "$client" 2> /dev/null || fail "the client of the burst gave up before the kill"
     kill_daemon
     wait "$client" 2> /dev/null || true
 }
 
 report() { # what flows got since the last report
     local line
+    local good='^lookups [1-9][0-9]*  no port 0  wrong port 0  inactive 0  '
     echo report >&"${WATCH[1]}"
     read -r -t 30 line <&"${WATCH[0]}" || fail "the watching process is gone"
     echo "flows: $line"
-    [[ $line == *"no port 0  wrong port 0"* ]] || fail "a flow went astray"
+    [[ $line =~ $good ]] || fail "a flow went astray"
 }
 
 start
-ctl -batch "$examples/restart.cmds" > /dev/null
+ctl -batch "$examples/inactive-member.cmds" > /dev/null
 echo "two LAGs: value 0x10 over ports 1 and 2, value 0x20 over port 3, with an inactive member on port 4"
-coproc WATCH { exec "$bin/velmor-asic" watch "$state/chip" --expect 0x10=1,2 --expect 0x20=3; }
+coproc WATCH {
+    exec "$bin/velmor-asic" watch "$state/chip" --expect 0x10=1,2 --expect 0x20=3 --inactive 0x20=4
+}
 watcher=$WATCH_PID
 report
 
-for restart in {1..10}; do
+for ((restart = 1; restart <= restarts; restart++)); do
     kill_in_burst
     echo
     echo "restart $restart, killed after $(grep -c '"ok":true' "$work/acknowledged") changes of a burst"
@@ -99,4 +108,4 @@ for restart in {1..10}; do
     report
 done
 echo
-echo "ten restarts: no flow without a port, with a wrong one, or to the inactive member"
+echo "restarts: $restarts; no flow without a port, with a wrong one, or to the inactive member"

@@ -61,6 +61,26 @@ TEST_F(FlowWatchTest, APortThatIsNotExpectedIsWrong) {
               asic_tool::toText(*watch.firstFailure()));
 }
 
+TEST_F(FlowWatchTest, ThePortOfAnInactiveMemberIsCountedApartFromWrongOnes) {
+    FlowWatch watch(kDevice, 0, {{1, {11}, {13, 12}}, {1, {11}, {13}}});
+    ASSERT_EQ(0u, setState(both_, second_, P4_PD_MEMBER_INACTIVE));
+    send(watch, 20);
+    EXPECT_EQ(0u, watch.take().inactive);
+    EXPECT_FALSE(watch.firstFailure());
+    ASSERT_EQ(0u, setState(both_, second_, P4_PD_MEMBER_ACTIVE));
+    ASSERT_EQ(0u, setState(both_, first_, P4_PD_MEMBER_INACTIVE));
+    send(watch, 20);
+    const FlowWatch::Counts counts = watch.take();
+    EXPECT_EQ(20u, counts.lookups);
+    EXPECT_EQ(0u, counts.noPort);
+    EXPECT_EQ(10u, counts.inactive);
+    EXPECT_EQ(10u, counts.wrongPort);
+    EXPECT_EQ(0u, watch.take().inactive);
+    ASSERT_TRUE(watch.firstFailure());
+    EXPECT_EQ("value 1 hash 10 outcome forwarded port 12 entry 4 group 1 member 3",
+              asic_tool::toText(*watch.firstFailure()));
+}
+
 TEST_F(FlowWatchTest, MissesDropsAndActionsWithoutPortHaveNoPort) {
     FlowWatch watch(kDevice, 0, {{1, {11, 12}}, {2, {11}}, {3, {11}}});
     std::uint32_t tunnel = 0;

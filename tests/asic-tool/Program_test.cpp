@@ -15,6 +15,7 @@
 namespace asic_test {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
@@ -185,7 +186,8 @@ TEST_F(VelmorAsicTest, WatchesFlowsWhileTheDriverLivesAndAfterItIsKilled) {
     fill();
     velmor_asic_reset();
     Running watch(commandLine("watch FILE --expect 5=11,12 --expect 6=11"));
-    const std::string clean = "lookups [1-9][0-9]*  no port 0  wrong port 0  longest [0-9]+ us\n";
+    const std::string clean =
+        "lookups [1-9][0-9]*  no port 0  wrong port 0  inactive 0  longest [0-9]+ us\n";
     EXPECT_THAT(watch.report(), MatchesRegex(clean));
     const pid_t driver = startProcess([&]() -> int {
         attach();
@@ -205,8 +207,9 @@ TEST_F(VelmorAsicTest, WatchTellsTheFirstLossAndExitsWithOne) {
     fill();
     const std::string errors = directory_.file("errors");
     Running watch(commandLine("watch FILE --expect 5=11 --json 2> " + errors));
-    EXPECT_THAT(watch.report(), MatchesRegex("\\{\"lookups\":[0-9]+,\"no port\":0,"
-                                             "\"wrong port\":0,\"longest us\":[0-9]+\\}\n"));
+    EXPECT_THAT(watch.report(),
+                MatchesRegex("\\{\"lookups\":[0-9]+,\"no port\":0,"
+                             "\"wrong port\":0,\"inactive\":0,\"longest us\":[0-9]+\\}\n"));
     ASSERT_EQ(0u, setState(1, 2, P4_PD_MEMBER_INACTIVE));
     static_cast<void>(watch.report());
     ASSERT_EQ(0u, setState(1, 3, P4_PD_MEMBER_ACTIVE));
@@ -219,9 +222,44 @@ TEST_F(VelmorAsicTest, WatchTellsTheFirstLossAndExitsWithOne) {
                              "entry 4 group 1 member 0\n"));
 }
 
+TEST_F(VelmorAsicTest, WatchTellsAFlowToAnInactiveMemberAndExitsWithOne) {
+    fill();
+    const std::string errors = directory_.file("errors");
+    Running watch(commandLine("watch FILE --expect 5=11 --inactive 5=12 2> " + errors));
+    EXPECT_THAT(watch.report(), HasSubstr("  no port 0  wrong port 0  inactive 0  longest "));
+    ASSERT_EQ(0u, setState(1, 3, P4_PD_MEMBER_ACTIVE));
+    static_cast<void>(watch.report());
+    EXPECT_THAT(watch.report(), MatchesRegex("lookups [0-9]+  no port 0  wrong port 0  "
+                                             "inactive [1-9][0-9]*  longest [0-9]+ us\n"));
+    watch.closeInput();
+    EXPECT_EQ(1, watch.end());
+    EXPECT_THAT(slurp(errors), MatchesRegex("value 5 hash [0-9]+ outcome forwarded port 12 "
+                                            "entry 4 group 1 member 3\n"));
+}
+
+TEST_F(VelmorAsicTest, CreatesAnEmptyChipOfTheWantedSize) {
+    const std::string all =
+        "create FILE --entries 1 --members 2 --groups 3 --group-size 4 --pipes 5";
+    const Finished created = run(all);
+    EXPECT_EQ(0, created.status);
+    EXPECT_EQ("", created.out + created.err);
+    EXPECT_THAT(run("show FILE").out,
+                EndsWith("pipe all:  entries 0 of 1  members 0 of 2  groups 0 of 3\n"));
+    attach();
+    EXPECT_EQ(1u, member(7, {kDevice, 4}));
+    std::uint32_t handle = 0;
+    EXPECT_EQ(P4_PD_STATUS_INVALID_ARG, tryMember(&handle, 7, {kDevice, 5}));
+    EXPECT_EQ(2u, group(4));
+    EXPECT_EQ(P4_PD_STATUS_INVALID_ARG, tryGroup(&handle, 5));
+    const Finished again = run(all);
+    EXPECT_EQ(2, again.status);
+    EXPECT_EQ("velmor-asic: " + path_ + ": exists already\n", again.err);
+    EXPECT_EQ(1u, usage({kDevice, 4}).members);
+}
+
 TEST_F(VelmorAsicTest, WatchWaitsForTheFile) {
     Running watch(commandLine("watch FILE --expect 5=11 --wait"));
-    EXPECT_EQ("lookups 0  no port 0  wrong port 0  longest 0 us\n", watch.report());
+    EXPECT_EQ("lookups 0  no port 0  wrong port 0  inactive 0  longest 0 us\n", watch.report());
     EXPECT_FALSE(std::filesystem::exists(path_));
     // The file appears with its tables.
     velmor_asic_reset();
@@ -233,7 +271,7 @@ TEST_F(VelmorAsicTest, WatchWaitsForTheFile) {
     std::string report;
     while (report.empty() || report.starts_with("lookups 0 "))
         report = watch.report();
-    EXPECT_THAT(report, HasSubstr("  no port 0  wrong port 0  "));
+    EXPECT_THAT(report, HasSubstr("  no port 0  wrong port 0  inactive 0  "));
     watch.signal(SIGTERM);
     EXPECT_EQ(0, watch.end());
 }

@@ -117,6 +117,51 @@ TEST_F(AttachTest, AnExistingFileHasItsOwnConfiguration) {
     EXPECT_EQ(101u, member(1));
 }
 
+TEST_F(AttachTest, AFileCanBeMadeForOthersToAttach) {
+    velmor_asic_chip_config_t config = defaultConfig();
+    config.member_capacity = 3;
+    ASSERT_EQ(0u, velmor_asic_chip_file_make(path_.c_str(), &config));
+    EXPECT_STREQ("", velmor_asic_attach_error());
+    EXPECT_EQ(1u, directory_.count());
+    EXPECT_EQ(65536u, usage().member_capacity); // device 0 is the chip in memory still
+    attach();
+    EXPECT_EQ(3u, usage().member_capacity);
+    EXPECT_EQ(0u, usage().members);
+    // The attached chip is in nobody's way.
+    EXPECT_EQ(0u, velmor_asic_chip_file_make(directory_.file("other").c_str(), nullptr));
+    EXPECT_EQ(1u, member(1));
+    EXPECT_EQ(2u, directory_.count());
+}
+
+TEST_F(AttachTest, AFileIsNotMadeWhereThereIsSomething) {
+    makeFile();
+    const std::string before = bytes();
+    const std::string broken = directory_.file("broken");
+    std::filesystem::create_symlink(directory_.file("nowhere"), broken);
+    for (const std::string& path : {path_, broken}) {
+        EXPECT_EQ(P4_PD_STATUS_ALREADY_EXISTS, velmor_asic_chip_file_make(path.c_str(), nullptr));
+        EXPECT_EQ(path + ": exists already", velmor_asic_attach_error());
+    }
+    EXPECT_TRUE(before == bytes());
+    EXPECT_EQ(2u, directory_.count());
+}
+
+TEST_F(AttachTest, OfManyProcessesThatMakeANewFileAtOnceOneDoes) {
+    constexpr int kProcesses = 8;
+    std::vector<pid_t> processes;
+    for (int i = 0; i < kProcesses; ++i)
+        processes.push_back(startProcess(
+            [&] { return static_cast<int>(velmor_asic_chip_file_make(path_.c_str(), nullptr)); }));
+    int made = 0;
+    for (const pid_t process : processes) {
+        const int status = endOf(process);
+        made += status == 0 ? 1 : 0;
+        EXPECT_TRUE(status == 0 || status == P4_PD_STATUS_ALREADY_EXISTS) << status;
+    }
+    EXPECT_EQ(1, made);
+    EXPECT_EQ(1u, directory_.count());
+}
+
 TEST_F(AttachTest, AProcessAttachesOneChipAtATime) {
     attach();
     EXPECT_EQ(P4_PD_STATUS_ALREADY_EXISTS,
@@ -135,6 +180,10 @@ TEST_F(AttachTest, BadArgumentsAreRefused) {
     EXPECT_EQ(P4_PD_STATUS_INVALID_ARG, velmor_asic_chip_attach(0, nullptr, nullptr));
     EXPECT_EQ(reason, velmor_asic_attach_error());
     EXPECT_EQ(P4_PD_STATUS_INVALID_ARG, velmor_asic_chip_attach(0, path_.c_str(), &config));
+    EXPECT_EQ(reason, velmor_asic_attach_error());
+    EXPECT_EQ(P4_PD_STATUS_INVALID_ARG, velmor_asic_chip_file_make(nullptr, nullptr));
+    EXPECT_EQ(reason, velmor_asic_attach_error());
+    EXPECT_EQ(P4_PD_STATUS_INVALID_ARG, velmor_asic_chip_file_make(path_.c_str(), &config));
     EXPECT_EQ(reason, velmor_asic_attach_error());
     EXPECT_EQ(P4_PD_STATUS_INVALID_ARG, velmor_asic_chip_boot(0, nullptr));
     EXPECT_EQ(P4_PD_STATUS_INVALID_ARG, velmor_asic_chip_power_cycle(3));
@@ -171,6 +220,16 @@ TEST_F(AttachTest, AFileThatOthersMayReadIsRefused) {
     makeFile();
     ASSERT_EQ(0, ::chmod(path_.c_str(), 0640));
     expectRefused(P4_PD_STATUS_INVALID_ARG, "its mode is not 0600");
+}
+
+TEST_F(AttachTest, AFileOfSeveralNamesIsRefusedUntilItHasOneAgain) {
+    makeFile();
+    const Directory elsewhere;
+    std::filesystem::create_hard_link(path_, elsewhere.file());
+    expectRefused(P4_PD_STATUS_INVALID_ARG, "has 2 names (hard links), not one");
+    std::filesystem::remove(elsewhere.file());
+    attach();
+    EXPECT_EQ(1u, usage().members);
 }
 
 TEST_F(AttachTest, AFileOfAnotherUserIsRefused) {
