@@ -307,6 +307,12 @@ TEST_F(KillAtEveryStepTest, FlowsOfAnotherProcessGoOnWhateverDies) {
         }
         return 0;
     });
+    struct AtEnd {
+        bool& stop;
+        ~AtEnd() { __atomic_store_n(&stop, true, __ATOMIC_RELEASE); }
+    } const atEnd{traffic->stop}; // also when an assertion fails
+    while (__atomic_load_n(&traffic->sent, __ATOMIC_ACQUIRE) == 0)
+        ::usleep(100);
     std::uint64_t seen = 0;
     for (int step = 1; step <= 60; ++step) {
         ASSERT_EQ(-SIGKILL, runProcess([&] {
@@ -328,7 +334,6 @@ TEST_F(KillAtEveryStepTest, FlowsOfAnotherProcessGoOnWhateverDies) {
     __atomic_store_n(&traffic->stop, true, __ATOMIC_RELEASE);
     EXPECT_EQ(0, endOf(reader));
     EXPECT_EQ(0u, traffic->lost);
-    ::munmap(traffic, sizeof(Traffic));
 }
 
 /// Holds the lock in the middle of a call, says so, and dies after a while.
