@@ -1,14 +1,13 @@
 #include "agent/ctl/RemoteRunner.h"
 
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "agent/daemon/ControlSocket.h"
-#include "tests/agent/daemon/Child.h"
+#include "tests/agent/daemon/FewDescriptors.h"
 #include "tests/agent/daemon/TestDirectory.h"
 
 namespace LagAgent {
@@ -75,15 +74,8 @@ TEST_F(RemoteRunnerTest, DaemonThatDoesNotGreetIsNone) {
 
 TEST_F(RemoteRunnerTest, DescriptorsThatHaveRunOutAreTheReason) {
     daemonSays(Wire::hello());
-    Child poor([&] {
-        const rlimit none{3, 3};
-        if (::setrlimit(RLIMIT_NOFILE, &none) != 0) {
-            return 1;
-        }
-        return objection() == "cannot reach a daemon at " + control + ": Too many open files" ? 0
-                                                                                              : 2;
-    });
-    EXPECT_EQ(0, poor.exitStatus());
+    EXPECT_EQ("cannot reach a daemon at " + control + ": Too many open files",
+              complaintWithDescriptorsBelow(3, [this] { RemoteRunner runner(control); }));
 }
 
 TEST_F(RemoteRunnerTest, AnswerThatMakesNoSenseEndsTheScript) {

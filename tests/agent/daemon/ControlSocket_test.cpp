@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -14,6 +13,7 @@
 #include "agent/daemon/Address.h"
 #include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/Client.h"
+#include "tests/agent/daemon/FewDescriptors.h"
 #include "tests/agent/daemon/TestDirectory.h"
 
 namespace LagAgent {
@@ -117,17 +117,12 @@ TEST_F(ControlSocketTest, NameThatNoSocketCanHaveIsAnError) {
 }
 
 TEST_F(ControlSocketTest, DescriptorsThatHaveRunOutAreTheReason) {
-    Child poor([&] {
-        const int next = ::dup(STDERR_FILENO);
-        ::close(next);
-        // One more, which the lock takes.
-        const rlimit few{static_cast<rlim_t>(next) + 1, static_cast<rlim_t>(next) + 1};
-        if (::setrlimit(RLIMIT_NOFILE, &few) != 0) {
-            return 1;
-        }
-        return complaint() == "cannot take commands at " + path + ": Too many open files" ? 0 : 2;
-    });
-    EXPECT_EQ(0, poor.exitStatus());
+    const int next = ::dup(STDERR_FILENO);
+    ::close(next);
+    // One more, which the lock takes.
+    EXPECT_EQ("cannot take commands at " + path + ": Too many open files",
+              complaintWithDescriptorsBelow(static_cast<rlim_t>(next) + 1,
+                                            [this] { ControlSocket socket(path); }));
 }
 
 TEST(ControlPeer, IsRootOrTheDaemonsUser) {
