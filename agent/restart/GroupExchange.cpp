@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <tuple>
 
 #include "agent/restart/Planner.h"
 
@@ -9,25 +10,18 @@
 namespace LagAgent {
 
 void Planner::exchangeGroups() {
-    std::vector<std::uint32_t> waiting;
+    std::set<std::uint32_t> waiting;
     for (const auto& [id, group] : desired_.groups) {
-        waiting.push_back(id);
+        waiting.insert(id);
     }
     while (!waiting.empty()) {
-        if (forecast_.groupRoom() == 0) {
-            if (!vacateOneGroup()) {
-                plan_.obstacle = "the chip has no room for one group more, and lists none that "
-                                 "could give way";
-                return;
-            }
-            // Who gave way comes last: somebody else's exchange leaves room again.
-            const auto& touched = plan_.touchedGroups;
-            std::ranges::stable_partition(waiting, [&touched](std::uint32_t id) {
-                return std::ranges::find(touched, id) == touched.end();
-            });
+        if (forecast_.groupRoom() == 0 && !vacateOneGroup()) {
+            plan_.obstacle = "the chip has no room for one group more, and none that could give "
+                             "way without one member more";
+            return;
         }
-        const std::uint32_t id = waiting.front();
-        waiting.erase(waiting.begin());
+        const std::uint32_t id = nextToExchange(waiting);
+        waiting.erase(id);
         makeGroup(id);
         for (const EntryName& entry : entriesOf_[id]) {
             pointEntry(entry);
@@ -36,47 +30,38 @@ void Planner::exchangeGroups() {
     }
 }
 
-/// A start that was cut short may have left a group with entries both at the old one and the new
-/// one, which takes up two places. Where the recorded one is as desired, all can go there at once.
-void Planner::pointAtWhatIsComplete() {
-    for (const auto& [name, kept] : plan_.entries) {
-        const auto& target = desired_.entries.at(name);
-        const ChipHandle before = forecast_.groupOf(kept.handle);
-        if (before == 0) {
-            continue;
-        }
-        if (target.member()) {
-            pointEntry(name);
-        } else if (isComplete(target.id()) && records_.groups.at(target.id()) != before) {
-            pointEntry(name, records_.groups.at(target.id()));
-        }
+/// Whose exchange leaves room again goes first. Who takes up a place and frees none, such as one
+/// that gave way, comes last.
+std::uint32_t Planner::nextToExchange(const std::set<std::uint32_t>& waiting) const {
+    auto next = std::ranges::find_if(waiting, [this](std::uint32_t id) { return freesAPlace(id); });
+    if (next == waiting.end()) {
+        next = std::ranges::find_if(waiting,
+                                    [this](std::uint32_t id) { return hasEntryAtAnOldGroup(id); });
     }
+    return next == waiting.end() ? *waiting.begin() : *next;
 }
 
-/// Whether the group's record stands for one that is on the chip as desired.
-bool Planner::isComplete(std::uint32_t group) const {
-    const auto record = records_.groups.find(group);
-    const auto found =
-        record == records_.groups.end() ? chip_.groups.end() : chip_.groups.find(record->second);
-    const DesiredGroup& desired = desired_.groups.at(group);
-    if (found == chip_.groups.end() || found->second.size != desired.size) {
-        return false;
-    }
-    std::map<ChipHandle, bool> members;
-    for (const auto& [id, isActive] : desired.members) {
-        if (const auto member = members_.find(id); member != members_.end()) {
-            members.emplace(member->second, isActive);
+/// Whether an old group has no other entries than those of this one.
+bool Planner::freesAPlace(std::uint32_t group) const {
+    std::map<ChipHandle, std::uint32_t> users;
+    const auto entries = entriesOf_.find(group);
+    for (const EntryName& name :
+         entries == entriesOf_.end() ? std::vector<EntryName>{} : entries->second) {
+        const auto kept = plan_.entries.find(name);
+        if (kept != plan_.entries.end() && forecast_.groupOf(kept->second.handle) != 0) {
+            ++users[forecast_.groupOf(kept->second.handle)];
         }
     }
-    const auto isAsNow = [&](const auto& member) {
-        const auto& [handle, isActive] = member;
-        const auto wanted = members.find(handle);
-        return wanted != members.end() &&
-               wanted->second == (isActive && !idled_.contains({found->first, handle}));
-    };
-    return members.size() == desired.members.size() &&
-           members.size() == found->second.members.size() &&
-           std::ranges::all_of(found->second.members, isAsNow);
+    return std::ranges::any_of(
+        users, [this](const auto& old) { return old.second == forecast_.usersOf(old.first); });
+}
+
+bool Planner::hasEntryAtAnOldGroup(std::uint32_t group) const {
+    return std::ranges::any_of(plan_.entries, [&](const auto& entry) {
+        const auto& target = desired_.entries.at(entry.first);
+        return !target.member() && target.id() == group &&
+               forecast_.groupOf(entry.second.handle) != 0;
+    });
 }
 
 /// Frees the place of the old group whose absence disturbs the fewest entries; false where there is
@@ -91,9 +76,15 @@ bool Planner::vacateOneGroup() {
     if (users.empty()) {
         return false;
     }
-    const auto least = std::ranges::min_element(users, {}, [this](const auto& group) {
-        return std::pair(disturbanceOf(group.second), group.second.size());
+    const bool canVoid = hasVoid_ || memberRoom_ > 0;
+    const auto least = std::ranges::min_element(users, {}, [&](const auto& group) {
+        const std::uint32_t disturbed = disturbanceOf(group.second);
+        const bool cannot = !canVoid && disturbed < group.second.size();
+        return std::tuple(cannot, disturbed, group.second.size());
     });
+    if (!canVoid && disturbanceOf(least->second) < least->second.size()) {
+        return false;
+    }
     for (const EntryName& name : least->second) {
         giveWay(name);
     }

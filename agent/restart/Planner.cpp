@@ -32,10 +32,11 @@ Plan Planner::make() {
         return std::move(plan_);
     }
     idleWhoShouldNotBeActive();
+    pointAtWhatIsComplete();
+    makeRoomForMembers();
     setMembers();
     if (lacksGroupRoom()) {
         removeUnwantedEntries();
-        pointAtWhatIsComplete();
         removeUnusedGroups();
     }
     if (lacksGroupRoom()) {
@@ -47,6 +48,9 @@ Plan Planner::make() {
     }
     makeRoomForEntries();
     pointEntries();
+    if (!plan_.obstacle.empty()) {
+        return std::move(plan_);
+    }
     if (hasVoid_) {
         plan_.steps.push_back({.kind = Kind::voidRemove});
     }
@@ -72,6 +76,13 @@ void Planner::checkCapacities() {
         if (desired > capacity) {
             plan_.obstacle = "the chip has room for " + std::to_string(capacity) + " " + kind +
                              ", and " + std::to_string(desired) + " are desired";
+        }
+    }
+    for (const auto& [id, group] : desired_.groups) {
+        if (group.size > chip_.usage.group_size_limit) {
+            plan_.obstacle = "the chip's groups take " +
+                             std::to_string(chip_.usage.group_size_limit) + " members, and group " +
+                             std::to_string(id) + " is for " + std::to_string(group.size);
         }
     }
 }
@@ -179,7 +190,8 @@ void Planner::idleIn(ChipHandle group, const DesiredGroup& desired) {
     }
     // Without one that should be active, what the flows have is better than nothing; unless nobody
     // should be.
-    if (keepsOne || wanted.empty()) {
+    if (keepsOne ||
+        std::ranges::none_of(desired.members, &std::pair<const std::uint32_t, bool>::second)) {
         for (const ChipHandle member : unwanted) {
             plan_.steps.push_back({.kind = Kind::oldIdle, .handle = group, .chipMember = member});
             idled_.emplace(group, member);
@@ -195,6 +207,34 @@ std::set<ChipHandle> Planner::activeMembersOf(const DesiredGroup& group) const {
         }
     }
     return handles;
+}
+
+/// Where the new members have no room, and where a group that gives way may need one that sends
+/// nowhere, unwanted ones go first that nothing refers to.
+void Planner::makeRoomForMembers() {
+    memberRoom_ = std::int64_t{chip_.usage.member_capacity} - chip_.usage.members -
+                  static_cast<std::int64_t>(desired_.members.size() - members_.size());
+    if (memberRoom_ > 0) {
+        return;
+    }
+    std::set<ChipHandle> used;
+    for (const auto& [handle, group] : chip_.groups) {
+        for (const auto& [member, isActive] : group.members) {
+            used.insert(member);
+        }
+    }
+    for (const auto& [handle, entry] : chip_.entries) {
+        if (!entry.target.isGroup) {
+            used.insert(entry.target.handle);
+        }
+    }
+    for (const auto& [handle, member] : chip_.members) {
+        if (!wantedMembers_.contains(handle) && !used.contains(handle)) {
+            removeObject(Kind::memberRemove, handle, recordedMembers_);
+            wantedMembers_.insert(handle); // it is done with
+            ++memberRoom_;
+        }
+    }
 }
 
 void Planner::setMembers() {
@@ -250,6 +290,51 @@ void Planner::remove(const Step& step, bool isOrphan) {
 }
 
 // ---- Entries -----------------------------------------------------------------------------------
+
+/// Something that was cut short may have left an entry at a group that is not the one it should be
+/// at: at the old one of two, or at another altogether. Where the recorded one is as desired, it
+/// goes there at once.
+void Planner::pointAtWhatIsComplete() {
+    for (const auto& [name, kept] : plan_.entries) {
+        const auto& target = desired_.entries.at(name);
+        const ChipHandle before = forecast_.groupOf(kept.handle);
+        if (before == 0) {
+            continue;
+        }
+        if (target.member() && members_.contains(target.id())) {
+            pointEntry(name);
+        } else if (!target.member() && isComplete(target.id()) &&
+                   records_.groups.at(target.id()) != before) {
+            pointEntry(name, records_.groups.at(target.id()));
+        }
+    }
+}
+
+/// Whether the group's record stands for one that is on the chip as desired.
+bool Planner::isComplete(std::uint32_t group) const {
+    const auto record = records_.groups.find(group);
+    const auto found =
+        record == records_.groups.end() ? chip_.groups.end() : chip_.groups.find(record->second);
+    const DesiredGroup& desired = desired_.groups.at(group);
+    if (found == chip_.groups.end() || found->second.size != desired.size) {
+        return false;
+    }
+    std::map<ChipHandle, bool> members;
+    for (const auto& [id, isActive] : desired.members) {
+        if (const auto member = members_.find(id); member != members_.end()) {
+            members.emplace(member->second, isActive);
+        }
+    }
+    const auto isAsNow = [&](const auto& member) {
+        const auto& [handle, isActive] = member;
+        const auto wanted = members.find(handle);
+        return wanted != members.end() &&
+               wanted->second == (isActive && !idled_.contains({found->first, handle}));
+    };
+    return members.size() == desired.members.size() &&
+           members.size() == found->second.members.size() &&
+           std::ranges::all_of(found->second.members, isAsNow);
+}
 
 /// Unwanted entries go before the new ones come only where these would have no room.
 void Planner::makeRoomForEntries() {

@@ -30,6 +30,7 @@ class Planner {
     void idleWhoShouldNotBeActive();
     void idleIn(ChipHandle group, const DesiredGroup& desired);
     std::set<ChipHandle> activeMembersOf(const DesiredGroup& group) const;
+    void makeRoomForMembers();
     void setMembers();
     void makeGroups();
     void makeGroup(std::uint32_t id);
@@ -39,8 +40,9 @@ class Planner {
 
     // Groups one by one, where they have no room beside the old ones (GroupExchange.cpp).
     void exchangeGroups();
-    void pointAtWhatIsComplete();
-    bool isComplete(std::uint32_t group) const;
+    std::uint32_t nextToExchange(const std::set<std::uint32_t>& waiting) const;
+    bool freesAPlace(std::uint32_t group) const;
+    bool hasEntryAtAnOldGroup(std::uint32_t group) const;
     bool vacateOneGroup();
     std::uint32_t disturbanceOf(const std::vector<EntryName>& entries) const;
     void giveWay(const EntryName& entry);
@@ -49,6 +51,8 @@ class Planner {
     std::optional<std::uint32_t> parkingMember(const EntryName& entry) const;
 
     // Entries.
+    void pointAtWhatIsComplete();
+    bool isComplete(std::uint32_t group) const;
     void makeRoomForEntries();
     void pointEntries();
     void pointEntry(const EntryName& name, ChipHandle chipGroup = 0);
@@ -74,6 +78,8 @@ class Planner {
     IdOfHandle recordedGroups_;
     /// Members of the chip's groups that a step has made inactive.
     std::set<std::pair<ChipHandle, ChipHandle>> idled_;
+    /// Room for members beside those that are there and the new ones.
+    std::int64_t memberRoom_ = 0;
     bool hasVoid_ = false;
 };
 

@@ -35,7 +35,7 @@ class Reader {
         rows("SELECT group_id, member_id, active FROM group_members", &Reader::addGroupMember);
         rows("SELECT is_default, value, mask, priority, member_id, group_id FROM entries",
              &Reader::addEntry);
-        checkNoGroupIsEmpty();
+        checkGroups();
         return std::move(state_);
     }
 
@@ -147,10 +147,15 @@ class Reader {
         state_.entries.emplace(entry, target);
     }
 
-    void checkNoGroupIsEmpty() const {
+    void checkGroups() const {
         for (const auto& [id, group] : state_.groups) {
             if (group.members.empty()) {
                 wrong("group " + std::to_string(id) + " has no members");
+            }
+            if (group.members.size() > group.size) {
+                wrong("group " + std::to_string(id) + " has " +
+                      std::to_string(group.members.size()) + " members, and is for " +
+                      std::to_string(group.size));
             }
         }
     }

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "agent/daemon/ControlSocket.h"
+#include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/FewDescriptors.h"
 #include "tests/agent/daemon/TestDirectory.h"
 

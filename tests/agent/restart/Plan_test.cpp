@@ -170,6 +170,32 @@ TEST(Plan, MemberThatACutShortCommandLeftActiveBecomesInactiveFirstOfAll) {
               world.steps().front());
 }
 
+TEST(Plan, LastActiveMemberStaysActiveWhereTheOnesThatShouldBeHaveNoHandle) {
+    World world;
+    world.records.members.erase(1);
+    world.chip.members.at(101).port = 8; // so that it is not adopted
+    for (const auto& line : world.steps()) {
+        EXPECT_FALSE(line.starts_with("lagPortActionProfile_group_member_state_set chip group"))
+            << line;
+    }
+}
+
+TEST(Plan, EntryThatACutShortCommandRepointedGoesBackFirst) {
+    World world;
+    world.desired.groups[20] = {4, 1, kSetLagPort, {{1, true}}};
+    world.records.groups[20] = 111;
+    world.chip.groups[111] = {.size = 4, .members = {{101, true}}};
+    world.chip.usage.groups = 2;
+    world.chip.entries.at(120).target = {111, true};
+    EXPECT_EQ("lagGroup_modify_entry_with_selector " + kEntry, world.steps().front());
+}
+
+TEST(Plan, GroupLargerThanTheChipsAreIsAnObstacle) {
+    World world;
+    world.chip.usage.group_size_limit = 3;
+    EXPECT_EQ("the chip's groups take 3 members, and group 10 is for 4", world.plan().obstacle);
+}
+
 TEST(Plan, MoreThanTheChipCanEverTakeIsAnObstacle) {
     World world;
     world.chip.usage.member_capacity = 1;
@@ -291,6 +317,60 @@ TEST(PlanWithoutRoom, GroupWithoutActiveMemberGivesWayFirstAndItsFlowsGoNowhere)
                     "lagPortActionProfile_create_group group 20",
                     "lagGroup_modify_entry_with_selector " + kOtherEntry,
                     "lagPortActionProfile_del_member a member that sends nowhere"));
+    EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
+    EXPECT_EQ("", world.plan().obstacle);
+}
+
+TEST(PlanWithoutRoom, WhoGaveWayComesLastWhateverItsId) {
+    TwoGroups world(2);
+    world.desired.groups.at(10).members = {{1, false}, {2, false}};
+    world.chip.groups.at(110).members = {{101, false}, {102, false}};
+    EXPECT_THAT(world.course(),
+                ElementsAre("lagGroup_modify_entry " + kEntry + ": nowhere for a while",
+                            "lagPortActionProfile_del_group chip group 110",
+                            "lagPortActionProfile_create_group group 20",
+                            "lagGroup_modify_entry_with_selector " + kOtherEntry,
+                            "lagPortActionProfile_del_group chip group 111",
+                            "lagPortActionProfile_create_group group 10",
+                            "lagGroup_modify_entry_with_selector " + kEntry));
+    EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
+}
+
+TEST(PlanWithoutRoom, OnePlaceLeftByACutShortStartIsEnough) {
+    // Group 10 was parked on member 1 and its old group removed.
+    TwoGroups world(2);
+    world.chip.groups.erase(110);
+    world.records.groups.erase(10);
+    world.chip.entries.at(120).target = {101, false};
+    world.chip.usage.groups = 1;
+    EXPECT_THAT(world.course(), ElementsAre("lagPortActionProfile_create_group group 20",
+                                            "lagGroup_modify_entry_with_selector " + kOtherEntry,
+                                            "lagPortActionProfile_del_group chip group 111",
+                                            "lagPortActionProfile_create_group group 10",
+                                            "lagGroup_modify_entry_with_selector " + kEntry));
+    EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
+}
+
+TEST(PlanWithoutRoom, WithoutRoomForAMemberEitherAGroupWithActiveMembersGivesWay) {
+    TwoGroups world(2);
+    world.desired.groups.at(20).members = {{1, false}};
+    world.chip.groups.at(111).members = {{101, false}};
+    world.chip.usage.member_capacity = 2;
+    EXPECT_THAT(world.plan().touchedGroups, ElementsAre(10));
+    // And where there is none, nothing is begun.
+    world.desired.groups.at(10).members = {{1, false}, {2, false}};
+    EXPECT_THAT(world.plan().obstacle, testing::HasSubstr("no room for one group more"));
+}
+
+TEST(PlanWithoutRoom, MemberThatNothingRefersToMakesRoomForTheOneThatSendsNowhere) {
+    TwoGroups world(2);
+    world.desired.groups.at(20).members = {{1, false}};
+    world.chip.groups.at(111).members = {{101, false}};
+    // As death after the making of such a member leaves it.
+    world.chip.members[103] = {P4_PD_ACTION_invalidateUcastEgressPort, 0};
+    world.chip.usage.members = 3;
+    world.chip.usage.member_capacity = 3;
+    EXPECT_EQ("lagPortActionProfile_del_member chip member 103", world.steps().front());
     EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
     EXPECT_EQ("", world.plan().obstacle);
 }
