@@ -48,7 +48,7 @@ const Wrong kWrong[]{
      "INSERT INTO members SELECT id + 100, action, port FROM members WHERE id < 10;"
      "INSERT INTO group_members SELECT 10, id, 1 FROM members WHERE id > 100 AND id < 200;"
      "UPDATE selector_groups SET size = 1",
-     "members, and is for 1"},
+     "group 10 has 4 members, and is for 1"},
     {"DefaultIsNeither", "INSERT INTO entries VALUES(2, 0, 0, 0, 1, NULL)",
      "the is_default of an entry, 2, is out of range (0 to 1)"},
     {"DefaultWithAKey", "INSERT INTO entries VALUES(1, 5, 0, 0, 1, NULL)",
