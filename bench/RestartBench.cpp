@@ -133,7 +133,7 @@ const std::vector<std::string> kPhases{"desired state", "chip",    "tables",  "f
                                        "audit",         "records", "members", "groups",
                                        "entries",       "removal"};
 /// The factories may take this much more than reading the records does.
-constexpr double kMostOfFactories = 2;
+constexpr double kMostOfFactories = 3;
 
 /// The time of each phase, of all, and (restarts only) of reading the records again.
 struct Times {
