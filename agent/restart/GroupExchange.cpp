@@ -10,6 +10,7 @@
 namespace LagAgent {
 
 void Planner::exchangeGroups() {
+    leaveGroupsForMembers();
     std::set<std::uint32_t> waiting;
     for (const auto& [id, group] : desired_.groups) {
         waiting.insert(id);
@@ -30,38 +31,48 @@ void Planner::exchangeGroups() {
     }
 }
 
+/// Entries that are to point at members wait for no group, and free old ones.
+void Planner::leaveGroupsForMembers() {
+    for (const auto& [name, kept] : plan_.entries) {
+        if (desired_.entries.at(name).member() && forecast_.groupOf(kept.handle) != 0) {
+            pointEntry(name);
+        }
+    }
+    removeUnusedGroups();
+}
+
 /// Whose exchange leaves room again goes first. Who takes up a place and frees none, such as one
 /// that gave way, comes last.
 std::uint32_t Planner::nextToExchange(const std::set<std::uint32_t>& waiting) const {
-    auto next = std::ranges::find_if(waiting, [this](std::uint32_t id) { return freesAPlace(id); });
+    const auto freesAPlace = [this](std::uint32_t group) {
+        return std::ranges::any_of(oldGroupsOf(group), [this](const auto& old) {
+            return old.second == forecast_.usersOf(old.first);
+        });
+    };
+    const auto hasOldGroup = [this](std::uint32_t group) { return !oldGroupsOf(group).empty(); };
+    auto next = std::ranges::find_if(waiting, freesAPlace);
     if (next == waiting.end()) {
-        next = std::ranges::find_if(waiting,
-                                    [this](std::uint32_t id) { return hasEntryAtAnOldGroup(id); });
+        next = std::ranges::find_if(waiting, hasOldGroup);
     }
     return next == waiting.end() ? *waiting.begin() : *next;
 }
 
-/// Whether an old group has no other entries than those of this one.
-bool Planner::freesAPlace(std::uint32_t group) const {
-    std::map<ChipHandle, std::uint32_t> users;
+/// The old groups at which entries of a desired group point, with the number of these.
+std::map<ChipHandle, std::uint32_t> Planner::oldGroupsOf(std::uint32_t group) const {
+    std::map<ChipHandle, std::uint32_t> old;
     const auto entries = entriesOf_.find(group);
-    for (const EntryName& name :
-         entries == entriesOf_.end() ? std::vector<EntryName>{} : entries->second) {
+    if (entries == entriesOf_.end()) {
+        return old;
+    }
+    for (const EntryName& name : entries->second) {
         const auto kept = plan_.entries.find(name);
-        if (kept != plan_.entries.end() && forecast_.groupOf(kept->second.handle) != 0) {
-            ++users[forecast_.groupOf(kept->second.handle)];
+        const ChipHandle at =
+            kept == plan_.entries.end() ? 0 : forecast_.groupOf(kept->second.handle);
+        if (at != 0) {
+            ++old[at];
         }
     }
-    return std::ranges::any_of(
-        users, [this](const auto& old) { return old.second == forecast_.usersOf(old.first); });
-}
-
-bool Planner::hasEntryAtAnOldGroup(std::uint32_t group) const {
-    return std::ranges::any_of(plan_.entries, [&](const auto& entry) {
-        const auto& target = desired_.entries.at(entry.first);
-        return !target.member() && target.id() == group &&
-               forecast_.groupOf(entry.second.handle) != 0;
-    });
+    return old;
 }
 
 /// Frees the place of the old group whose absence disturbs the fewest entries; false where there is

@@ -46,11 +46,11 @@ Plan Planner::make() {
     } else {
         makeGroups();
     }
-    makeRoomForEntries();
-    pointEntries();
     if (!plan_.obstacle.empty()) {
         return std::move(plan_);
     }
+    makeRoomForEntries();
+    pointEntries();
     if (hasVoid_) {
         plan_.steps.push_back({.kind = Kind::voidRemove});
     }

@@ -41,8 +41,8 @@ class Planner {
     // Groups one by one, where they have no room beside the old ones (GroupExchange.cpp).
     void exchangeGroups();
     std::uint32_t nextToExchange(const std::set<std::uint32_t>& waiting) const;
-    bool freesAPlace(std::uint32_t group) const;
-    bool hasEntryAtAnOldGroup(std::uint32_t group) const;
+    std::map<ChipHandle, std::uint32_t> oldGroupsOf(std::uint32_t group) const;
+    void leaveGroupsForMembers();
     bool vacateOneGroup();
     std::uint32_t disturbanceOf(const std::vector<EntryName>& entries) const;
     void giveWay(const EntryName& entry);

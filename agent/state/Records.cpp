@@ -32,8 +32,9 @@ auto walked(const Table& table, std::vector<std::string>& corruptions) {
 /// What a walk does not reach is found by its key.
 template <class Table>
 auto inForce(const Table& table, std::vector<std::string>& corruptions) {
+    const std::size_t before = corruptions.size();
     auto records = walked(table, corruptions);
-    if (!corruptions.empty()) {
+    if (corruptions.size() != before) {
         records.clear();
         auto keys = table.slots().keys();
         std::ranges::sort(keys);

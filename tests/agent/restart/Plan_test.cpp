@@ -412,6 +412,15 @@ TEST(PlanWithoutRoom, CompleteGroupAtWhichNoEntryPointsYetIsUsedToo) {
     EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
 }
 
+TEST(PlanWithoutRoom, EntryThatIsToPointAtANewMemberDoesSoAsSoonAsThatIsThere) {
+    TwoGroups world(2);
+    world.desired.members[3] = {kSetLagPort, 3};
+    world.desired.entries[TwoGroups::kOther] = toMember(3);
+    EXPECT_EQ("lagGroup_modify_entry " + kOtherEntry, world.course().front());
+    EXPECT_EQ("lagPortActionProfile_del_group chip group 111", world.course().at(1));
+    EXPECT_THAT(world.plan().touchedGroups, IsEmpty());
+}
+
 TEST(PlanWithoutRoom, EntryThatIsToPointAtAMemberDoesSoBeforeAnythingGivesWay) {
     TwoGroups world(2);
     world.desired.entries[TwoGroups::kOther] = toMember(1);
