@@ -74,7 +74,7 @@ String valueToStrep(bool value) {
 }
 
 String valueToStrep(unsigned long long value) {
-    return format("%llu", value);
+    return std::to_string(value);
 }
 
 String valueToStrepOfRawPtr(const PtrInterface* object) {
