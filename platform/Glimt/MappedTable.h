@@ -67,15 +67,13 @@ class MappedTable : public SharedTable<RecordType> {
 
     /// See `TableFile` for how it opens and what it throws.
     MappedTable(std::shared_ptr<const Pello::StateDirectory> directory, Kel::U32 capacity,
-                Kel::U32 device, Kel::U64 chipBoot, SlotTable::BeforeStore beforeStore = {})
-        : file_(std::move(directory), describe(capacity, device, chipBoot),
-                std::move(beforeStore)) {}
+                const TableContext& context, SlotTable::BeforeStore beforeStore = {})
+        : file_(std::move(directory), describe(capacity, context), std::move(beforeStore)) {}
 
-    static TableDescription describe(Kel::U32 capacity, Kel::U32 device, Kel::U64 chipBoot) {
+    static TableDescription describe(Kel::U32 capacity, const TableContext& context) {
         TableDescription description = Traits::kTable;
         description.capacity = capacity;
-        description.device = device;
-        description.chipBoot = chipBoot;
+        description.context = context;
         return description;
     }
 

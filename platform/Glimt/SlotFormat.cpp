@@ -12,8 +12,8 @@ using Kel::U64;
 namespace {
 
 constexpr U64 kMagic = 0x314c'4254'4d49'4c47; // "GLIMTBL1"
-constexpr std::size_t kChecksumWord = 7;
-constexpr std::size_t kChecksummedWords = 5;
+constexpr std::size_t kChecksumWord = 9;
+constexpr std::size_t kChecksummedWords = 6;
 constexpr unsigned kUpper = 32;
 
 constexpr U64 packed(U32 lower, U32 upper) noexcept {
@@ -33,8 +33,12 @@ U64 slotSum(const TableDescription& table, std::size_t slot,
 
 std::array<U64, kChecksummedWords> identityOf(const TableDescription& table) {
     const auto slotSize = static_cast<U32>(slotWords(table) * sizeof(U64));
-    return {kMagic, packed(slotSize, kLayoutVersion), packed(table.capacity, table.kind),
-            table.device, table.chipBoot};
+    return {kMagic,
+            packed(slotSize, kLayoutVersion),
+            packed(table.capacity, table.kind),
+            table.context.device,
+            table.context.chipBoot,
+            table.context.state};
 }
 
 /// A field of the header whose difference makes the file another table.
@@ -46,12 +50,12 @@ struct Field {
 };
 constexpr U64 kHalf = 0xffff'ffff;
 constexpr Field kFields[] = {
-    {"layout version", 1, kUpper, kHalf},
     {"kind of record", 2, kUpper, kHalf},
     {"record size", 1, 0, kHalf},
     {"capacity", 2, 0, kHalf},
     {"device", 3, 0, ~U64{0}},
     {"chip boot generation", 4, 0, ~U64{0}},
+    {"desired state", 5, 0, ~U64{0}},
 };
 
 const char* contentFault(const SlotContent& content, U32 latestSerial) noexcept {
@@ -82,19 +86,26 @@ U64 serialWord(U32 serial) noexcept {
     return packed(sumOf(words), serial);
 }
 
+U64 commitWord(U64 commit) noexcept {
+    const U64 words[] = {commit & ((U64{1} << 48) - 1)};
+    const U32 sum = sumOf(words);
+    return words[0] << 16 | ((sum >> 16 ^ sum) & 0xffff);
+}
+
 void writeHeader(std::span<U64, kHeaderWords> header, const TableDescription& table) {
     const auto identity = identityOf(table);
     std::ranges::copy(identity, header.begin());
     header[kMarkWord] = 0;
     header[kSerialWord] = serialWord(0);
+    header[kCommitWord] = commitWord(table.context.commit);
     header[kChecksumWord] = sumOf(identity);
 }
 
 TableDescription ofThisChip(TableDescription table,
                             std::span<const U64, kHeaderWords> header) noexcept {
     table.capacity = static_cast<U32>(header[2]);
-    table.device = static_cast<U32>(header[3]);
-    table.chipBoot = header[4];
+    table.context = {static_cast<U32>(header[3]), header[4], header[5],
+                     commitOf(header[kCommitWord])};
     return table;
 }
 
@@ -102,6 +113,12 @@ std::optional<Refusal> checkHeader(std::span<const U64, kHeaderWords> header,
                                    const TableDescription& table) {
     if (header[0] != kMagic) {
         return Refusal{"it does not begin as a table does", true};
+    }
+    // Before all else: where the rest is depends on it.
+    if (const U64 version = header[1] >> kUpper; version != kLayoutVersion) {
+        return Refusal{Kel::format("its layout version is %llu, not %u",
+                                   static_cast<unsigned long long>(version), kLayoutVersion),
+                       false};
     }
     if (header[kChecksumWord] != sumOf(header.first(kChecksummedWords))) {
         return Refusal{"the checksum of its header is wrong", true};
@@ -125,6 +142,17 @@ std::optional<Refusal> checkHeader(std::span<const U64, kHeaderWords> header,
     }
     if (header[kSerialWord] != serialWord(static_cast<U32>(header[kSerialWord] >> kUpper))) {
         return Refusal{"its latest serial number is damaged", true};
+    }
+    if (header[kCommitWord] != commitWord(commitOf(header[kCommitWord]))) {
+        return Refusal{"its latest commit is damaged", true};
+    }
+    if (const U64 commit = commitOf(header[kCommitWord]); commit + 1 < table.context.commit) {
+        return Refusal{
+            Kel::format("it is an old copy, of commit %llu of the desired state, which is "
+                        "at commit %llu",
+                        static_cast<unsigned long long>(commit),
+                        static_cast<unsigned long long>(table.context.commit)),
+            false};
     }
     return std::nullopt;
 }

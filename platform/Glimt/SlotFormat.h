@@ -17,9 +17,11 @@
  *             2 capacity                      | kind of record << 32
  *             3 device
  *             4 boot generation of the chip
- *             5 mark: 0, or kMarkCorrupt once the table was found corrupt
- *             6 CRC-32C of the serial         | latest serial number << 32
- *             7 CRC-32C of words 0 to 4
+ *             5 number of the desired state that the records belong to
+ *             6 mark: 0, or kMarkCorrupt once the table was found corrupt
+ *             7 CRC-32C of the serial         | latest serial number << 32
+ *             8 check of the commit           | latest commit of the desired state << 16
+ *             9 CRC-32C of words 0 to 5
  *     slots   0 state: 0 (never committed), kStateCommitted or kStateRetired
  *             1 sequence number of the commit
  *             2 key
@@ -27,11 +29,23 @@
  *             . further words of the record, as many as its kind has
  *             . CRC-32C of the slot's number and of its words 1 to the last but one
  *
- * Words that change during the table's life are written by one aligned store each; the three that
- * decide anything (state, mark, serial) are of a kind that no single flipped bit turns into another
- * valid one.
+ * Words that change during the table's life are written by one aligned store each; the four that
+ * decide anything (state, mark, serial, commit) are of a kind that no single flipped bit turns into
+ * another valid one.
  */
 namespace Glimt {
+
+/// What the records of a table are about.
+struct TableContext {
+    Kel::U32 device = 0;
+    /// Differs after every reset of the chip, which leaves no handle valid.
+    Kel::U64 chipBoot = 0;
+    /// Tells the desired states apart whose objects are recorded: ids of another one mean nothing.
+    Kel::U64 state = 0;
+    /// The latest commit of the desired state. A table is told of each once it holds, so one that
+    /// is more than one behind is an old copy.
+    Kel::U64 commit = 0;
+};
 
 /// What a table is: all of it must be the same for a file to be believed.
 struct TableDescription {
@@ -43,9 +57,7 @@ struct TableDescription {
     bool isAnonymous = false;
     /// Largest number of records.
     Kel::U32 capacity = 0;
-    Kel::U32 device = 0;
-    /// Differs after every reset of the chip, which leaves no handle valid.
-    Kel::U64 chipBoot = 0;
+    TableContext context{};
 };
 
 /// A slot's content: the record of an object, or the reservation of a key whose object may or may
@@ -64,10 +76,11 @@ struct SlotContent {
 
 namespace SlotFormat {
 
-constexpr Kel::U32 kLayoutVersion = 1;
-constexpr std::size_t kHeaderWords = 8;
-constexpr std::size_t kMarkWord = 5;
-constexpr std::size_t kSerialWord = 6;
+constexpr Kel::U32 kLayoutVersion = 2;
+constexpr std::size_t kHeaderWords = 10;
+constexpr std::size_t kMarkWord = 6;
+constexpr std::size_t kSerialWord = 7;
+constexpr std::size_t kCommitWord = 8;
 /// Reservations that a table has room for beside its records. One call of the hardware is under way
 /// at a time, so all but the newest are of objects that the hardware refused.
 constexpr std::size_t kReservations = 16;
@@ -96,11 +109,11 @@ constexpr std::size_t words(const TableDescription& table) noexcept {
     return kHeaderWords + slots(table) * slotWords(table);
 }
 
-/// Writes the header of an empty table.
+/// Writes the header of an empty table of the context's commit.
 KEL_EXPORT void writeHeader(std::span<Kel::U64, kHeaderWords> header,
                             const TableDescription& table);
 
-/// The description of a table of that kind for the chip that the header names, with its capacity.
+/// The description of a table of that kind with the capacity and the context that the header names.
 /// Whether the header is sound is for `checkHeader` to say.
 KEL_EXPORT TableDescription ofThisChip(TableDescription table,
                                        std::span<const Kel::U64, kHeaderWords> header) noexcept;
@@ -115,6 +128,11 @@ KEL_EXPORT std::optional<Refusal> checkHeader(std::span<const Kel::U64, kHeaderW
                                               const TableDescription& table);
 
 KEL_EXPORT Kel::U64 serialWord(Kel::U32 serial) noexcept;
+/// Of the commit's number 48 bits are kept.
+KEL_EXPORT Kel::U64 commitWord(Kel::U64 commit) noexcept;
+constexpr Kel::U64 commitOf(Kel::U64 word) noexcept {
+    return word >> 16;
+}
 
 /// The words of a slot without its state, as they are stored: `slotWords - 1` of them.
 using SlotImage = std::array<Kel::U64, 4 + SlotContent::kMaxExtra>;

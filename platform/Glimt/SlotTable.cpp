@@ -325,6 +325,16 @@ void SlotTable::latestSerialIs(U32 serial) {
     }
 }
 
+U64 SlotTable::commit() const noexcept {
+    return SlotFormat::commitOf(words_[SlotFormat::kCommitWord]);
+}
+
+void SlotTable::commitIs(U64 commit) {
+    if (const U64 word = SlotFormat::commitWord(commit); words_[SlotFormat::kCommitWord] != word) {
+        store(words_[SlotFormat::kCommitWord], word, true);
+    }
+}
+
 void SlotTable::condemn(EntryKey key, const char* reason) {
     const auto found = held_.find(key);
     if (found != held_.end()) {

@@ -73,6 +73,11 @@ class KEL_EXPORT SlotTable {
     /// Raises it; a smaller one is ignored.
     void latestSerialIs(Kel::U32 serial);
 
+    /// The latest commit of the desired state that the table was told of.
+    Kel::U64 commit() const noexcept;
+    /// Stores it, unless it is stored.
+    void commitIs(Kel::U64 commit);
+
     /// Declares a key's slot corrupt for a reason that lies outside this table.
     void condemn(EntryKey key, const char* reason);
     /// Marks the whole table, so that no later run believes it.

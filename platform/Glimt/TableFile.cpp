@@ -39,6 +39,22 @@ bool TableFile::mayHoldRecords(const Pello::StateDirectory& directory,
     return table.records() != 0 || table.corruptSlots() != 0;
 }
 
+std::optional<TableContext> TableFile::contextOf(const Pello::StateDirectory& directory,
+                                                 const TableDescription& description) {
+    const auto file = directory.open(description.name);
+    if (!file || file->size < kHeaderSize) {
+        return std::nullopt;
+    }
+    const FileMapping mapping(file->descriptor, SlotFormat::kHeaderWords,
+                              directory.pathOf(description.name));
+    const auto header = mapping.words().first<SlotFormat::kHeaderWords>();
+    const TableDescription found = SlotFormat::ofThisChip(description, header);
+    // What marks a table as corrupt leaves its header sound.
+    const bool isMarked = header[SlotFormat::kMarkWord] == SlotFormat::kMarkCorrupt;
+    return SlotFormat::checkHeader(header, found) && !isMarked ? std::nullopt
+                                                               : std::optional(found.context);
+}
+
 TableFile::TableFile(std::shared_ptr<const Pello::StateDirectory> directory,
                      const TableDescription& description, SlotTable::BeforeStore beforeStore)
     : directory_(std::move(directory)) {

@@ -13,10 +13,10 @@ namespace Glimt {
  *
  * Opening one ends warm, with the records of the file, or cold, with a fresh empty table and the
  * reason why: there was no file, it was another table (layout, capacity, device or boot of the
- * chip), it was damaged or marked corrupt. A damaged file is moved aside for examination. Throws
- * `Pello::StateException` when the file is not this user's own and private, which leaves it as it
- * is, or when a fresh one cannot be made, which leaves the old one in its place unless it was
- * damaged.
+ * chip, desired state) or an old copy, it was damaged or marked corrupt. A damaged file is moved
+ * aside for examination. Throws `Pello::StateException` when the file is not this user's own and
+ * private, which leaves it as it is, or when a fresh one cannot be made, which leaves the old one
+ * in its place unless it was damaged.
  */
 class KEL_EXPORT TableFile {
   public:
@@ -24,11 +24,16 @@ class KEL_EXPORT TableFile {
               const TableDescription& description, SlotTable::BeforeStore beforeStore);
 
     /// Whether a file of this name and kind holds a record, as far as can be told without opening
-    /// the table: nothing is changed. The description's capacity, device and boot do not matter. A
+    /// the table: nothing is changed. The description's capacity and context do not matter. A
     /// file that cannot be read as such a table, or was found corrupt, may hold one; reservations
     /// are none. Throws as opening does.
     static bool mayHoldRecords(const Pello::StateDirectory& directory,
                                TableDescription description);
+
+    /// What the file of this name says that it belongs to; none where there is no such table with a
+    /// sound header. As little is changed, and the same is thrown.
+    static std::optional<TableContext> contextOf(const Pello::StateDirectory& directory,
+                                                 const TableDescription& description);
 
     /// Why the table started empty; empty itself when the table started with what the file held.
     const Kel::String& coldReason() const noexcept { return coldReason_; }

@@ -13,6 +13,7 @@ using Glimt::SlotTable;
 using Glimt::SlotFormat::idOf;
 using Glimt::SlotFormat::serialOf;
 using Kel::U32;
+using Kel::U64;
 
 constinit const Kel::Type SharedKeyManager::fwkType_{.name = "MbbGlimtKey::SharedKeyManager",
                                                      .kind = Kel::Type::Kind::object,
@@ -30,9 +31,9 @@ void reserve(SlotTable& slots, EntryKey key) {
 
 SharedKeyManager::SharedKeyManager(std::shared_ptr<const Pello::StateDirectory> directory,
                                    const Options& options)
-    : entries_(directory, options.entries, options.device, options.chipBoot, options.beforeStore),
-      members_(directory, options.members, options.device, options.chipBoot, options.beforeStore),
-      groups_(directory, options.groups, options.device, options.chipBoot, options.beforeStore) {
+    : entries_(directory, options.entries, options.context, options.beforeStore),
+      members_(directory, options.members, options.context, options.beforeStore),
+      groups_(directory, options.groups, options.context, options.beforeStore) {
     // Every table knows the latest serial number, so that it outlives the loss of one of them.
     latestSerialIs(std::max({entries_.slots().latestSerial(), members_.slots().latestSerial(),
                              groups_.slots().latestSerial()}));
@@ -44,6 +45,24 @@ bool SharedKeyManager::mayHoldRecords(const Pello::StateDirectory& directory) {
     return TableFile::mayHoldRecords(directory, Entries::Traits::kTable) ||
            TableFile::mayHoldRecords(directory, Members::Traits::kTable) ||
            TableFile::mayHoldRecords(directory, Groups::Traits::kTable);
+}
+
+U64 SharedKeyManager::latestCommit(const Pello::StateDirectory& directory, U64 state) {
+    U64 latest = 0;
+    for (const auto& table :
+         {Entries::Traits::kTable, Members::Traits::kTable, Groups::Traits::kTable}) {
+        const auto context = Glimt::TableFile::contextOf(directory, table);
+        if (context && context->state == state) {
+            latest = std::max(latest, context->commit);
+        }
+    }
+    return latest;
+}
+
+void SharedKeyManager::commitIs(U64 commit) {
+    entries_.slots().commitIs(commit);
+    members_.slots().commitIs(commit);
+    groups_.slots().commitIs(commit);
 }
 
 /// What holds across tables: a group's record takes over its reservation among the members, and
@@ -93,6 +112,9 @@ EntryKey SharedKeyManager::nextKey(U32 low) {
 }
 
 EntryKey SharedKeyManager::alloc(const Match& match, bool) {
+    if (!reserves_) {
+        return 0;
+    }
     const EntryKey older = reservedKey(match);
     const EntryKey key = nextKey(0);
     reserve(entries_.slots(), key);
@@ -104,6 +126,9 @@ EntryKey SharedKeyManager::alloc(const Match& match, bool) {
 }
 
 EntryKey SharedKeyManager::allocAnon(U32 id) {
+    if (!reserves_) {
+        return 0;
+    }
     const EntryKey older = reservedKey(id);
     const EntryKey key = nextKey(id);
     reserve(members_.slots(), key);

@@ -45,9 +45,9 @@ class KEL_EXPORT SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKe
         Kel::U32 entries = 0;
         Kel::U32 members = 0;
         Kel::U32 groups = 0;
-        /// Whatever tells apart the chips, or parts of one, whose handles must not be mixed up.
-        Kel::U32 device = 0;
-        Kel::U64 chipBoot = 0;
+        /// Its device is whatever tells apart the chips, or parts of one, whose handles must not be
+        /// mixed up.
+        Glimt::TableContext context{};
         /// Called before every store to a table.
         Glimt::SlotTable::BeforeStore beforeStore = {};
     };
@@ -60,6 +60,8 @@ class KEL_EXPORT SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKe
     /// Whether one of the tables in a directory may hold a record, whatever chip it is of; see
     /// `Glimt::TableFile`. REQUIRES: no manager has them open.
     static bool mayHoldRecords(const Pello::StateDirectory& directory);
+    /// The latest commit of a desired state that a table in a directory was told of; 0: none.
+    static Kel::U64 latestCommit(const Pello::StateDirectory& directory, Kel::U64 state);
 
     Glimt::EntryKey alloc(const Match& match, bool temporary) override;
     Glimt::EntryKey allocAnon(Kel::U32 id) override;
@@ -102,6 +104,12 @@ class KEL_EXPORT SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKe
 
         friend bool operator==(const Reservation&, const Reservation&) = default;
     };
+    /// While off, `alloc` and `allocAnon` reserve nothing and return 0: for an agent that enters
+    /// objects into the driver's model which are on the chip and recorded already.
+    void reservesIs(bool reserves) noexcept { reserves_ = reserves; }
+    /// Tells the tables that this commit of the desired state holds.
+    void commitIs(Kel::U64 commit);
+
     /// All reservations, in the order in which they were made.
     std::vector<Reservation> reservations() const;
     void reservationDel(Glimt::EntryKey key);
@@ -125,6 +133,7 @@ class KEL_EXPORT SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKe
     Members members_;
     Groups groups_;
     Kel::U32 latestSerial_ = 0;
+    bool reserves_ = true;
     /// Match objects of records, both ways, and of reservations, which are few.
     std::map<Glimt::EntryKey, Match> matches_;
     std::unordered_map<const RuxTable::MatchSpecBase*, Glimt::EntryKey> keyOfMatch_;

@@ -84,6 +84,15 @@ std::optional<StateDirectory::File> StateDirectory::open(const Kel::String& name
     return File{std::move(file), size};
 }
 
+std::optional<StateDirectory::Identity>
+StateDirectory::identityOf(const Kel::String& name) const noexcept {
+    struct stat status {};
+    if (::fstatat(directory_.get(), name.charPtr(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        return std::nullopt;
+    }
+    return Identity{status.st_dev, status.st_ino};
+}
+
 void StateDirectory::allocate(const Kel::String& name, const File& file) const {
     allocateSpace(file.descriptor, file.size, pathOf(name));
 }
@@ -119,8 +128,7 @@ Kel::String StateDirectory::damagedName(const Kel::String& name) const {
     Kel::String damaged;
     for (int i = 1; i <= kDamagedCopies; ++i) {
         damaged = name + Kel::format(".damaged-%d", i);
-        struct stat status {};
-        if (::fstatat(directory_.get(), damaged.charPtr(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (!identityOf(damaged)) {
             break;
         }
     }

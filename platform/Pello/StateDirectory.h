@@ -40,6 +40,16 @@ class KEL_EXPORT StateDirectory {
     /// message. The size is for the caller to judge.
     std::optional<File> open(const Kel::String& name) const;
 
+    /// What tells a file from another one that takes its name.
+    struct Identity {
+        dev_t device = 0;
+        ino_t file = 0;
+
+        friend bool operator==(const Identity&, const Identity&) = default;
+    };
+    /// Of whatever has the name now; none when nothing has, or it cannot be looked at.
+    std::optional<Identity> identityOf(const Kel::String& name) const noexcept;
+
     /// Gives an opened file the space for all its bytes, should it have holes.
     void allocate(const Kel::String& name, const File& file) const;
 

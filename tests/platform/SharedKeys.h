@@ -19,7 +19,7 @@ inline RuxTable::MatchSpecBase::PtrConst newMatch() {
 }
 
 inline MbbGlimtKey::SharedKeyManager::Options options() {
-    return {.entries = 16, .members = 16, .groups = 16, .device = 1, .chipBoot = 1};
+    return {.entries = 16, .members = 16, .groups = 16, .context = {.device = 1, .chipBoot = 1}};
 }
 
 /// An entry's record; its match follows from the handle.

@@ -63,7 +63,7 @@ class SlotTableTest : public testing::Test {
     }
 
     Glimt::TableDescription description_ =
-        Glimt::MappedTable<EntryConfig>::describe(kCapacity, 0, 1);
+        Glimt::MappedTable<EntryConfig>::describe(kCapacity, {0, 1});
     std::vector<U64> words_ = std::vector<U64>(SlotFormat::words(description_));
 };
 

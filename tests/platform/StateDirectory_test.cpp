@@ -171,10 +171,12 @@ TEST_F(StateDirectoryTest, WhatIsNoRegularFileIsRefusedAtOnce) {
 
 TEST_F(StateDirectoryTest, ARefusedTableStaysAsItIs) {
     using Table = Glimt::MappedTable<RuxMbbShared::AdtEntryConfig>;
-    { const Table created(directory_, 8, 1, 1); }
+    { const Table created(directory_, 8, {1, 1}); }
     fs::permissions(place_.file("members"), fs::perms(0660));
     const std::string before = contentOf(place_.file("members"));
-    EXPECT_THAT(refusalOf([this] { const Table refused(directory_, 9, 1, 1); }),
+    EXPECT_THAT(refusalOf([this] {
+                    const Table refused(directory_, 9, {1, 1});
+                }),
                 HasSubstr("its mode is 0660"));
     EXPECT_EQ(contentOf(place_.file("members")), before);
     EXPECT_EQ(modeOf(place_.file("members")), 0660u);
@@ -238,21 +240,23 @@ class FullDisk : public testing::Test {
 TEST_F(FullDisk, IsAMessageWhenATableIsCreatedAndTheNextStartIsAsGoodAsTheFirst) {
     using Table = Glimt::MappedTable<RuxMbbShared::AdtEntryConfig>;
     const auto directory = place_.open();
-    EXPECT_THAT(refusalOf([&] { const Table refused(directory, 100'000, 1, 1); }),
-                HasSubstr(".members.new: cannot allocate 4000744 bytes: No space left on device"));
-    EXPECT_TRUE(Table(directory, 100, 1, 1).file().damagedCopy().empty());
-    EXPECT_TRUE(Table(directory, 100, 1, 1).file().isWarm());
+    EXPECT_THAT(refusalOf([&] {
+                    const Table refused(directory, 100'000, {1, 1});
+                }),
+                HasSubstr(".members.new: cannot allocate 4000760 bytes: No space left on device"));
+    EXPECT_TRUE(Table(directory, 100, {1, 1}).file().damagedCopy().empty());
+    EXPECT_TRUE(Table(directory, 100, {1, 1}).file().isWarm());
 }
 
 TEST_F(FullDisk, TablesThatHaveTheirSpaceAreOpenedWrittenAndFoundCorrupt) {
     using Table = Glimt::MappedTable<RuxMbbShared::AdtEntryConfig>;
     {
         const auto directory = place_.open();
-        const Table created(directory, 100, 1, 1);
+        const Table created(directory, 100, {1, 1});
     }
     contentIs(place_.root() / "filler", std::string(1 << 17, 'x'));
     const auto directory = place_.open();
-    Table table(directory, 100, 1, 1);
+    Table table(directory, 100, {1, 1});
     ASSERT_TRUE(table.file().isWarm());
     for (Kel::U32 n = 1; n <= 100; ++n) {
         table.slots().contentIs(Table::Traits::content(numbered<RuxMbbShared::AdtEntryConfig>(n)));

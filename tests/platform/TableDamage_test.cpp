@@ -20,7 +20,7 @@ class TableDamage : public testing::Test {
   protected:
     const std::vector<U64> sound_ = wordsOfTable<Record>(kRecords, kRecords);
     const Glimt::TableDescription description_ =
-        Glimt::MappedTable<Record>::describe(kRecords, 3, 17);
+        Glimt::MappedTable<Record>::describe(kRecords, {3, 17});
     const std::string name_ = Glimt::RecordTraits<Record>::kTable.name;
 
     std::string bytes(const std::vector<U64>& words) const {
@@ -88,12 +88,12 @@ TYPED_TEST(TableDamage, ABitFlipInTheFileIsSaidAndTheRestOfTheFileKept) {
     for (std::size_t bit = 0; bit < sound.size() * 8; bit += 499) {
         const Place place;
         const auto directory = place.open();
-        { const Table created(directory, kRecords, 3, 17); }
+        { const Table created(directory, kRecords, {3, 17}); }
         std::string damaged = sound;
         damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ 1 << bit % 8);
         contentIs(place.file(this->name_), damaged);
 
-        Table table(directory, kRecords, 3, 17);
+        Table table(directory, kRecords, {3, 17});
         const auto records = walked(table);
         if (!table.file().isWarm()) {
             EXPECT_TRUE(records.empty());
@@ -114,19 +114,19 @@ TYPED_TEST(TableDamage, TruncationAtEveryLengthStartsColdAndSaysSo) {
     const std::string sound = this->bytes(this->sound_);
     const Place place;
     const auto directory = place.open();
-    { const Table created(directory, kRecords, 3, 17); }
+    { const Table created(directory, kRecords, {3, 17}); }
     for (std::size_t length = 0; length < sound.size(); ++length) {
         contentIs(place.file(this->name_), sound.substr(0, length));
-        Table table(directory, kRecords, 3, 17);
+        Table table(directory, kRecords, {3, 17});
         ASSERT_EQ(std::string_view(table.file().coldReason()),
                   place.file(this->name_).string() + ": its size is " + std::to_string(length) +
                       " bytes, not " + std::to_string(sound.size()));
         ASSERT_EQ(table.slots().records(), 0u);
     }
     contentIs(place.file(this->name_), sound + '\0');
-    EXPECT_FALSE(Table(directory, kRecords, 3, 17).file().isWarm());
+    EXPECT_FALSE(Table(directory, kRecords, {3, 17}).file().isWarm());
     contentIs(place.file(this->name_), sound);
-    Table table(directory, kRecords, 3, 17);
+    Table table(directory, kRecords, {3, 17});
     EXPECT_EQ(std::string_view(table.file().coldReason()), "");
     EXPECT_EQ(walked(table), this->expected());
 }

@@ -108,7 +108,7 @@ Record numbered(Kel::U32 n) {
 template <class Record>
 std::vector<Kel::U64> wordsOfTable(Kel::U32 capacity, Kel::U32 count) {
     using namespace Glimt;
-    const auto description = MappedTable<Record>::describe(capacity, 3, 17);
+    const auto description = MappedTable<Record>::describe(capacity, {3, 17});
     std::vector<Kel::U64> words(SlotFormat::words(description));
     SlotFormat::writeHeader(std::span(words).template first<SlotFormat::kHeaderWords>(),
                             description);
