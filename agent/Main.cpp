@@ -5,6 +5,7 @@
 #include "agent/Interpreter.h"
 #include "agent/Options.h"
 #include "agent/TerminalProgress.h"
+#include "agent/daemon/Restore.h"
 #include "agent/daemon/Serve.h"
 
 using namespace LagAgent;
@@ -35,6 +36,10 @@ int main(int argc, char** argv) {
     if (isServe(argc, argv)) {
         const auto options = readServeOptions(argc, argv, &exitCode);
         return options ? serve(*options) : exitCode;
+    }
+    if (isRestore(argc, argv)) {
+        const auto options = readRestoreOptions(argc, argv, &exitCode);
+        return options ? restoreState(*options) : exitCode;
     }
     const auto options = readOptions(argc, argv, &exitCode);
     return options ? run(*options) : exitCode;

@@ -21,6 +21,8 @@ struct Options {
 
 /// Whether the command line is one of `lag-agent serve`.
 bool isServe(int argc, const char* const* argv);
+/// The same for `lag-agent restore`.
+bool isRestore(int argc, const char* const* argv);
 
 /// Reads a command line. Empty when there is nothing to run (help, version, or a mistake that has
 /// been shown); then `*exitCode` is what to exit with.

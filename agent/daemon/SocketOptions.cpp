@@ -6,11 +6,15 @@
 
 namespace LagAgent {
 
-void addSocket(CLI::App& app, std::string& stateDirectory, std::string& control) {
+void addStateDirectory(CLI::App& app, std::string& stateDirectory) {
     stateDirectory = defaultStateDirectory();
     app.add_option("--state-dir", stateDirectory, "Directory in which the daemon keeps its state")
         ->type_name("DIRECTORY")
         ->capture_default_str();
+}
+
+void addSocket(CLI::App& app, std::string& stateDirectory, std::string& control) {
+    addStateDirectory(app, stateDirectory);
     app.add_option("--control", control,
                    "Socket on which the daemon takes commands (default: 'control' in the state "
                    "directory)")

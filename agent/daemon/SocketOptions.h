@@ -8,6 +8,9 @@ class App;
 
 namespace LagAgent {
 
+/// Adds the option for the daemon's state directory.
+void addStateDirectory(CLI::App& app, std::string& stateDirectory);
+
 /// Adds the options that say where the daemon is: its state directory, and the socket, which is in
 /// it unless it is named. Both have to be there until the line is parsed.
 void addSocket(CLI::App& app, std::string& stateDirectory, std::string& control);

@@ -36,12 +36,12 @@ void storageRefused(const std::string& path, const std::string& reason) {
     throw CommandError(ErrorKind::storage, path + ": refused: " + reason);
 }
 
-SqliteConnection::SqliteConnection(const std::string& path)
+SqliteConnection::SqliteConnection(const std::string& path, bool isToRead)
     : path_(path.empty() ? ":memory:" : path) {
     sqlite3* opened = nullptr;
-    const int status = sqlite3_open_v2(
-        path_.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX,
-        nullptr);
+    const int mode = isToRead ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+    const int status = sqlite3_open_v2(path_.c_str(), &opened,
+                                       mode | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX, nullptr);
     // There is a connection to close, and to ask for the message, even when opening has failed.
     connection_.reset(opened);
     if (status != SQLITE_OK) {
@@ -74,6 +74,17 @@ void SqliteConnection::fail(const std::string& what) const {
         reason += " by another program";
     }
     storageFailed(path_, what, reason);
+}
+
+void SqliteConnection::copyTo(const SqliteConnection& to) const {
+    sqlite3_backup* const backup = sqlite3_backup_init(to.get(), "main", get(), "main");
+    if (backup) {
+        sqlite3_backup_step(backup, -1);
+    }
+    // Returns what the step failed with, if it did, and leaves it as the error of `to`.
+    if (!backup || sqlite3_backup_finish(backup) != SQLITE_OK) {
+        to.fail("copy " + path_ + " there");
+    }
 }
 
 bool SqliteRow::isNull(int column) const {

@@ -27,7 +27,9 @@ class SqliteConnection {
   public:
     /// Opens a database that is there, for reading and writing; a link is not followed, whichever
     /// part of the path it is. An empty path stands for a database in memory.
-    explicit SqliteConnection(const std::string& path);
+    explicit SqliteConnection(const std::string& path) : SqliteConnection(path, false) {}
+    /// The same for reading alone.
+    static SqliteConnection toRead(const std::string& path) { return {path, true}; }
 
     sqlite3* get() const noexcept { return connection_.get(); }
     const std::string& path() const noexcept { return path_; }
@@ -40,7 +42,13 @@ class SqliteConnection {
     /// Throws what SQLite has to say about its latest failure.
     [[noreturn]] void fail(const std::string& what) const;
 
+    /// Makes `to`, whatever it has, a copy of this database as it is now, with SQLite's own online
+    /// backup.
+    void copyTo(const SqliteConnection& to) const;
+
   private:
+    SqliteConnection(const std::string& path, bool isToRead);
+
     struct Close {
         void operator()(sqlite3* connection) const noexcept { sqlite3_close(connection); }
     };

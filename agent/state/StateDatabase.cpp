@@ -19,6 +19,7 @@ namespace {
 /// The statements that are kept, by their place in `kStatements`.
 enum Statement : std::size_t {
     kBegin,
+    kCount,
     kCommit,
     kMemberIs,
     kMemberDel,
@@ -40,6 +41,7 @@ struct StatementText {
 /// REPLACE would delete the row that is there, and with a group its memberships.
 constexpr std::array<StatementText, kStatementCount> kStatements{{
     {"begin a transaction", "BEGIN IMMEDIATE"},
+    {"count the transaction", "UPDATE history SET commits = commits + 1"},
     {"end the transaction", "COMMIT"},
     {"store a member", "INSERT INTO members(id, action, port) VALUES(?1, ?2, ?3) "
                        "ON CONFLICT DO UPDATE SET action = ?2, port = ?3"},
@@ -97,6 +99,14 @@ StateDatabase::StateDatabase(std::shared_ptr<const Pello::StateDirectory> direct
     for (const auto& [what, sql] : kStatements) {
         statements_.emplace_back(connection_, what, sql);
     }
+    SqliteStatement(connection_, "read its history", "SELECT state, commits FROM history")
+        .run({}, [this](const SqliteRow& row) {
+            state_ = static_cast<std::uint64_t>(row.number(0));
+            commits_ = static_cast<std::uint64_t>(row.number(1));
+        });
+    if (state_ == 0) {
+        storageRefused(path(), "its table history is empty");
+    }
 }
 
 DesiredState StateDatabase::read() const {
@@ -107,6 +117,7 @@ void StateDatabase::write(std::size_t statement, std::initializer_list<SqliteVal
     try {
         if (!isInTransaction()) {
             statements_[kBegin].run();
+            statements_[kCount].run();
         }
         statements_[statement].run(values);
         takeRoomForCommit();
@@ -187,6 +198,32 @@ void StateDatabase::commit() {
     } catch (...) {
         // SQLite may leave the transaction open, to be tried again.
         rollback();
+        throw;
+    }
+    ++commits_;
+    if (follower_) {
+        follower_(commits_);
+    }
+}
+
+void StateDatabase::checkpoint() noexcept {
+    sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
+                              nullptr);
+}
+
+void StateDatabase::backup(const std::string& path) const {
+    // Made here, so that it is a new file, and nobody else's.
+    const Pello::FileDescriptor file(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!file) {
+        storageFailed(path, "make it", std::generic_category().message(errno));
+    }
+    try {
+        const SqliteConnection copy(path);
+        connection_.copyTo(copy);
+        copy.execute("finish it", "PRAGMA journal_mode=DELETE"); // whole without a log
+    } catch (...) {
+        ::unlink(path.c_str());
         throw;
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -63,6 +64,23 @@ class StateDatabase {
     void commit();
     /// Forgets the transaction, if there is one.
     void rollback() noexcept;
+    /// Called at the end of each transaction with its number, once it is on disk.
+    void onCommit(std::function<void(std::uint64_t commit)> follower) {
+        follower_ = std::move(follower);
+    }
+
+    /// The number that tells this desired state from all others.
+    std::uint64_t state() const noexcept { return state_; }
+    /// How many transactions it has had.
+    std::uint64_t commits() const noexcept { return commits_; }
+
+    /// Writes the log into the database, so that the file alone is whole. A failure leaves it for
+    /// the next time.
+    void checkpoint() noexcept;
+    /// Writes a copy of the database as it is now, with mode 0600, to a new file. Throws where
+    /// there is a file already.
+    void backup(const std::string& path) const;
+
     bool isInTransaction() const noexcept { return connection_.isInTransaction(); }
 
   private:
@@ -74,6 +92,9 @@ class StateDatabase {
     /// SQLite's write-ahead log, from the first write on; SQLite has no locks on it to lose.
     Pello::FileDescriptor log_;
     std::vector<SqliteStatement> statements_;
+    std::uint64_t state_ = 0;
+    std::uint64_t commits_ = 0;
+    std::function<void(std::uint64_t)> follower_{};
 };
 
 } // namespace LagAgent

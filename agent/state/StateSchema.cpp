@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -11,6 +12,7 @@
 #include <system_error>
 
 #include "agent/Errors.h"
+#include "agent/state/StateReading.h"
 #include "platform/Pello/StateException.h"
 
 namespace LagAgent {
@@ -23,7 +25,7 @@ using Pello::StateDirectory;
 // ---- The schema ----------------------------------------------------------------------------
 
 /// Everything in the database. A database in which this text reads differently is refused, so each
-/// change of it, of a blank even, is a new `kStateVersion`.
+/// change of it, of a blank even, is a new `kStateVersion`, and what is new in it comes last.
 ///
 /// Actions are there by their name in the command language. A group's initial member is no
 /// reference: it may have left the group, and have been deleted.
@@ -71,11 +73,28 @@ constexpr std::array kSchema{
     "CREATE INDEX group_members_of_member ON group_members(member_id)",
     "CREATE INDEX entries_of_member ON entries(member_id)",
     "CREATE INDEX entries_of_group ON entries(group_id)",
+
+    // Since version 2. Which desired state it is, by a number that no other one has, and how many
+    // transactions have changed it. One row, there from the beginning.
+    "CREATE TABLE history("
+    "id INTEGER PRIMARY KEY CHECK(id = 1), "
+    "state INTEGER NOT NULL CHECK(state > 0), "
+    "commits INTEGER NOT NULL CHECK(commits >= 0)"
+    ") STRICT",
 };
+
+/// How many of these a database of version 1 has.
+constexpr std::size_t kSchemaOfVersion1 = 8;
+
+/// What SQLite takes for random comes from the system.
+std::string newHistory(int commits) {
+    return "INSERT INTO history VALUES(1, 1 + abs(random() % 9007199254740991), " +
+           std::to_string(commits) + ");";
+}
 
 // ---- Making it -----------------------------------------------------------------------------
 
-/// The bytes of a database that holds the schema and the scope, and nothing else.
+/// The bytes of a database.
 struct Image {
     struct Free {
         void operator()(unsigned char* bytes) const noexcept { sqlite3_free(bytes); }
@@ -83,6 +102,16 @@ struct Image {
     std::unique_ptr<unsigned char, Free> bytes;
     std::size_t size = 0;
 };
+
+Image imageOf(const SqliteConnection& memory, const std::string& path) {
+    sqlite3_int64 size = 0;
+    Image image{decltype(Image::bytes)(sqlite3_serialize(memory.get(), "main", &size, 0))};
+    if (!image.bytes) {
+        storageFailed(path, "make it", "out of memory");
+    }
+    image.size = static_cast<std::size_t>(size);
+    return image;
+}
 
 Image emptyDatabase(const std::string& path, const ChipScope& scope) {
     const SqliteConnection memory("");
@@ -93,15 +122,9 @@ Image emptyDatabase(const std::string& path, const ChipScope& scope) {
         script += ";";
     }
     script += "INSERT INTO chip VALUES(1, " + std::to_string(scope.device) + ", " +
-              std::to_string(scope.pipe) + ");";
+              std::to_string(scope.pipe) + ");" + newHistory(0);
     memory.execute("make the tables", script);
-    sqlite3_int64 size = 0;
-    Image image{decltype(Image::bytes)(sqlite3_serialize(memory.get(), "main", &size, 0))};
-    if (!image.bytes) {
-        storageFailed(path, "make it", "out of memory");
-    }
-    image.size = static_cast<std::size_t>(size);
-    return image;
+    return imageOf(memory, path);
 }
 
 void writeAll(const FileDescriptor& file, std::span<const unsigned char> bytes,
@@ -119,9 +142,7 @@ void writeAll(const FileDescriptor& file, std::span<const unsigned char> bytes,
     }
 }
 
-void makeDatabase(const StateDirectory& directory, const std::string& path,
-                  const ChipScope& scope) {
-    const Image image = emptyDatabase(path, scope);
+void makeDatabase(const StateDirectory& directory, const std::string& path, const Image& image) {
     writeAll(directory.create(kStateFile, image.size), {image.bytes.get(), image.size}, path);
     directory.publish(kStateFile);
 }
@@ -132,7 +153,7 @@ void checkIdentity(const std::string& path, std::uint32_t application, std::uint
     if (application != kStateApplicationId) {
         storageRefused(path, "it is another application's database");
     }
-    if (version != kStateVersion) {
+    if (version == 0 || version > kStateVersion) {
         storageRefused(path, "it is of version " + std::to_string(version) +
                                  ", and this agent keeps version " + std::to_string(kStateVersion));
     }
@@ -186,8 +207,9 @@ std::uint32_t pragma(const SqliteConnection& database, const std::string& name) 
     return static_cast<std::uint32_t>(value);
 }
 
-void checkSchema(const SqliteConnection& database) {
-    std::set<std::string> expected(kSchema.begin(), kSchema.end());
+void checkSchema(const SqliteConnection& database, std::uint32_t version) {
+    std::set<std::string> expected(
+        kSchema.begin(), version == 1 ? kSchema.begin() + kSchemaOfVersion1 : kSchema.end());
     SqliteStatement(database, "read its schema",
                     "SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL")
         .run({}, [&](const SqliteRow& row) {
@@ -199,6 +221,14 @@ void checkSchema(const SqliteConnection& database) {
     if (!expected.empty()) {
         storageRefused(database.path(), "its schema lacks: " + *expected.begin());
     }
+}
+
+/// REQUIRES: nothing was written to it. Its version, if it is one of ours as we made it.
+std::uint32_t checkedVersion(const SqliteConnection& database) {
+    const std::uint32_t version = pragma(database, "user_version");
+    checkIdentity(database.path(), pragma(database, "application_id"), version);
+    checkSchema(database, version);
+    return version;
 }
 
 void checkScope(const SqliteConnection& database, const ChipScope& scope) {
@@ -236,6 +266,18 @@ void writeAheadIs(const SqliteConnection& database) {
     database.execute("write in full", "PRAGMA synchronous=FULL");
 }
 
+/// One transaction: an older agent finds its own version until it is done.
+void convert(const SqliteConnection& database) {
+    std::string script = "BEGIN IMMEDIATE;";
+    for (std::size_t at = kSchemaOfVersion1; at < kSchema.size(); ++at) {
+        script += kSchema[at];
+        script += ";";
+    }
+    script += newHistory(1); // somebody has used it
+    script += "PRAGMA user_version=" + std::to_string(kStateVersion) + ";COMMIT";
+    database.execute("convert it from version 1", script);
+}
+
 SqliteConnection openChecked(const std::string& path, const ChipScope& scope) {
     SqliteConnection database(path);
     // Closing a refused database must not write its log into it.
@@ -244,14 +286,16 @@ SqliteConnection openChecked(const std::string& path, const ChipScope& scope) {
     database.optionIs(SQLITE_DBCONFIG_TRUSTED_SCHEMA, false);
     database.optionIs(SQLITE_DBCONFIG_ENABLE_FKEY, true);
     // Again, since the log may hold a newer header than the file.
-    checkIdentity(path, pragma(database, "application_id"), pragma(database, "user_version"));
-    checkSchema(database);
+    const std::uint32_t version = checkedVersion(database);
     checkScope(database, scope);
     if (sqlite3_db_readonly(database.get(), "main") != 0) {
         storageRefused(path, "it can be read only");
     }
     database.optionIs(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, false);
     writeAheadIs(database);
+    if (version == 1) {
+        convert(database);
+    }
     return database;
 }
 
@@ -265,11 +309,58 @@ bool isStateDatabaseThere(const StateDirectory& directory) {
     }
 }
 
+namespace {
+
+/// The value in the one row of the history.
+std::uint64_t history(const SqliteConnection& database, const std::string& column) {
+    std::int64_t value = 0;
+    SqliteStatement(database, "read its history", "SELECT " + column + " FROM history")
+        .run({}, [&](const SqliteRow& row) { value = row.number(0); });
+    return static_cast<std::uint64_t>(value);
+}
+
+/// Its log would be written into the next database of the name.
+void removeOld(const StateDirectory& directory) {
+    for (const char* companion : {"-wal", "-shm", "-journal"}) {
+        const std::string name = directory.pathOf(Kel::String(kStateFile) + companion).charPtr();
+        if (::unlink(name.c_str()) != 0 && errno != ENOENT) {
+            storageFailed(name, "remove it", std::generic_category().message(errno));
+        }
+    }
+}
+
+} // namespace
+
+RestoredState
+restoreStateDatabase(const StateDirectory& directory, const std::string& copy,
+                     const std::function<std::uint64_t(std::uint64_t state)>& latestCommit) {
+    const SqliteConnection memory("");
+    const auto source = SqliteConnection::toRead(std::filesystem::absolute(copy));
+    const std::uint32_t version = checkedVersion(source);
+    source.copyTo(memory);
+    if (version == 1) {
+        convert(memory);
+    }
+    RestoredState restored{readDesiredState(memory), history(memory, "commits")};
+    restored.latest = std::max(restored.commit, latestCommit(history(memory, "state")));
+    memory.execute("count the commits",
+                   "UPDATE history SET commits = " + std::to_string(restored.latest));
+    try {
+        const std::string path = directory.pathOf(kStateFile).charPtr();
+        const Image image = imageOf(memory, path);
+        removeOld(directory);
+        makeDatabase(directory, path, image);
+    } catch (const Pello::StateException& e) {
+        throw CommandError(ErrorKind::storage, e.what());
+    }
+    return restored;
+}
+
 SqliteConnection openStateDatabase(const StateDirectory& directory, const ChipScope& scope) {
     const std::string path = pathWithoutLinks(directory);
     try {
         if (!isDatabaseThere(directory, path)) {
-            makeDatabase(directory, path, scope);
+            makeDatabase(directory, path, emptyDatabase(path, scope));
         }
         return openChecked(path, scope);
     } catch (const Pello::StateException& e) {

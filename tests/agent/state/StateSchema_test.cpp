@@ -92,10 +92,30 @@ TEST_F(StateSchemaTest, ADatabaseOfNobodyIsRefused) {
 }
 
 TEST_F(StateSchemaTest, OtherVersionsAreRefused) {
-    byHand(file_, "PRAGMA user_version=2");
-    EXPECT_EQ(refused("it is of version 2, and this agent keeps version 1"), refusal());
+    byHand(file_, "PRAGMA user_version=3");
+    EXPECT_EQ(refused("it is of version 3, and this agent keeps version 2"), refusal());
     byHand(file_, "PRAGMA user_version=0");
-    EXPECT_EQ(refused("it is of version 0, and this agent keeps version 1"), refusal());
+    EXPECT_EQ(refused("it is of version 0, and this agent keeps version 2"), refusal());
+}
+
+TEST_F(StateSchemaTest, Version1IsConvertedWithAllThatItHas) {
+    byHand(file_, "DROP TABLE history; PRAGMA user_version=1; DELETE FROM entries; "
+                  "DELETE FROM group_members; "
+                  "DELETE FROM selector_groups; DELETE FROM members; "
+                  "INSERT INTO members VALUES(7, 'setLagPort', 3)");
+    {
+        const StateDatabase database(place_.open(), kScope);
+        EXPECT_EQ((DesiredState{.members = {{7, {kSetLagPort, 3}}}}), database.read());
+        EXPECT_EQ(1u, database.commits());
+        EXPECT_NE(0u, database.state());
+    }
+    EXPECT_EQ("", refusal());
+}
+
+TEST_F(StateSchemaTest, Version1WithAnotherSchemaIsRefusedUnchanged) {
+    byHand(file_, "PRAGMA user_version=1");
+    EXPECT_THAT(refusal(), testing::HasSubstr("its schema has what this agent does not know: "
+                                              "CREATE TABLE history"));
 }
 
 TEST_F(StateSchemaTest, ANewerVersionIsSeenInTheLogToo) {
@@ -107,7 +127,7 @@ TEST_F(StateSchemaTest, ANewerVersionIsSeenInTheLogToo) {
         return 0;
     });
     ASSERT_TRUE(fs::exists(place_.file("desired.db-wal")));
-    EXPECT_EQ(refused("it is of version 3, and this agent keeps version 1"), refusal());
+    EXPECT_EQ(refused("it is of version 3, and this agent keeps version 2"), refusal());
 }
 
 TEST_F(StateSchemaTest, AnotherSchemaIsRefused) {

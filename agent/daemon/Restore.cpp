@@ -1,0 +1,49 @@
+#include "agent/daemon/Restore.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "agent/CommandLine.h"
+#include "agent/Errors.h"
+#include "agent/ExitStatus.h"
+#include "agent/daemon/SocketOptions.h"
+#include "agent/state/StateSchema.h"
+#include "platform/MbbGlimtKey/SharedKeyManager.h"
+
+namespace LagAgent {
+
+std::optional<RestoreOptions> readRestoreOptions(int argc, const char* const* argv, int* exitCode) {
+    RestoreOptions options;
+    CLI::App app("Puts a copy of the desired state, made by 'lagctl backup', back",
+                 "lag-agent restore");
+    app.add_option("copy", options.copy, "The copy")->type_name("FILE")->required();
+    addStateDirectory(app, options.stateDirectory);
+    app.footer(
+        "The daemon must not run. Its next start brings the chip to the restored state; what was\n"
+        "acknowledged after the copy is given up.\n"
+        "Exit status: 0 if it is restored, 2 if nothing was changed.");
+    if (!parse(app, std::span(argv + 2, argv + argc), exitCode)) {
+        return std::nullopt;
+    }
+    return options;
+}
+
+int restoreState(const RestoreOptions& options) {
+    try {
+        const Pello::StateDirectory directory(options.stateDirectory);
+        const auto restored =
+            restoreStateDatabase(directory, options.copy, [&](std::uint64_t state) {
+                return MbbGlimtKey::SharedKeyManager::latestCommit(directory, state);
+            });
+        std::cout << "restored " << restored.state.members.size() << " members, "
+                  << restored.state.groups.size() << " groups, " << restored.state.entries.size()
+                  << " entries, of commit " << restored.commit
+                  << "; given up: " << restored.latest - restored.commit << " commits\n";
+        return kExitGood;
+    } catch (...) {
+        std::cerr << "lag-agent restore: " << currentError().text() << "\n";
+        return kExitNotStarted;
+    }
+}
+
+} // namespace LagAgent
