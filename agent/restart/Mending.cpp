@@ -1,0 +1,228 @@
+#include "agent/restart/Mending.h"
+
+#include <algorithm>
+
+#include "agent/ValueType.h"
+#include "agent/restart/HandleKeeper.h"
+
+namespace LagAgent {
+
+using Kind = Finding::Kind;
+using RuxTable::RuxMemberId;
+
+namespace {
+
+std::string actionText(const ChipMember& member) {
+    const std::string name =
+        member.action < actionNames().size() ? actionNames()[member.action] : "an unknown action";
+    return "it has " + name +
+           (member.action == P4_PD_ACTION_setLagPort ? " port " + std::to_string(member.port) : "");
+}
+
+} // namespace
+
+Mending::Mending(const DesiredState& desired, Identified& identified, ChipWriter& writer,
+                 HandleKeeper* handles)
+    : desired_(desired), identified_(identified), writer_(writer), handles_(handles) {}
+
+std::string Mending::obstacle() const {
+    const auto& usage = chip().usage;
+    const auto isKeyed = [](const auto& entry) { return entry.first.has_value(); };
+    const struct {
+        const char* kind;
+        std::size_t desired;
+        std::size_t capacity;
+    } kinds[]{
+        {"members", desired_.members.size(), usage.member_capacity},
+        {"groups", desired_.groups.size(), usage.group_capacity},
+        {"entries", static_cast<std::size_t>(std::ranges::count_if(desired_.entries, isKeyed)),
+         usage.entry_capacity},
+    };
+    for (const auto& [kind, desired, capacity] : kinds) {
+        if (desired > capacity) {
+            return "the chip has room for " + std::to_string(capacity) + " " + kind + ", and " +
+                   std::to_string(desired) + " are desired";
+        }
+    }
+    for (const auto& [id, group] : desired_.groups) {
+        if (group.size > usage.group_size_limit) {
+            return "the chip's groups take " + std::to_string(usage.group_size_limit) +
+                   " members, and group " + std::to_string(id) + " is for " +
+                   std::to_string(group.size);
+        }
+    }
+    return {};
+}
+
+void Mending::run() {
+    findDifferences();
+    stopUnwanted();
+    setMembers();
+    mendGroups();
+    pointEntries();
+    removeEntries();
+    removeGroups();
+    removeMembers(membersInUse());
+}
+
+std::size_t Mending::add(Kind kind, std::string object, std::string detail) {
+    identified_.findings.push_back({kind, std::move(object), std::move(detail)});
+    return identified_.findings.size() - 1;
+}
+
+// ---- Members -----------------------------------------------------------------------------------
+
+void Mending::setMembers() {
+    for (const std::uint32_t id : identified_.differingMembers) {
+        const ChipHandle handle = identified_.members.at(id);
+        const std::string name = nameOf(RuxMemberId(id));
+        writer_.findingIs(add(Kind::wrongAction, name, actionText(chip().members.at(handle))));
+        writer_.memberSet(handle, onChip(desired_.members.at(id)), name);
+    }
+    makeRoomForMembers();
+    for (const auto& [id, finding] : identified_.missingMembers) {
+        writer_.findingIs(finding);
+        const ChipHandle handle =
+            writer_.memberAdd(onChip(desired_.members.at(id)), nameOf(RuxMemberId(id)));
+        identified_.members.emplace(id, handle);
+        if (handles_) {
+            handles_->memberIs(id, handle);
+        }
+    }
+    identified_.missingMembers.clear();
+}
+
+/// Where new members have no room, unwanted ones go first that nothing refers to.
+void Mending::makeRoomForMembers() {
+    const auto& usage = chip().usage;
+    if (identified_.missingMembers.size() <= usage.member_capacity - usage.members) {
+        return;
+    }
+    auto used = membersInUse();
+    for (const auto& [handle, entry] : chip().entries) {
+        if (!entry.target.isGroup) {
+            used.insert(entry.target.handle);
+        }
+    }
+    removeMembers(used);
+}
+
+std::set<ChipHandle> Mending::membersInUse() const {
+    std::set<ChipHandle> used;
+    if (!identified_.unwantedMembers.empty()) {
+        for (const auto& [handle, group] : chip().groups) {
+            for (const auto& [member, isActive] : group.members) {
+                used.insert(member);
+            }
+        }
+    }
+    return used;
+}
+
+void Mending::removeMembers(const std::set<ChipHandle>& used) {
+    std::erase_if(identified_.unwantedMembers, [&](const Removal& member) {
+        if (used.contains(member.handle)) {
+            return false;
+        }
+        writer_.findingIs(member.finding);
+        writer_.memberDel(member.handle, chipName("member", member.handle));
+        if (handles_) {
+            handles_->memberDel(member);
+        }
+        return true;
+    });
+}
+
+// ---- Entries -----------------------------------------------------------------------------------
+
+/// REQUIRES: what the entry is to point at is on the chip.
+ChipTarget Mending::targetOf(const EntryName& name) const {
+    const auto& target = desired_.entries.at(name);
+    return target.member() ? ChipTarget{identified_.members.at(target.id()), false}
+                           : ChipTarget{identified_.groups.at(target.id()), true};
+}
+
+void Mending::pointEntries() {
+    for (auto& [name, handle] : identified_.entries) {
+        const ChipTarget wanted = targetOf(name);
+        const ChipTarget is = chip().entries.at(handle).target;
+        if (is == wanted) {
+            continue;
+        }
+        writer_.findingIs(
+            add(Kind::wrongTarget, nameOf(name),
+                "it points at " + chipName(is.isGroup ? "group" : "member", is.handle)));
+        point(name, handle);
+    }
+    makeRoomForEntries();
+    for (const auto& [name, finding] : identified_.missingEntries) {
+        writer_.findingIs(finding);
+        const ChipHandle handle = writer_.entryAdd(name, targetOf(name), nameOf(name));
+        identified_.entries.emplace(name, handle);
+        if (handles_) {
+            handles_->entryIs(name, handle);
+        }
+    }
+}
+
+/// Lets an entry that is there point at what it should.
+void Mending::point(const EntryName& name, ChipHandle& handle) {
+    if (name) {
+        writer_.entrySet(handle, targetOf(name), nameOf(name));
+        return;
+    }
+    // There is no way to repoint the default entry: it is set anew, and may get another handle.
+    handle = writer_.entryAdd(name, targetOf(name), nameOf(name));
+    if (handles_) {
+        handles_->entryIs(name, handle);
+    }
+}
+
+/// Unwanted entries go before the new ones come only where these would have no room.
+void Mending::makeRoomForEntries() {
+    const auto& usage = chip().usage;
+    const auto isKeyed = [](const auto& entry) { return entry.first.has_value(); };
+    const auto needed = std::ranges::count_if(identified_.missingEntries, isKeyed);
+    if (needed > std::int64_t{usage.entry_capacity} - usage.entries) {
+        removeEntries();
+    }
+}
+
+void Mending::removeEntries() {
+    for (const Removal& entry : identified_.unwantedEntries) {
+        const auto found = chip().entries.find(entry.handle);
+        // The default entry may have been set anew meanwhile, and another entry is it now.
+        if (found != chip().entries.end()) {
+            writer_.findingIs(entry.finding);
+            writer_.entryDel(entry.handle, nameOf(found->second.name));
+        }
+        if (handles_) {
+            handles_->entryDel(entry);
+        }
+    }
+    identified_.unwantedEntries.clear();
+}
+
+// ---- Groups that nobody wants ------------------------------------------------------------------
+
+bool Mending::isPointedAt(ChipHandle group) const {
+    return std::ranges::any_of(chip().entries, [group](const auto& entry) {
+        return entry.second.target == ChipTarget{group, true};
+    });
+}
+
+void Mending::removeGroups() {
+    std::erase_if(identified_.unwantedGroups, [this](const Removal& group) {
+        if (isPointedAt(group.handle)) {
+            return false;
+        }
+        writer_.findingIs(group.finding);
+        writer_.groupDel(group.handle, chipName("group", group.handle));
+        if (handles_) {
+            handles_->groupDel(group);
+        }
+        return true;
+    });
+}
+
+} // namespace LagAgent
