@@ -14,11 +14,14 @@ const auto kProgramStart = Phases::Clock::now();
 
 Agent::Agent(const Target& target, const StateOptions* options, StateDatabase* desired,
              Progress* progress)
-    : progress_(progress), library(target.pdPath), asic(library), chip(library, target),
+    : progress_(progress), retry_([this](std::string note) { start.note(std::move(note)); },
+                                  options ? options->pause : Retry::Pause()),
+      library(target.pdPath), asic(library), chip(library, target),
       state(options ? openState(*options, target) : nullptr), driver(startDriver(target)),
       configuration(driver, state ? &state->database() : desired), flows(asic) {
     if (state) {
-        restart(driver, configuration, chip, *state, progress, start);
+        restart({driver, configuration, chip, *state, progress, options->acceptsLoss}, retry_,
+                start);
         start.total = Phases::Clock::now() - kProgramStart;
     }
 }
@@ -29,6 +32,16 @@ PersistentState& Agent::requiredState() const {
                            "this agent keeps no state over restarts: run it with 'serve'");
     }
     return *state;
+}
+
+void Agent::requireUnharmed() {
+    if (state && harm_.empty()) {
+        harm_ = state->harm();
+    }
+    if (!harm_.empty()) {
+        throw CommandError(ErrorKind::storage,
+                           harm_ + ": the agent ends, and its next start puts this right");
+    }
 }
 
 void Agent::begin(const char* phase) {
@@ -53,10 +66,13 @@ std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
             asic.attach(target.device, stateful.file);
         }
         const std::uint64_t boot = hasFile ? asic.bootGeneration(target.device) : options.chipBoot;
-        const auto usage = chip.usage();
+        const auto usage = retry_.run([this] { return chip.usage(); });
         begin("tables");
         return {boot, usage};
     };
+    if (hasFile) {
+        stateful.boot = [this, device = target.device] { return asic.bootGeneration(device); };
+    }
     begin("desired state");
     auto opened = std::make_unique<PersistentState>(options, stateful);
     for (auto& reason : opened->coldTables()) {
@@ -78,7 +94,7 @@ Driver Agent::startDriver(const Target& target) {
     }
     begin("factories");
     const std::uint64_t before = asic.nextCall();
-    Driver started(library, target, keyManager());
+    Driver started = retry_.run([&] { return Driver(library, target, keyManager()); });
     start.phases.end();
     if (asic.isPresent()) {
         start.factoryWrites = asic.writes(before, asic.nextCall());

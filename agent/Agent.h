@@ -8,6 +8,7 @@
 #include "agent/Configuration.h"
 #include "agent/Flows.h"
 #include "agent/Progress.h"
+#include "agent/restart/Retry.h"
 #include "agent/restart/StartReport.h"
 #include "agent/state/PersistentState.h"
 
@@ -41,6 +42,7 @@ class Agent {
 
   private:
     Progress* progress_; // of the start
+    Retry retry_;
 
   public:
     // Each is made with those above it: the order is that of the start.
@@ -53,6 +55,12 @@ class Agent {
     std::unique_ptr<PersistentState> state;
     /// The same; throws `CommandError` (unsupported) where it is null.
     PersistentState& requiredState() const;
+    /// What has happened to the agent's chip or files behind its back, and was found by a command;
+    /// empty: nothing. For good, once there is something.
+    const std::string& harm() const noexcept { return harm_; }
+    /// Looks for such harm. Throws `CommandError` (storage) when there is some: nothing is carried
+    /// out, or acknowledged, from then on.
+    void requireUnharmed();
     Driver driver;
     Configuration configuration;
     Flows flows;
@@ -66,6 +74,8 @@ class Agent {
     std::unique_ptr<PersistentState> openState(const StateOptions& options, const Target& target);
     MbbGlimtKey::GlimtKeyManager::Ptr keyManager() const;
     Driver startDriver(const Target& target);
+
+    std::string harm_;
 };
 
 } // namespace LagAgent

@@ -7,7 +7,6 @@
 #include "agent/Text.h"
 #include "agent/ValueType.h"
 #include "agent/restart/Audit.h"
-#include "agent/restart/Plan.h"
 #include "agent/restart/Restart.h"
 
 namespace LagAgent {
@@ -119,13 +118,20 @@ void faultClear(Agent& agent, const Arguments&, Reply&) {
 // ---- The state over restarts ---------------------------------------------------------------
 
 void auditNow(Agent& agent, const Arguments&, Reply& reply) {
-    const Situation now = readSituation(agent.chip, agent.requiredState());
-    show(audit(now), reply);
-    makePlan(now).showWrites(reply);
+    audit(readSituation(agent.chip, agent.requiredState())).show(reply);
 }
 
 void auditSteps(Agent& agent, const Arguments&, Reply& reply) {
-    makePlan(readSituation(agent.chip, agent.requiredState())).showSteps(reply);
+    audit(readSituation(agent.chip, agent.requiredState())).showSteps(reply);
+}
+
+void backup(Agent& agent, const Arguments& a, Reply&) {
+    const std::string& path = a.word("text");
+    if (!path.starts_with('/')) {
+        refuse("the daemon writes the copy, and knows nothing of your folder: give a path that "
+               "begins with '/'");
+    }
+    agent.requiredState().database().backup(path);
 }
 
 // ---- The language --------------------------------------------------------------------------
@@ -179,6 +185,8 @@ constexpr Command kCommands[]{
     {"audit", auditNow,
      "Compare records, chip and desired state, and count the PD writes of a restart"},
     {"audit steps", auditSteps, "Show the PD writes that a restart would make, in order"},
+    {"backup <text>", backup,
+     "Write a copy of the desired state to a new file, for 'lag-agent restore'"},
     {"flows value <value:number> count <count:flows>", flows,
      "Send flows with that metadata value and show where they go"},
     {"fault <operation> nth <nth> status <status:nth> <mode>", fault,

@@ -67,9 +67,11 @@ Outcome Interpreter::run(std::string_view line) {
 void Interpreter::perform(const std::vector<std::string>& words, Outcome& outcome) {
     try {
         const auto parsed = commandGrammar().parse(words);
+        agent_.requireUnharmed();
         Transaction transaction(agent_.configuration);
         parsed.command->run(agent_, parsed.arguments, outcome.reply);
         transaction.commit();
+        agent_.requireUnharmed();
     } catch (...) {
         outcome.error = currentError();
     }

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <csignal>
+
 #include "agent/daemon/AgentRunner.h"
 #include "agent/daemon/Server.h"
 #include "agent/daemon/StartProgress.h"
@@ -25,10 +27,21 @@ void logStart(const StartReport& start, const Log& log) {
               {{"entries", start.entries},
                {"members", start.members},
                {"groups", start.groups},
-               {"findings", sumOf(start.findings)},
-               {"writes", sumOf(start.writes)},
-               {"orphans", start.orphansRemoved},
+               {"findings", start.findings.size()},
+               {"writes", start.writesInAll()},
                {"ms", std::chrono::duration_cast<milliseconds>(start.total).count()}});
+}
+
+/// The signals wait for the end of the start, which this is.
+void pauseUnlessTold(std::chrono::milliseconds time) {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    ::sigaddset(&signals, SIGTERM);
+    ::sigaddset(&signals, SIGINT);
+    const timespec patience{time.count() / 1000, time.count() % 1000 * 1'000'000};
+    if (::sigtimedwait(&signals, nullptr, &patience) > 0) {
+        throw CommandError(ErrorKind::start, "told to end while the chip refused to be driven");
+    }
 }
 
 /// Having them makes this process the directory's only agent.
@@ -37,15 +50,19 @@ StateOptions takeState(const ServeOptions& options, const Log& log) {
     return {.directory = std::make_shared<const Pello::StateDirectory>(directory),
             .chipFile = options.chipFile,
             .chipBoot = options.chipBoot,
-            .onNote = [&log](const std::string& note) {
-                log.write(LogLevel::warning, "start-note", {{"message", note}});
-            }};
+            .acceptsLoss = options.acceptsLoss,
+            .onNote =
+                [&log](const std::string& note) {
+                    log.write(LogLevel::warning, "start-note", {{"message", note}});
+                },
+            .pause = pauseUnlessTold};
 }
 
-/// The chip has changed, and the desired state could not follow. The next start brings the chip
-/// back to it.
+/// The chip has changed, and the desired state could not follow, or what the agent relies on has
+/// changed behind its back. The next start puts either right.
 std::string obstacleOf(const Agent& agent) {
-    return agent.configuration.isOutOfStep() ? "the desired state could not be kept" : "";
+    return agent.configuration.isOutOfStep() ? "the desired state could not be kept"
+                                             : agent.harm();
 }
 
 } // namespace
@@ -66,8 +83,12 @@ int serve(const ServeOptions& options) {
         progress.hide();
         logStart(agent.start, log);
         failed = kExitDaemonFailed;
-        return server.run([&] { return std::make_unique<AgentRunner>(agent, log); },
-                          [&] { return obstacleOf(agent); });
+        const int status = server.run([&] { return std::make_unique<AgentRunner>(agent, log); },
+                                      [&] { return obstacleOf(agent); });
+        if (obstacleOf(agent).empty()) {
+            agent.requiredState().database().checkpoint();
+        }
+        return status;
     } catch (...) {
         const Error error = currentError();
         log.write(LogLevel::error, "failed",

@@ -39,6 +39,9 @@ std::optional<ServeOptions> readServeOptions(int argc, const char* const* argv, 
     app.add_option("--chip-boot", options.chipBoot,
                    "With another PD library: a number that differs after every reset of the chip")
         ->type_name("NUMBER");
+    app.add_flag("--accept-loss", options.acceptsLoss,
+                 "Start once although acknowledged commands are lost, or objects removed from the "
+                 "chip that nothing explains");
     app.add_flag("--log-json", options.log.json, "Log JSON documents instead of logfmt");
     addLogLevel(app, options.log.level);
     app.footer("The default state directory is $RUNTIME_DIRECTORY (which systemd sets), else\n"

@@ -21,6 +21,8 @@ struct ServeOptions {
     std::string chipFile{};
     /// The boot generation of a chip whose PD library cannot tell it.
     std::uint64_t chipBoot = 0;
+    /// Start also where that loses what was acknowledged, or removes what nothing explains.
+    bool acceptsLoss = false;
     LogOptions log{};
     std::vector<std::string> traces{};
 };

@@ -1,45 +1,50 @@
 #pragma once
 
+#include "agent/ChipWriter.h"
 #include "agent/Reply.h"
-#include "agent/restart/Situation.h"
+#include "agent/restart/Identification.h"
 
 namespace LagAgent {
 
-/// Something in which records, chip and desired state do not agree.
-struct Finding {
-    enum class Kind : std::uint8_t {
-        corruptTable,  ///< a table of records is damaged, and was read in part
-        staleRecord,   ///< a record of what is not desired
-        reservation,   ///< a key without a handle: a PD call was cut short, or refused
-        unknownHandle, ///< a record whose handle the chip does not know, or knows as something else
-        missing,       ///< desired, and nobody recorded it
-        orphan,        ///< on the chip, and nobody recorded it
-        groupTwice,    ///< an orphan that stands for a group that is recorded too
-        wrongAction,   ///< a member with another action than desired
-        wrongMembers,  ///< a group with other members or another size than desired
-        wrongState,    ///< a member of a group that should be inactive, or should not
-        wrongTarget    ///< an entry that points elsewhere
-    };
-
-    Kind kind;
+/// One PD write of a restart: the PD function, what it is done to, and the place of what it mends
+/// in the list of findings.
+struct PdWrite {
+    std::string operation;
     std::string object;
-    std::string detail;
-
-    friend bool operator==(const Finding&, const Finding&) = default;
+    std::size_t finding = 0;
 };
 
-/// The kind as people and tools see it: "stale record", "group twice".
-const char* nameOf(Finding::Kind kind);
+/// What a restart would find and do at this moment.
+struct Audit {
+    std::vector<Finding> findings{};
+    /// In their order. The one write of every start, of the table's entry scope, is not among them.
+    std::vector<PdWrite> writes{};
+    /// Why it would be refused; empty: it would not.
+    std::string obstacle{};
+
+    /// The findings, and how many PD writes mend them.
+    void show(Reply& reply) const;
+    /// Every PD write, in order.
+    void showSteps(Reply& reply) const;
+};
 
 /**
- * Compares the records in the shared tables, the chip and the desired state, as they were read.
+ * Compares the records in the shared tables, the chip and the desired state, as they were read, and
+ * goes through a restart without touching the chip: what it writes differs from this forecast only
+ * where the chip refuses.
  *
  * While a daemon runs and no command is under way, there is no finding except reservations of PD
  * calls that the chip refused, a group that it neither completed nor deleted, handles that could
- * not be recorded, and a table that was found damaged in this run.
+ * not be recorded, a table that was found damaged in this run, and what the latest start had to
+ * leave as it was.
  */
-std::vector<Finding> audit(const Situation& situation);
+Audit audit(Situation situation);
 
-void show(const std::vector<Finding>& findings, Reply& reply);
+/// The findings as a table.
+Listing listingOf(const std::vector<Finding>& findings);
+
+/// Why these removals are too many for a command that was cut short, which leaves one unrecorded
+/// object at most, and for an agent that has done nothing yet, none; empty: they are not.
+std::string unexplainedRemovals(const Identified& identified, bool isNew);
 
 } // namespace LagAgent

@@ -1,9 +1,9 @@
 #include "agent/restart/Restart.h"
 
 #include "agent/ChipTables.h"
-#include "agent/Errors.h"
 #include "agent/restart/Audit.h"
-#include "agent/restart/Replay.h"
+#include "agent/restart/Mending.h"
+#include "agent/restart/ModelEntry.h"
 #include "agent/state/PersistentState.h"
 
 namespace LagAgent {
@@ -19,62 +19,97 @@ void noteDamage(const Glimt::TableFile& table, StartReport& report) {
     }
 }
 
-void noteRoom(const Plan& plan, StartReport& report) {
-    report.missingGroups = plan.missingGroups;
-    report.touchedGroups = plan.touchedGroups;
-    if (plan.missingGroups != 0) {
-        report.note("the chip lacks room for " + std::to_string(plan.missingGroups) +
-                    " groups beside the old ones: the groups are exchanged one by one");
+/// One restart. The desired state is what it was at its beginning.
+class Restarting {
+  public:
+    Restarting(const RestartContext& context, StartReport& report)
+        : context_(context), state_(context.state), report_(report),
+          desired_(context.state.takeDesired()), keeper_(context.driver, state_.keys()) {
+        state_.record(context.driver.table());
     }
-    if (!plan.touchedGroups.empty()) {
-        std::string names;
-        for (const std::uint32_t group : plan.touchedGroups) {
-            names += (names.empty() ? "" : ", ") + std::to_string(group);
+
+    /// Makes the chip as desired; may be called again after a refused PD call.
+    void mend() {
+        begin("audit");
+        Situation situation{readRecords(state_.keys()), context_.chip.read(), {}};
+        situation.desired = desired_;
+        identified_ = identify(situation);
+        ChipWriter writer(&context_.driver, situation.chip,
+                          [this](const char* operation, const auto&, std::size_t finding) {
+                              ++report_.writes[operation];
+                              ++identified_.findings[finding].writes;
+                          });
+        Mending mending(desired_, identified_, writer, &keeper_);
+        requireFeasible(mending);
+        begin("mending");
+        keeper_.take(identified_);
+        mending.run();
+        report_.findings = std::move(identified_.findings);
+    }
+
+    /// Neither records nor keys change: all of that is recorded already.
+    void enter() {
+        begin("model");
+        state_.recordsIs(false);
+        enterModel(context_.driver, context_.configuration, desired_, identified_, keeper_);
+        state_.recordsIs(true);
+        report_.phases.end();
+    }
+
+    void dropReservations() {
+        // What one may have been for has been identified or removed.
+        for (const auto& reservation : state_.keys().reservations()) {
+            state_.keys().reservationDel(reservation.key);
         }
-        report.note("the chip lacks room for even one group more: meanwhile all flows of group " +
-                    names + " are on one of its members");
     }
-}
+
+  private:
+    void begin(const char* phase) {
+        report_.phases.begin(phase);
+        if (context_.progress) {
+            context_.progress->show(phase, 0, 0);
+        }
+    }
+
+    void requireFeasible(const Mending& mending) const {
+        std::string obstacle = mending.obstacle();
+        if (obstacle.empty() && !context_.acceptsLoss) {
+            obstacle = unexplainedRemovals(identified_, state_.isNew());
+        }
+        if (!obstacle.empty()) {
+            throw CommandError(ErrorKind::start, "this start is refused: " + obstacle);
+        }
+    }
+
+    const RestartContext& context_;
+    PersistentState& state_;
+    StartReport& report_;
+    const DesiredState desired_;
+    HandleKeeper keeper_;
+    Identified identified_;
+};
 
 } // namespace
 
 Situation readSituation(const ChipTables& chip, PersistentState& state) {
-    return {readAllRecords(state.keys()), chip.read(), state.database().read()};
+    return {readRecords(state.keys()), chip.read(), state.database().read()};
 }
 
-void restart(Driver& driver, Configuration& configuration, const ChipTables& chip,
-             PersistentState& state, Progress* progress, StartReport& report) {
-    const auto& handles = driver.handles();
+void restart(const RestartContext& context, Retry& retry, StartReport& report) {
+    const auto& handles = context.driver.handles();
+    auto& keys = context.state.keys();
     report.entries = handles.entry().size();
     report.members = handles.member().size();
     report.groups = handles.group().size();
-    noteDamage(state.keys().mbbGlimtTableConfig()->file(), report);
-    noteDamage(state.keys().adtGlimtTableConfig()->file(), report);
-    noteDamage(state.keys().selGrpGlimtTableConfig()->file(), report);
+    noteDamage(keys.mbbGlimtTableConfig()->file(), report);
+    noteDamage(keys.adtGlimtTableConfig()->file(), report);
+    noteDamage(keys.selGrpGlimtTableConfig()->file(), report);
 
-    report.phases.begin("audit");
-    if (progress) {
-        progress->show("audit", 0, 0);
-    }
-    // Only the records that the factories have read as well.
-    const Situation situation{readRecords(state.keys()), chip.read(), state.takeDesired()};
-    for (const Finding& finding : audit(situation)) {
-        ++report.findings[nameOf(finding.kind)];
-    }
-    const Plan plan = makePlan(situation);
-    noteRoom(plan, report);
-    if (!plan.obstacle.empty()) {
-        throw CommandError(ErrorKind::start, plan.obstacle);
-    }
-
-    report.phases.begin("records");
-    state.record(driver.table());
-    Replay(driver, configuration, state.keys(), situation.desired)
-        .run(plan, progress, report.phases);
-    report.phases.end();
-    report.writes = plan.writes();
-    report.orphansRemoved = plan.orphans;
-    if (const auto failure = state.takeFailure()) {
+    Restarting restarting(context, report);
+    retry.run([&] { restarting.mend(); });
+    restarting.dropReservations();
+    restarting.enter();
+    if (const auto failure = context.state.takeFailure()) {
         report.note("not every handle could be recorded: " + *failure);
     }
 }

@@ -2,6 +2,7 @@
 
 #include "agent/Configuration.h"
 #include "agent/Progress.h"
+#include "agent/restart/Retry.h"
 #include "agent/restart/Situation.h"
 #include "agent/restart/StartReport.h"
 
@@ -10,19 +11,29 @@ namespace LagAgent {
 class ChipTables;
 class PersistentState;
 
-/// Records, chip and desired state as they are at this moment, also the records that are behind a
-/// damaged one.
+/// Records, chip and desired state as they are at this moment.
 Situation readSituation(const ChipTables& chip, PersistentState& state);
+
+/// What a restart works on.
+struct RestartContext {
+    Driver& driver;
+    Configuration& configuration;
+    const ChipTables& chip;
+    PersistentState& state;
+    /// May be null.
+    Progress* progress;
+    bool acceptsLoss;
+};
 
 /**
  * Brings the chip of a driver whose factories have just run to the desired state, without a flow
- * losing its port: audit, replay, and removal of what nobody wants.
+ * losing its port, and enters that into the driver's model. What is on the chip as desired is taken
+ * as it is: where nothing differs, nothing is written, neither to the chip nor to the records.
  *
- * An interrupted restart is no special case: the next one audits what it finds. What a PD call
- * throws leaves; the chip then forwards on, in part by the old objects. `report` says what was
- * found and done.
+ * An interrupted restart is no special case: the next one looks at what it finds. A start that
+ * would remove what nothing explains is refused before it touches anything, unless loss is
+ * accepted. Throws `CommandError` (start). `report` says what was found and done.
  */
-void restart(Driver& driver, Configuration& configuration, const ChipTables& chip,
-             PersistentState& state, Progress* progress, StartReport& report);
+void restart(const RestartContext& context, Retry& retry, StartReport& report);
 
 } // namespace LagAgent

@@ -1,8 +1,10 @@
 #include "agent/restart/StartReport.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "agent/Text.h"
+#include "agent/restart/Audit.h"
 
 namespace LagAgent {
 
@@ -19,7 +21,9 @@ std::string timeText(Phases::Clock::duration time) {
     return text;
 }
 
-Json countJson(const std::map<std::string, std::uint32_t>& counts) {
+using Counts = std::map<std::string, std::uint32_t>;
+
+Json countJson(const Counts& counts) {
     Json json = Json::object();
     for (const auto& [name, count] : counts) {
         json[name] = count;
@@ -28,7 +32,7 @@ Json countJson(const std::map<std::string, std::uint32_t>& counts) {
 }
 
 /// "2 orphan, 1 wrong state"; "nothing".
-std::string countText(const std::map<std::string, std::uint32_t>& counts) {
+std::string countText(const Counts& counts) {
     std::string text;
     for (const auto& [name, count] : counts) {
         text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + name;
@@ -40,11 +44,15 @@ void addLine(Reply& reply, const std::string& name, Json json, const std::string
     reply.add(name, std::move(json), name + ": " + text + "\n");
 }
 
+void addCounts(Reply& reply, const std::string& name, const Counts& counts) {
+    addLine(reply, name, countJson(counts), countText(counts));
+}
+
 } // namespace
 
-std::uint32_t sumOf(const std::map<std::string, std::uint32_t>& counts) {
+std::uint32_t StartReport::writesInAll() const {
     std::uint32_t all = 0;
-    for (const auto& [name, count] : counts) {
+    for (const auto& [operation, count] : writes) {
         all += count;
     }
     return all;
@@ -56,17 +64,36 @@ void StartReport::show(Reply& reply) const {
                 std::to_string(groups) + " groups");
     addLine(reply, "factory writes", factoryWrites ? Json(*factoryWrites) : Json(),
             factoryWrites ? joined(*factoryWrites) : "not known");
-    addLine(reply, "audit", countJson(findings), countText(findings));
-    addLine(reply, "replay", countJson(writes), countText(writes));
-    addLine(reply, "orphans removed", orphansRemoved, std::to_string(orphansRemoved));
+    // A start makes one write in any case.
+    const auto all = writesInAll() + (factoryWrites ? factoryWrites->size() : 1);
+    addLine(reply, "writes", all, std::to_string(all));
+    Counts kinds;
+    for (const Finding& finding : findings) {
+        ++kinds[nameOf(finding.kind)];
+    }
+    addCounts(reply, "audit", kinds);
+    addCounts(reply, "mended by", writes);
+    if (!findings.empty()) {
+        showFindings(reply);
+    }
     showTimes(reply);
-    reply.add("missing groups", missingGroups, "");
-    reply.add("touched groups", touchedGroups, "");
     std::string lines;
     for (const auto& line : notes) {
         lines += "note: " + line + "\n";
     }
     reply.add("notes", notes, lines);
+}
+
+void StartReport::showFindings(Reply& reply) const {
+    constexpr std::size_t kMostShown = 20;
+    std::vector<Finding> shown(
+        findings.begin(),
+        findings.begin() + static_cast<std::ptrdiff_t>(std::min(kMostShown, findings.size())));
+    reply.add("findings", listingOf(shown));
+    if (shown.size() < findings.size()) {
+        const auto more = findings.size() - shown.size();
+        reply.add("findings not shown", more, "  and " + std::to_string(more) + " more\n");
+    }
 }
 
 void StartReport::showTimes(Reply& reply) const {

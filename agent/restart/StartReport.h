@@ -7,12 +7,10 @@
 #include <vector>
 
 #include "agent/Reply.h"
+#include "agent/restart/Finding.h"
 #include "agent/restart/Phases.h"
 
 namespace LagAgent {
-
-/// The sum of numbers by name.
-std::uint32_t sumOf(const std::map<std::string, std::uint32_t>& counts);
 
 /// What the latest start of a stateful agent found and did.
 class StartReport {
@@ -23,15 +21,11 @@ class StartReport {
     std::size_t groups = 0;
     /// The PD writes that the factories made; none where the PD library keeps no log of them all.
     std::optional<std::vector<std::string>> factoryWrites{};
-    /// Number of findings by kind.
-    std::map<std::string, std::uint32_t> findings{};
-    /// Number of writes that the replay made by PD function.
+    /// What the audit found, and the number of PD writes that mended it by PD function.
+    std::vector<Finding> findings{};
     std::map<std::string, std::uint32_t> writes{};
-    std::uint32_t orphansRemoved = 0;
-    std::uint32_t missingGroups = 0;
-    std::vector<std::uint32_t> touchedGroups{};
     Phases phases{};
-    /// From the beginning of the process to the end of the replay.
+    /// From the beginning of the process to where commands can be taken.
     Phases::Clock::duration total{};
 
     /// What a person should know of: records that are not believed, a chip without room.
@@ -40,9 +34,12 @@ class StartReport {
     std::function<void(const std::string& note)> onNote{};
 
     void note(std::string text);
+    /// PD writes beside those of the factories.
+    std::uint32_t writesInAll() const;
     void show(Reply& reply) const;
 
   private:
+    void showFindings(Reply& reply) const;
     void showTimes(Reply& reply) const;
 };
 

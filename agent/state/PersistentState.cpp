@@ -15,44 +15,101 @@ std::uint32_t deviceWord(const ChipScope& scope) {
 
 /// As many records as the chip takes objects, and the default entry, so that it is the chip that
 /// refuses first.
-SharedKeyManager::Options tableOptions(const StateOptions& options, const ChipScope& scope,
-                                       const StatefulChip::Facts& chip) {
+SharedKeyManager::Options tableOptions(const StateOptions& options, const StateDatabase& database,
+                                       const ChipScope& scope, const StatefulChip::Facts& chip) {
     return {.entries = chip.usage.entry_capacity + 1,
             .members = chip.usage.member_capacity,
             .groups = chip.usage.group_capacity,
-            .device = deviceWord(scope),
-            .chipBoot = chip.boot,
+            .context = {.device = deviceWord(scope),
+                        .chipBoot = chip.boot,
+                        .state = database.state(),
+                        .commit = database.commits()},
             .beforeStore = options.beforeStore};
 }
+
+constexpr const char* kWithoutThem = "; to start without, and lose what it had, give --accept-loss";
 
 /// A chip with records of what is on it was configured by somebody: an empty desired state in the
 /// place of the lost one would take all of that away.
 void requireDatabaseOfRecords(const Pello::StateDirectory& directory) {
     if (!directory.open(kStateFile) && SharedKeyManager::mayHoldRecords(directory)) {
         storageRefused(directory.pathOf(kStateFile).charPtr(),
-                       "it is not there, but the tables of records 'entries', 'members' and "
-                       "'groups' are, and not empty: put the file back, or, to begin with nothing, "
-                       "remove the tables and every 'desired.db-...' as well");
+                       std::string("it is not there, but the tables of records 'entries', "
+                                   "'members' and 'groups' are, and not empty: put the file back") +
+                           kWithoutThem);
+    }
+}
+
+/// The tables are told of a commit when it holds, so the database that they know of is at least
+/// that old.
+void requireLatest(const Pello::StateDirectory& directory, const StateDatabase& database) {
+    const auto known = SharedKeyManager::latestCommit(directory, database.state());
+    if (known > database.commits()) {
+        storageRefused(database.path(),
+                       "it is older than what was acknowledged: it is at commit " +
+                           std::to_string(database.commits()) + ", the records know of commit " +
+                           std::to_string(known) +
+                           "; put the latest file back, with its 'desired.db-wal' if it has one" +
+                           kWithoutThem);
     }
 }
 
 } // namespace
 
-PersistentState::PersistentState(const StateOptions& options, const StatefulChip& chip) {
+PersistentState::PersistentState(const StateOptions& options, const StatefulChip& chip)
+    : directory_(options.directory), bootNow_(chip.boot) {
     if (!chip.file.empty()) {
         chipLock_.emplace(chip.file + ".agent", chip.file);
     }
-    requireDatabaseOfRecords(*options.directory);
-    if (isStateDatabaseThere(*options.directory)) {
-        database_.emplace(options.directory, chip.scope);
-        desired_ = database_->read();
+    if (!options.acceptsLoss) {
+        requireDatabaseOfRecords(*directory_);
     }
-    keys_ =
-        new SharedKeyManager(options.directory, tableOptions(options, chip.scope, chip.attach()));
+    if (isStateDatabaseThere(*directory_)) {
+        openDatabase(options, chip.scope);
+    }
+    const auto facts = chip.attach();
+    boot_ = facts.boot;
     // Only now, so that a chip that is not there leaves no state that is of its scope.
     if (!database_) {
-        database_.emplace(options.directory, chip.scope);
+        database_.emplace(directory_, chip.scope);
     }
+    keys_ = new SharedKeyManager(directory_, tableOptions(options, *database_, chip.scope, facts));
+    keys_->commitIs(database_->commits());
+    database_->onCommit([this](std::uint64_t commit) { keys_->commitIs(commit); });
+    database_->checkpoint();
+    for (const char* name :
+         {"desired.db", "desired.db-wal", "desired.db-shm", "entries", "members", "groups"}) {
+        if (const auto identity = directory_->identityOf(name)) {
+            files_.emplace_back(name, *identity);
+        }
+    }
+}
+
+void PersistentState::openDatabase(const StateOptions& options, const ChipScope& scope) {
+    database_.emplace(directory_, scope);
+    if (!options.acceptsLoss) {
+        requireLatest(*directory_, *database_);
+    }
+    desired_ = database_->read();
+}
+
+void PersistentState::recordsIs(bool records) {
+    keys_->reservesIs(records);
+    if (recorder_) {
+        recorder_->hasNotificationActiveIs(records);
+    }
+}
+
+std::string PersistentState::harm() const {
+    if (bootNow_ && bootNow_() != boot_) {
+        return "the chip has lost its state: its boot generation is another one";
+    }
+    for (const auto& [name, identity] : files_) {
+        if (directory_->identityOf(name) != identity) {
+            return std::string(directory_->pathOf(name).charPtr()) + " was removed or replaced";
+        }
+    }
+    return {};
 }
 
 std::vector<std::string> PersistentState::coldTables() const {

@@ -13,15 +13,6 @@ Recorder::Recorder(const BfLagGroup::LagGroupTable& table, SharedKeyManager::Ptr
     : table_(table), handles_(table.helper()->requiredHandles()), keys_(std::move(keys)) {
     notifierIs(&handles_);
     hasNotificationActiveIs(true);
-    for (const auto& node : handles_.entry()) {
-        recordOrKeepFailure(node.key());
-    }
-    for (const auto& node : handles_.group()) {
-        recordOrKeepFailure(node.key());
-    }
-    for (const auto& node : handles_.member()) {
-        recordOrKeepFailure(node.key());
-    }
 }
 
 std::optional<std::string> Recorder::takeFailure() {

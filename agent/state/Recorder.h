@@ -21,8 +21,8 @@ namespace LagAgent {
  */
 class Recorder : public Kel::PtrInterface::NotifieeConst {
   public:
-    /// Follows the table's handles and stores those that are there. REQUIRES: the table's key
-    /// manager is `keys`, and the driver's factories are done.
+    /// Follows the table's handles from now on. REQUIRES: the table's key manager is `keys`, and
+    /// the driver's factories are done, so that the handles which are there are those of records.
     Recorder(const BfLagGroup::LagGroupTable& table, MbbGlimtKey::SharedKeyManager::Ptr keys);
 
     /// To be told of every entry that was set: the driver reserves a key whenever it sets the

@@ -8,33 +8,21 @@ namespace {
 
 using MbbGlimtKey::SharedKeyManager;
 
-/// Like the driver's walk, but nothing is reported: looking changes nothing.
+/// A walk ends at the first damaged record; what it does not reach is found by its key.
 template <class Table>
-auto walked(const Table& table, std::vector<std::string>& corruptions) {
+auto recordsOf(const Table& table, std::vector<std::string>& corruptions) {
     std::vector<typename Table::Record> records;
-    if (table.file().corruptions() != 0) {
-        corruptions.emplace_back(table.file().latestCorruption().charPtr());
-    }
-    Glimt::IterHint hint;
-    typename Table::Record record{};
+    records.reserve(table.slots().records());
+    const auto& file = table.file();
+    std::string corruption = file.corruptions() == 0 ? "" : file.latestCorruption().charPtr();
     try {
+        Glimt::IterHint hint;
+        typename Table::Record record{};
         for (bool found = table.begin(hint, record); found; found = table.advance(hint, record)) {
             records.push_back(record);
         }
     } catch (const Pello::CorruptionDetectedException& e) {
-        if (table.file().corruptions() == 0) {
-            corruptions.emplace_back(e.msg().charPtr());
-        }
-    }
-    return records;
-}
-
-/// What a walk does not reach is found by its key.
-template <class Table>
-auto inForce(const Table& table, std::vector<std::string>& corruptions) {
-    const std::size_t before = corruptions.size();
-    auto records = walked(table, corruptions);
-    if (corruptions.size() != before) {
+        corruption = corruption.empty() ? e.msg().charPtr() : corruption;
         records.clear();
         auto keys = table.slots().keys();
         std::ranges::sort(keys);
@@ -43,6 +31,9 @@ auto inForce(const Table& table, std::vector<std::string>& corruptions) {
                 records.push_back(*record);
             }
         }
+    }
+    if (!corruption.empty()) {
+        corruptions.push_back(std::move(corruption));
     }
     return records;
 }
@@ -54,9 +45,9 @@ EntryName nameIn(const Glimt::MbbVantof::EntryConfig& record) {
     return MatchKey{record.value, record.mask, record.priority};
 }
 
-/// `recordsOf(table, corruptions)` reads one table.
-template <class RecordsOf>
-Records read(SharedKeyManager& keys, RecordsOf recordsOf) {
+} // namespace
+
+Records readRecords(SharedKeyManager& keys) {
     Records records;
     auto& corruptions = records.corruptions;
     for (const auto& record : recordsOf(*keys.mbbGlimtTableConfig(), corruptions)) {
@@ -70,18 +61,6 @@ Records read(SharedKeyManager& keys, RecordsOf recordsOf) {
     }
     records.reservations = keys.reservations();
     return records;
-}
-
-} // namespace
-
-Records readRecords(SharedKeyManager& keys) {
-    return read(keys,
-                [](const auto& table, auto& corruptions) { return walked(table, corruptions); });
-}
-
-Records readAllRecords(SharedKeyManager& keys) {
-    return read(keys,
-                [](const auto& table, auto& corruptions) { return inForce(table, corruptions); });
 }
 
 } // namespace LagAgent

@@ -28,10 +28,8 @@ struct Records {
     std::vector<std::string> corruptions{};
 };
 
-/// Reads the tables as the driver's factories do, each up to the first damaged record; reports no
-/// corruption to them.
+/// Reads every record that is not damaged, also those behind a damaged one. Reports no corruption
+/// to the tables: looking changes nothing.
 Records readRecords(MbbGlimtKey::SharedKeyManager& keys);
-/// Reads every record that is not damaged, also those that were stored since behind a damaged one.
-Records readAllRecords(MbbGlimtKey::SharedKeyManager& keys);
 
 } // namespace LagAgent

@@ -3,8 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "agent/restart/Audit.h"
-#include "agent/restart/Plan.h"
 #include "tests/agent/Actions.h"
 
 namespace LagAgent {
@@ -49,18 +50,27 @@ struct World : Situation {
         };
     }
 
-    Plan plan() const { return makePlan(*this); }
+    Audit audited() const { return audit(*this); }
+    /// "create_group group 10": without what the operations of one kind have in common.
     std::vector<std::string> steps() const {
         std::vector<std::string> lines;
-        for (const Step& step : plan().steps) {
-            lines.push_back(operationOf(step) + " " + objectOf(step));
+        for (const PdWrite& write : audited().writes) {
+            constexpr const char* kPrefixes[]{"p4_pd_velmor_switch_lagPortActionProfile_",
+                                              "p4_pd_velmor_switch_lagGroup_"};
+            std::string operation = write.operation;
+            for (const char* prefix : kPrefixes) {
+                operation.erase(0, operation.starts_with(prefix) ? std::strlen(prefix) : 0);
+            }
+            lines.push_back(operation + " " + write.object);
         }
         return lines;
     }
+    /// "wrong action: member 1: it has setLagPort port 9 (1)", with the number of writes.
     std::vector<std::string> findings() const {
         std::vector<std::string> lines;
-        for (const auto& [kind, object, detail] : audit(*this)) {
-            lines.push_back(std::string(nameOf(kind)) + ": " + object + ": " + detail);
+        for (const auto& [kind, object, detail, writes] : audited().findings) {
+            lines.push_back(std::string(nameOf(kind)) + ": " + object + ": " + detail + " (" +
+                            std::to_string(writes) + ")");
         }
         return lines;
     }

@@ -16,9 +16,10 @@ constexpr StatefulChip::Facts kChip{.boot = 5, .usage = {0, 8, 0, 9, 0, 10, 0}};
 /// A state over a chip that is nothing but these facts, in a file.
 class PersistentStateTest : public testing::Test {
   protected:
-    void open(const ChipScope& scope = kScope, const StatefulChip::Facts& facts = kChip) {
+    void open(const ChipScope& scope = kScope, const StatefulChip::Facts& facts = kChip,
+              bool acceptsLoss = false) {
         state_.reset();
-        state_.emplace(StateOptions{.directory = place_.open()},
+        state_.emplace(StateOptions{.directory = place_.open(), .acceptsLoss = acceptsLoss},
                        StatefulChip{.scope = scope, .file = chip_, .attach = [&] {
                                         ++attached_;
                                         return facts;
@@ -64,7 +65,7 @@ class PersistentStateTest : public testing::Test {
         return place_.file("desired.db").string() + ": refused: " + reason;
     }
 
-    Place place_;
+    Place place_, other_;
     const std::string chip_ = place_.root() / "chip";
     std::optional<PersistentState> state_;
     int attached_ = 0;
@@ -145,10 +146,10 @@ TEST_F(PersistentStateTest, TheTablesAreOfThePipeToo) {
 TEST_F(PersistentStateTest, ARefusedDatabaseLeavesTheTablesAlsoWhereTheyWouldStartEmpty) {
     runOnce();
     const StatefulChip::Facts reset{.boot = 6, .usage = kChip.usage};
-    byHand(place_.file("desired.db"), "PRAGMA user_version=2");
-    EXPECT_EQ(ofDatabase("it is of version 2, and this agent keeps version 1"),
+    byHand(place_.file("desired.db"), "PRAGMA user_version=3");
+    EXPECT_EQ(ofDatabase("it is of version 3, and this agent keeps version 2"),
               refusal(kScope, reset));
-    byHand(place_.file("desired.db"), "PRAGMA user_version=1; DELETE FROM chip");
+    byHand(place_.file("desired.db"), "PRAGMA user_version=2; DELETE FROM chip");
     EXPECT_EQ(ofDatabase("it is of nothing, its table chip being empty; this start is for device "
                          "0, all pipes"),
               refusal(kScope, reset));
@@ -163,8 +164,8 @@ TEST_F(PersistentStateTest, RecordsWithoutTheirDatabaseAreRefused) {
     removeDatabase();
     const std::string lost = ofDatabase(
         "it is not there, but the tables of records 'entries', 'members' and 'groups' "
-        "are, and not empty: put the file back, or, to begin with nothing, remove the tables "
-        "and every 'desired.db-...' as well");
+        "are, and not empty: put the file back; to start without, and lose what it had, give "
+        "--accept-loss");
     EXPECT_EQ(lost, refusal());
     // Its log is there as a rule, and has nothing to say of what to do.
     const fs::path log = place_.file("desired.db-wal");
@@ -189,13 +190,135 @@ TEST_F(PersistentStateTest, TablesThatCannotBeReadCountAsRecords) {
     EXPECT_THAT(refusal(), HasSubstr("it is not there, but"));
 }
 
-TEST_F(PersistentStateTest, AFirstStartThatDiedBetweenTablesAndDatabaseIsAFirstStart) {
+TEST_F(PersistentStateTest, AFirstStartThatDiedBetweenDatabaseAndTablesIsAFirstStart) {
     open();
     state_.reset();
-    removeDatabase();
+    for (const char* table : {"entries", "members", "groups"}) {
+        fs::remove(place_.file(table));
+    }
     open();
     EXPECT_EQ(DesiredState(), state_->takeDesired());
     EXPECT_THAT(state_->coldTables(), testing::IsEmpty());
+    EXPECT_TRUE(state_->isNew());
+}
+
+// ---- Database and tables know each other -----------------------------------------------------
+
+TEST_F(PersistentStateTest, ADatabaseOlderThanTheRecordsIsRefusedWithBothNumbers) {
+    runOnce();
+    fs::copy(place_.file("desired.db"), place_.root() / "old");
+    open();
+    state_->database().memberIs(RuxTable::RuxMemberId(9), {kSetLagPort, 9});
+    state_->database().commit();
+    state_.reset();
+    attached_ = 0;
+    fs::copy(place_.root() / "old", place_.file("desired.db"),
+             fs::copy_options::overwrite_existing);
+    EXPECT_EQ(ofDatabase("it is older than what was acknowledged: it is at commit 1, the records "
+                         "know of commit 2; put the latest file back, with its 'desired.db-wal' if "
+                         "it has one; to start without, and lose what it had, give --accept-loss"),
+              refusal());
+    // A chip that has lost its state makes the records useless, not the commit.
+    EXPECT_THAT(refusal(kScope, {.boot = 6, .usage = kChip.usage}), HasSubstr("know of commit 2"));
+    open(kScope, kChip, true);
+    EXPECT_EQ(someState(), state_->takeDesired());
+    EXPECT_THAT(state_->coldTables(), testing::IsEmpty());
+    open(); // the loss was accepted once and for all
+    EXPECT_EQ(someState(), state_->takeDesired());
+}
+
+TEST_F(PersistentStateTest, ALostDatabaseIsDoneWithoutWhereLossIsAccepted) {
+    runOnce();
+    removeDatabase();
+    open(kScope, kChip, true);
+    EXPECT_EQ(DesiredState(), state_->takeDesired());
+    EXPECT_EQ(3u, state_->coldTables().size());
+}
+
+TEST_F(PersistentStateTest, ATableThatIsOneCommitBehindIsBelievedAndAnOlderOneIsNot) {
+    for (const char* table : {"entries", "members", "groups"}) {
+        SCOPED_TRACE(table);
+        open();
+        const auto commit = [&](std::uint16_t port) {
+            state_->database().memberIs(RuxTable::RuxMemberId(9), {kSetLagPort, port});
+            state_->database().commit();
+        };
+        commit(1);
+        const std::string old = contentOf(place_.file(table));
+        commit(2);
+        state_.reset();
+        table_files::contentIs(place_.file(table), old);
+        open();
+        EXPECT_THAT(state_->coldTables(), testing::IsEmpty());
+        commit(3);
+        commit(4);
+        state_.reset();
+        table_files::contentIs(place_.file(table), old);
+        open();
+        const auto reasons = state_->coldTables();
+        ASSERT_EQ(1u, reasons.size());
+        EXPECT_THAT(reasons[0], HasSubstr("it is an old copy, of commit"));
+    }
+}
+
+TEST_F(PersistentStateTest, RecordsOfAnotherDesiredStateAreNotBelieved) {
+    runOnce();
+    byHand(place_.file("desired.db"), "UPDATE history SET state = state + 1");
+    open();
+    ASSERT_EQ(3u, state_->coldTables().size());
+    EXPECT_THAT(state_->coldTables()[0], HasSubstr("its desired state is "));
+    EXPECT_EQ(0u, state_->keys().memberKey(RuxTable::RuxMemberId(1)));
+}
+
+TEST_F(PersistentStateTest, ADatabaseWithoutItsHistoryIsRefused) {
+    runOnce();
+    byHand(place_.file("desired.db"), "DELETE FROM history");
+    EXPECT_EQ(ofDatabase("its table history is empty"), refusal());
+}
+
+TEST_F(PersistentStateTest, TheDatabaseAloneIsWholeAfterTheStart) {
+    open();
+    write(state_->database(), someState());
+    state_->database().commit();
+    const auto log = place_.file("desired.db-wal");
+    const auto kept = place_.root() / "log";
+    fs::copy(log, kept);
+    fs::copy(place_.file("desired.db"), place_.root() / "database");
+    state_.reset();
+    // As after a kill: the log has what the database lacks.
+    fs::copy(place_.root() / "database", place_.file("desired.db"),
+             fs::copy_options::overwrite_existing);
+    fs::copy(kept, log);
+    fs::permissions(log, fs::perms(0600));
+    open();
+    EXPECT_EQ(0u, fs::file_size(log));
+    const auto directory = other_.open();
+    fs::copy(place_.file("desired.db"), other_.file("desired.db"));
+    EXPECT_EQ(someState(), StateDatabase(directory, kScope).read());
+}
+
+TEST_F(PersistentStateTest, FilesThatAreRemovedOrReplacedUnderItAreNoticed) {
+    for (const char* name : {"desired.db", "desired.db-wal", "entries", "members", "groups"}) {
+        SCOPED_TRACE(name);
+        open();
+        EXPECT_EQ("", state_->harm());
+        const auto file = place_.file(name);
+        fs::rename(file, place_.root() / "aside");
+        EXPECT_EQ(file.string() + " was removed or replaced", state_->harm());
+        fs::copy(place_.root() / "aside", file);
+        EXPECT_EQ(file.string() + " was removed or replaced", state_->harm());
+        fs::rename(place_.root() / "aside", file);
+        EXPECT_EQ("", state_->harm());
+    }
+}
+
+TEST_F(PersistentStateTest, AChipThatLosesItsStateUnderItIsNoticed) {
+    std::uint64_t boot = kChip.boot;
+    state_.emplace(StateOptions{.directory = place_.open()},
+                   StatefulChip{.attach = [] { return kChip; }, .boot = [&] { return boot; }});
+    EXPECT_EQ("", state_->harm());
+    boot = 6;
+    EXPECT_EQ("the chip has lost its state: its boot generation is another one", state_->harm());
 }
 
 TEST_F(PersistentStateTest, AChipThatCannotBeAttachedLeavesNoStateBehind) {

@@ -26,8 +26,8 @@ class RecorderTest : public testing::Test {
     RecorderTest() { start(); }
 
     void start() {
-        keys = new SharedKeyManager(place_.open(),
-                                    {.entries = 8, .members = 8, .groups = 8, .chipBoot = 1});
+        keys = new SharedKeyManager(
+            place_.open(), {.entries = 8, .members = 8, .groups = 8, .context = {.chipBoot = 1}});
         table = lagGroupTableFactory(keys, nullptr, library_.handle(), library_.session(), 0,
                                      0xFFFF, library_.path().c_str());
         recorder.emplace(*table, keys);
@@ -98,18 +98,6 @@ TEST_F(RecorderTest, RestoredEntryKeepsThePriorityThatItsMatchObjectHasNot) {
     EXPECT_EQ(before, records().entries);
     handles().entryIs(restored, RuxSdkEntryHandle(32));
     EXPECT_THAT(records().entries, testing::ElementsAre(Records::Entry{before[0].key, key, 32}));
-}
-
-TEST_F(RecorderTest, HandlesThatAreThereWhenItBeginsAreRecorded) {
-    recorder.reset();
-    handles().memberIs(RuxMemberId(1), RuxSdkMemberHandle(11));
-    handles().groupIs(RuxGroupId(2), RuxSdkGroupHandle(12));
-    handles().entryIs(makeMatch({1, 1, 1}), RuxSdkEntryHandle(13));
-    EXPECT_THAT(records().members, IsEmpty());
-    recorder.emplace(*table, keys);
-    EXPECT_THAT(records().members, UnorderedElementsAre(Pair(1, 11)));
-    EXPECT_THAT(records().groups, UnorderedElementsAre(Pair(2, 12)));
-    EXPECT_EQ(1u, records().entries.size());
 }
 
 TEST_F(RecorderTest, NullMatchOfAStaleRecordIsNotRecorded) {
