@@ -83,6 +83,7 @@ AgentProcess::AgentProcess(const StatePlace& place, const Death& death,
                 asicTarget(),
                 StateOptions{.directory = std::make_shared<const Pello::StateDirectory>(
                                  Kel::String(place.directory())),
+                             .pause = [](std::chrono::milliseconds) {},
                              .beforeStore = [reaper] { reaper->tableStore(); }},
                 nullptr);
         },

@@ -3,17 +3,21 @@
 
 #include <array>
 #include <fstream>
+#include <set>
 
 #include "platform/Glimt/SlotFormat.h"
 #include "tests/agent/crash/AsicLibrary.h"
 #include "tests/agent/crash/Checks.h"
 #include "tests/agent/crash/CrashTest.h"
+#include "tests/agent/crash/Forecast.h"
+#include "tests/agent/crash/Spoilt.h"
 
 /// Starts over a chip that forwards, but without the records that say what is on it, and others
 /// that find less than they need.
 namespace LagAgent::Crash {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 
 constexpr std::array kTables{"entries", "members", "groups"};
@@ -28,9 +32,7 @@ class ColdStart : public CrashTest {
 
 TEST_F(ColdStart, WithoutRecordsTakesOverWhatTheChipHas) {
     watched(place_, [&](Watcher&) {
-        for (const char* table : kTables) {
-            std::filesystem::remove(place_.file(table));
-        }
+        removeRecords(place_);
         expectStart(place_, setUp_);
     });
     expectWorksOnFrom(place_);
@@ -86,13 +88,7 @@ TEST_F(ColdStart, FromADamagedRecordIsRightAndSaysSoUntilTheNextStart) {
 }
 
 TEST_F(ColdStart, AfterALossOfTheChipsStateMakesEverythingAnew) {
-    const auto powerCycle = [&] {
-        callAsic<decltype(::velmor_asic_chip_attach)>("velmor_asic_chip_attach", 0,
-                                                      place_.chip().c_str(), nullptr);
-        callAsic<decltype(::velmor_asic_chip_power_cycle)>("velmor_asic_chip_power_cycle", 0);
-        return 0;
-    };
-    ASSERT_EQ(0, ChildProcess(powerCycle).wait());
+    powerCycle(place_);
     expectStart(place_, setUp_);
     watched(place_, [](Watcher&) {});
     expectWorksOnFrom(place_);
@@ -107,71 +103,125 @@ TEST_F(ColdStart, SecondAgentOnTheSameDirectoryIsRefused) {
     });
 }
 
-/// What the chip refuses once stops one start, and nothing else.
-TEST_F(ColdStart, ThatTheChipRefusesEndsAndTheNextOneSucceeds) {
-    for (const char* operation :
-         {"lagGroup_set_property", "lagPortActionProfile_modify_member_with_setLagPort",
-          "lagPortActionProfile_create_group", "lagPortActionProfile_add_member_to_group",
-          "lagPortActionProfile_group_member_state_set", "lagGroup_modify_entry_with_selector",
-          "lagPortActionProfile_del_group"}) {
-        const std::string function = std::string("p4_pd_velmor_switch_") + operation;
-        SCOPED_TRACE(function);
+std::string fullName(const std::string& operation) {
+    return "p4_pd_velmor_switch_" + operation;
+}
+
+TEST_F(ColdStart, WritesWhatMendsADifferenceAndNothingElse) {
+    for (const Spoilt& difference : spoilt()) {
+        SCOPED_TRACE(difference.mended.front());
         const StatePlace place = StatePlace::copyOf(prepared());
-        watched(place, [&](Watcher& watcher) {
-            const auto refuse = [&] {
+        difference.spoil(place);
+        std::vector<std::string> expected{"p4_pd_velmor_switch_lagGroup_set_property"};
+        for (const auto& operation : difference.mended) {
+            expected.push_back(fullName(operation));
+        }
+        EXPECT_EQ(expected, forecastOf(place).writes);
+        watched(place, [&](Watcher&) { expectStart(place, setUp_); });
+        expectWorksOnFrom(place);
+    }
+}
+
+/// Each refusal of a call that a start makes, over what differs.
+template <class Visit>
+void forEachRefusal(const StatePlace& prepared, pipe_status status, Visit visit) {
+    for (const Spoilt& difference : spoilt()) {
+        for (const std::string& operation :
+             std::set(difference.mended.begin(), difference.mended.end())) {
+            const std::string function = fullName(operation);
+            SCOPED_TRACE(function);
+            const StatePlace place = StatePlace::copyOf(prepared);
+            difference.spoil(place);
+            visit(place, function, [&function, status] {
                 callAsic<decltype(::velmor_asic_fault_plan)>("velmor_asic_fault_plan",
-                                                             function.c_str(), 1u, pipe_status{9},
+                                                             function.c_str(), 1u, status,
                                                              std::uint32_t{VELMOR_ASIC_FAULT_ONCE});
-            };
-            EXPECT_THAT(AgentProcess(place, {}, refuse).startError(), HasSubstr(function));
+            });
+        }
+    }
+}
+
+TEST_F(ColdStart, ThatTheChipRefusesForGoodEndsAndTheNextOneSucceeds) {
+    forEachRefusal(prepared(), 9, [&](const auto& place, const auto& function, auto refuse) {
+        watched(place, [&](Watcher& watcher) {
+            EXPECT_THAT(AgentProcess(place, {}, refuse).startError(),
+                        AllOf(HasSubstr(function), HasSubstr("the chip forwards on as it is")));
             watcher.awaitSweep();
             expectStart(place, setUp_);
         });
+    });
+}
+
+TEST_F(ColdStart, ThatTheChipRefusesForAWhileGoesOnByItself) {
+    forEachRefusal(prepared(), 10, [&](const auto& place, const auto& function, auto refuse) {
+        watched(place, [&](Watcher&) {
+            AgentProcess agent(place, {}, refuse);
+            EXPECT_THAT(agent.tell("show start").at("notes").dump(), HasSubstr(function));
+            expectWhole(agent);
+            expectModel(agent, setUp_);
+        });
+    });
+}
+
+TEST_F(ColdStart, SurvivesAReadBackThatFailsInTheFactoriesOrForAWhile) {
+    for (const auto& [operation, status] :
+         {std::pair("lagGroup_get_entry", 15u), {"lagPortActionProfile_get_group", 10u}}) {
+        SCOPED_TRACE(operation);
+        const std::string function = fullName(operation);
+        const auto refuse = [&function, status = status] {
+            callAsic<decltype(::velmor_asic_fault_plan)>("velmor_asic_fault_plan", function.c_str(),
+                                                         1u, pipe_status{status},
+                                                         std::uint32_t{VELMOR_ASIC_FAULT_ONCE});
+        };
+        AgentProcess agent(place_, {}, refuse);
+        ASSERT_EQ("", agent.startError());
+        EXPECT_EQ(1, agent.tell("show start").at("writes"));
+        expectModel(agent, setUp_);
+        agent.tell("entry set value 0x10 mask 0xffffffff member 1");
+        agent.tell("entry set value 0x10 mask 0xffffffff group 10");
+        expectWhole(agent);
+        agent.runOut({});
     }
 }
 
 // ---- Full chips --------------------------------------------------------------------------------
 
 /// Two groups are desired.
-class RoomForOneMore : public ColdStart {
-  protected:
-    RoomForOneMore() : ColdStart({.groups = 3}) {}
-};
 class RoomForNoneMore : public ColdStart {
   protected:
     RoomForNoneMore() : ColdStart({.groups = 2}) {}
 };
+/// The scenario has four groups at times.
+class RoomForTheScenario : public ColdStart {
+  protected:
+    RoomForTheScenario() : ColdStart({.groups = 4}) {}
+};
 
-TEST_F(RoomForOneMore, ExchangesGroupsOneByOneAndTouchesNone) {
+TEST_F(RoomForNoneMore, StartsWithOneWrite) {
     watched(place_, [&](Watcher&) {
-        AgentProcess agent(place_);
-        const Json start = agent.tell("show start");
-        EXPECT_EQ(1, start.at("missing groups"));
-        EXPECT_EQ(Json::array(), start.at("touched groups"));
-        expectWhole(agent);
-        expectModel(agent, setUp_);
+        EXPECT_EQ(1u, forecastOf(place_).writes.size());
+        expectStart(place_, setUp_);
     });
 }
 
-TEST_F(RoomForNoneMore, NamesTheGroupThatGaveWay) {
+/// The only free group would be needed for a member that is to be inactive: it makes no difference
+/// to the flows, and no LAG loses a port for it.
+TEST_F(RoomForNoneMore, LeavesAGroupWithoutAMemberThatWouldBeInactive) {
+    spoilt().back().spoil(place_);
     watched(place_, [&](Watcher&) {
         AgentProcess agent(place_);
-        const Json start = agent.tell("show start");
-        EXPECT_EQ(2, start.at("missing groups"));
-        ASSERT_EQ(1u, start.at("touched groups").size());
-        EXPECT_THAT(start.at("notes").dump(),
-                    HasSubstr("of group " + start.at("touched groups").front().dump()));
-        expectWhole(agent);
+        EXPECT_EQ(1, agent.tell("show start").at("writes"));
         expectModel(agent, setUp_);
+        EXPECT_EQ(Json({{{"finding", "wrong members"},
+                         {"object", "group 20"},
+                         {"detail", "member 4 is not in it: left so, since no group is free"},
+                         {"writes", 0}}}),
+                  agent.tell("audit").at("findings"));
     });
 }
 
-TEST_F(RoomForOneMore, MayDieAtAnyStepOfTheAsic) {
-    EXPECT_GE(fallDuringStart(place_, setUp_, Death::Way::asicStep, kStride * 3), 100 / kStride);
-}
-
-TEST_F(RoomForNoneMore, MayDieAtAnyStepOfTheAsic) {
-    EXPECT_GE(fallDuringStart(place_, setUp_, Death::Way::asicStep, kStride * 3), 100 / kStride);
+TEST_F(RoomForTheScenario, LosesNothingByDeathsAtAnyStepOfTheAsic) {
+    EXPECT_GE(fallDuringScenario(Death::Way::asicStep), 100 / kStride);
 }
 
 } // namespace

@@ -39,7 +39,7 @@ class CrashTest : public testing::Test {
     /// Lets an agent carry the scenario out so many times, from the prepared directory, and die.
     Ruin ruinOf(const Death& death, std::size_t times = 1);
 
-    /// Starts an agent that must put everything right.
+    /// Starts an agent that must put everything right, with the writes that were foretold.
     void expectStart(const StatePlace& place, const std::vector<Json>& models);
     /// And then have it change and delete everything, over a copy of the directory.
     void expectWorksOnFrom(const StatePlace& place);
@@ -49,10 +49,11 @@ class CrashTest : public testing::Test {
     std::uint64_t fallDuringScenario(Death::Way way);
     /// Kills the agent that starts over what is in a place at each, or every `stride`th, step that
     /// its start has, and starts another one each time; returns the number of deaths. With a second
-    /// death the next start dies of that, and it is the third that must put everything right.
+    /// death the next start dies of that, and it is the third that must put everything right. Where
+    /// the chip forwards nothing at first, flows are looked at afterwards.
     std::uint64_t fallDuringStart(const StatePlace& ruined, const std::vector<Json>& models,
                                   Death::Way way, std::uint64_t stride = kStride,
-                                  const Death& second = {});
+                                  const Death& second = {}, bool forwards = true);
     /// Lets an agent die as it starts; false when it started instead.
     bool isDeathOfStart(const StatePlace& place, const Death& death);
 

@@ -60,19 +60,20 @@ class Daemon {
     /// Runs the work, which is to serve at `control()`, in a child whose standard error goes to a
     /// file; waits until it is ready.
     void start(const std::function<int()>& work) {
-        child_ = Child([&] {
-            const int log = ::open(logPath().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-            ::dup2(log, STDERR_FILENO);
-            ::setenv("NOTIFY_SOCKET", manager.path().c_str(), 1);
-            return work();
-        });
+        run(work);
         said = manager.hearsUpTo("READY=1");
     }
-    /// Runs the agent's program with these arguments.
+    /// Runs the agent's program with these arguments, and waits until it is ready.
     void startProgram(const std::string& arguments = "") {
+        runProgram(arguments);
+        said = manager.hearsUpTo("READY=1");
+    }
+    /// The same without waiting.
+    void runProgram(const std::string& arguments = "") { runProgramIn(directory(), arguments); }
+    void runProgramIn(const std::string& state, const std::string& arguments) {
         const std::string command =
-            "exec " LAG_AGENT " serve --state-dir " + directory() + " " + arguments;
-        start([&] { return ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr); });
+            "exec " LAG_AGENT " serve --state-dir " + state + " " + arguments;
+        run([command] { return ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr); });
     }
 
     std::string directory() const { return folder / "state"; }
@@ -98,6 +99,15 @@ class Daemon {
     std::vector<std::string> said;
 
   private:
+    void run(const std::function<int()>& work) {
+        child_ = Child([&] {
+            const int log = ::open(logPath().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+            ::dup2(log, STDERR_FILENO);
+            ::setenv("NOTIFY_SOCKET", manager.path().c_str(), 1);
+            return work();
+        });
+    }
+
     Child child_;
 };
 

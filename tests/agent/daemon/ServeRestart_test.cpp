@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
 
 #include "asic/SoftwareAsic.h"
 #include "tests/agent/daemon/Client.h"
@@ -73,16 +76,10 @@ class ServeRestart : public DaemonAndChip {
     }
 };
 
-TEST_F(ServeRestart, EverythingIsThereAfterAKill) {
+TEST_F(ServeRestart, EverythingIsThereAfterAKillWithTheHandlesOfBefore) {
     const auto shown = result("show");
     killAndStart();
-    auto now = result("show");
-    for (auto* document : {&now, const_cast<nlohmann::json*>(&shown)}) {
-        for (auto& group : (*document)["groups"]) {
-            group.erase("handle"); // groups are made anew
-        }
-    }
-    EXPECT_EQ(shown, now);
+    EXPECT_EQ(shown, result("show"));
     EXPECT_THAT(result("audit")["findings"], IsEmpty());
 }
 
@@ -92,44 +89,56 @@ TEST_F(ServeRestart, StartIsReportedInFull) {
     EXPECT_EQ((nlohmann::json{{"entries", 3}, {"members", 2}, {"groups", 2}}), start["restored"]);
     EXPECT_EQ(nlohmann::json::array({"p4_pd_velmor_switch_lagGroup_set_property"}),
               start["factory writes"]);
+    EXPECT_EQ(1, start["writes"]);
     EXPECT_THAT(start["audit"], IsEmpty());
-    EXPECT_EQ((nlohmann::json{{"lagGroup_modify_entry_with_selector", 2},
-                              {"lagGroup_set_default_entry", 1},
-                              {"lagPortActionProfile_add_member_to_group", 4},
-                              {"lagPortActionProfile_create_group", 2},
-                              {"lagPortActionProfile_del_group", 2},
-                              {"lagPortActionProfile_group_member_state_set", 1},
-                              {"lagPortActionProfile_modify_member_with_setLagPort", 2}}),
-              start["replay"]);
-    EXPECT_EQ(0, start["orphans removed"]);
+    EXPECT_THAT(start["mended by"], IsEmpty());
     EXPECT_THAT(start["notes"], IsEmpty());
     EXPECT_GT(start["time"]["process start to reconciled"], 0.0);
 }
 
-TEST_F(ServeRestart, AuditForetellsTheWritesOfTheNextStart) {
-    const auto foretold = result("audit")["writes"];
-    nlohmann::json counts;
-    for (const auto& row : foretold) {
-        counts[row["operation"].get<std::string>()] = row["count"];
-    }
-    const auto steps = result("audit steps")["steps"].size();
-    attachToTheChip();
-    daemon.signal(SIGKILL);
-    EXPECT_EQ(-1, daemon.exitStatus());
-    const auto begin = velmor_asic_log_end();
-    daemon.startProgram();
-    EXPECT_EQ(counts, result("show start")["replay"]);
-
-    // The call log has them, and no other write but the factories' one.
-    std::size_t writes = 0;
+/// The PD writes in the chip's log since that call.
+std::vector<std::string> writesSince(std::uint64_t begin) {
+    std::vector<std::string> writes;
     for (auto at = begin; at < velmor_asic_log_end(); ++at) {
         velmor_asic_call_t call{};
-        ASSERT_EQ(0u, velmor_asic_log_read(at, &call));
+        EXPECT_EQ(0u, velmor_asic_log_read(at, &call));
         const std::string operation = call.operation;
-        writes += operation.find("_get_") == std::string::npos &&
-                  operation.find("_client_") == std::string::npos;
+        if (operation.find("_get_") == std::string::npos &&
+            operation.find("_client_") == std::string::npos) {
+            writes.push_back(operation);
+        }
     }
-    EXPECT_EQ(steps + 1, writes);
+    return writes;
+}
+
+TEST_F(ServeRestart, MakesOneWriteAndLeavesTheFilesAsTheyAreAfterAKillAndAfterAnEnd) {
+    const auto contentsOf = [this] {
+        std::map<std::string, std::string> all;
+        for (const char* name : {"entries", "members", "groups"}) {
+            std::ostringstream content;
+            content << std::ifstream(daemon.directory() + "/" + name).rdbuf();
+            all[name] = content.str();
+        }
+        return all;
+    };
+    attachToTheChip();
+    for (const int signal : {SIGKILL, SIGTERM}) {
+        daemon.signal(signal);
+        daemon.exitStatus();
+        const auto before = contentsOf();
+        const auto begin = velmor_asic_log_end();
+        daemon.startProgram();
+        EXPECT_THAT(writesSince(begin), ElementsAre("p4_pd_velmor_switch_lagGroup_set_property"));
+        EXPECT_TRUE(before == contentsOf());
+    }
+}
+
+TEST_F(ServeRestart, DatabaseAloneIsWholeAfterAnEnd) {
+    EXPECT_EQ(0, daemon.stop());
+    EXPECT_EQ(0u, std::filesystem::file_size(daemon.directory() + "/desired.db-wal"));
+    std::filesystem::remove(daemon.directory() + "/desired.db-wal");
+    daemon.startProgram();
+    EXPECT_EQ(2u, result("show groups")["groups"].size());
 }
 
 TEST_F(ServeRestart, ChipForwardsWhileTheDaemonIsDeadAndAfter) {
@@ -204,9 +213,161 @@ TEST_F(ServeRestart, ChangesOfAKilledDaemonThatWereNotAskedForAreUndone) {
     daemon.startProgram();
     const auto start = result("show start");
     EXPECT_EQ((nlohmann::json{{"orphan", 1}, {"wrong state", 1}}), start["audit"]);
-    EXPECT_EQ(1, start["orphans removed"]);
+    EXPECT_EQ(
+        (nlohmann::json{{"p4_pd_velmor_switch_lagPortActionProfile_del_member", 1},
+                        {"p4_pd_velmor_switch_lagPortActionProfile_group_member_state_set", 1}}),
+        start["mended by"]);
+    EXPECT_EQ(3, start["writes"]);
+    EXPECT_EQ(2u, start["findings"].size());
     EXPECT_THAT(result("audit")["findings"], IsEmpty());
     EXPECT_EQ(2u, result("show asic")["asic members"].size());
+}
+
+/// What a daemon says that does not start, or does not go on.
+class ServeHarm : public ServeRestart {
+  protected:
+    std::string failure() {
+        const std::string log = daemon.log();
+        const auto at = log.rfind("event=failed");
+        return at == std::string::npos ? "" : log.substr(at);
+    }
+    void expectEnd(const std::string& why) {
+        const auto said = answer("member add 9 action setLagPort port 9");
+        EXPECT_EQ("storage", said["error"]["kind"]);
+        EXPECT_THAT(said["error"]["message"].get<std::string>(), HasSubstr(why));
+        EXPECT_EQ(1, daemon.exitStatus());
+        EXPECT_THAT(failure(), HasSubstr(why));
+    }
+};
+
+TEST_F(ServeHarm, ChipThatIsPowerCycledUnderItEndsItAndTheNextStartFillsTheChipAgain) {
+    attachToTheChip();
+    EXPECT_EQ(0u, velmor_asic_chip_power_cycle(0));
+    const auto begin = velmor_asic_log_end();
+    expectEnd("the chip has lost its state");
+    EXPECT_THAT(writesSince(begin), IsEmpty());
+    daemon.startProgram();
+    EXPECT_EQ(1, port(0x20));
+    EXPECT_THAT(result("audit")["findings"], IsEmpty());
+}
+
+TEST_F(ServeHarm, FileThatIsRemovedUnderItEndsIt) {
+    for (const char* name : {"members", "desired.db-wal"}) {
+        std::filesystem::remove(daemon.directory() + "/" + name);
+        expectEnd(std::string(name) + " was removed or replaced");
+        daemon.startProgram();
+        EXPECT_EQ(2u, result("show groups")["groups"].size());
+        EXPECT_THAT(result("audit")["findings"], IsEmpty());
+    }
+}
+
+TEST_F(ServeHarm, LostLogIsRefusedWithBothNumbersUntilItIsAccepted) {
+    daemon.signal(SIGKILL);
+    EXPECT_EQ(-1, daemon.exitStatus());
+    std::filesystem::remove(daemon.directory() + "/desired.db-wal");
+    daemon.runProgram();
+    EXPECT_EQ(2, daemon.exitStatus());
+    EXPECT_THAT(failure(), HasSubstr("it is at commit 0, the records know of commit 10"));
+    attachToTheChip();
+    EXPECT_EQ(1, port(0x20));
+    daemon.startProgram("--accept-loss");
+    EXPECT_EQ(0, port(0x20));
+    EXPECT_THAT(result("show groups")["groups"], IsEmpty());
+}
+
+TEST_F(ServeHarm, ForeignStateDirectoryOverAPopulatedChipIsRefused) {
+    EXPECT_EQ(0, daemon.stop());
+    const std::string chip = daemon.directory() + "/chip";
+    daemon.runProgramIn(daemon.folder / "other", "--chip " + chip);
+    EXPECT_EQ(2, daemon.exitStatus());
+    EXPECT_THAT(failure(), HasSubstr("it would remove from the chip what neither desired state nor "
+                                     "records explain: chip entry "));
+    attachToTheChip();
+    EXPECT_EQ(1, port(0x20));
+    daemon.startProgram();
+    EXPECT_EQ(1, result("show start")["writes"]);
+}
+
+/// Copies that are made while commands are carried out.
+class ServeBackup : public DaemonAndChip {
+  protected:
+    ServeBackup() { daemon.startProgram(); }
+
+    int restore(const std::string& copy) const {
+        const std::string command = "exec " LAG_AGENT " restore " + copy + " --state-dir " +
+                                    daemon.directory() + " > " + said_ + " 2>&1";
+        return ::system(command.c_str());
+    }
+    std::string said() const {
+        std::ostringstream text;
+        text << std::ifstream(said_).rdbuf();
+        return text.str();
+    }
+    std::vector<std::uint32_t> memberIds() const {
+        std::vector<std::uint32_t> ids;
+        const auto shown = result("show members");
+        for (const auto& row : shown["members"]) {
+            ids.push_back(row["id"]);
+        }
+        return ids;
+    }
+
+    const std::string copy_ = daemon.folder / "copy";
+    const std::string said_ = daemon.folder / "said";
+};
+
+TEST_F(ServeBackup, RoundTripUnderLoadGivesTheStateOfAMoment) {
+    constexpr std::uint32_t kMembers = 400;
+    Client load(daemon.control()), other(daemon.control());
+    load.hears();
+    other.hears();
+    // The daemon takes a command of each in turn.
+    for (std::uint32_t id = 1; id <= kMembers; ++id) {
+        load.run("member add " + std::to_string(id) + " action setLagPort port 1");
+    }
+    for (std::uint32_t id = 1; id <= kMembers / 4; ++id) {
+        EXPECT_FALSE(load.hears().contains("error"));
+    }
+    other.run("backup " + copy_);
+    EXPECT_EQ(nlohmann::json::object(), other.hears());
+    for (std::uint32_t id = kMembers / 4; id < kMembers; ++id) {
+        EXPECT_FALSE(load.hears().contains("error"));
+    }
+    EXPECT_EQ(kMembers, memberIds().size());
+    EXPECT_NE(0, restore(copy_));
+    EXPECT_THAT(said(), HasSubstr("in use by another agent"));
+    EXPECT_EQ(0, daemon.stop());
+    EXPECT_EQ(0, restore(copy_)) << said();
+    daemon.startProgram();
+    const auto ids = memberIds();
+    EXPECT_GE(ids.size(), kMembers / 4);
+    EXPECT_LE(ids.size(), kMembers);
+    for (std::uint32_t at = 0; at < ids.size(); ++at) {
+        EXPECT_EQ(at + 1, ids[at]);
+    }
+    const auto givenUp = kMembers - ids.size();
+    EXPECT_THAT(said(), HasSubstr("given up: " + std::to_string(givenUp) + " commits"));
+    EXPECT_EQ(givenUp + 1, result("show start")["writes"]);
+    EXPECT_THAT(result("audit")["findings"], IsEmpty());
+}
+
+TEST_F(ServeBackup, NeitherReplacesAFileNorTakesAPlaceThatDependsOnTheDaemon) {
+    good({("backup " + copy_).c_str()});
+    const auto again = answer("backup " + copy_)["error"];
+    EXPECT_EQ("storage", again["kind"]);
+    EXPECT_EQ(copy_ + ": cannot make it: File exists", again["message"]);
+    EXPECT_EQ("refused", answer("backup copy")["error"]["kind"]);
+}
+
+TEST_F(ServeBackup, WhatIsNoWholeCopyIsRefusedAndTheStateStays) {
+    good({"member add 1 action setLagPort port 1", ("backup " + copy_).c_str()});
+    EXPECT_EQ(0, daemon.stop());
+    std::filesystem::resize_file(copy_, std::filesystem::file_size(copy_) / 2);
+    for (const std::string& wrong : {copy_, daemon.folder / "none", said_}) {
+        EXPECT_NE(0, restore(wrong)) << wrong;
+    }
+    daemon.startProgram();
+    EXPECT_THAT(memberIds(), ElementsAre(1));
 }
 
 /// A chip with room for one group.
@@ -228,41 +389,22 @@ class ServeFullChip : public DaemonAndChip {
     }
 };
 
-TEST_F(ServeFullChip, GroupGivesWayToOneOfItsMembersAndIsNamed) {
-    good({"group member set 10 1 inactive"});
-    EXPECT_THAT(result("audit")["findings"], IsEmpty());
-    killAndStart();
-    EXPECT_EQ(2, port(0x10));
-    const auto start = result("show start");
-    EXPECT_EQ(1, start["missing groups"]);
-    EXPECT_EQ(nlohmann::json::array({10}), start["touched groups"]);
-    EXPECT_THAT(daemon.log(),
-                HasSubstr("level=warning event=start-note message=\"the chip lacks room for even "
-                          "one group more: meanwhile all flows of group 10 are on one of its "
-                          "members\"\n"));
-    EXPECT_THAT(result("audit")["findings"], IsEmpty());
-}
-
-TEST_F(ServeFullChip, FlowsOfAGroupWithoutActiveMemberGetNoPortWhileItGivesWay) {
-    good({"group member set 10 1 inactive", "group member set 10 2 inactive"});
-    EXPECT_EQ(0, port(0x10));
-    EXPECT_THAT(result("audit")["findings"], IsEmpty());
+TEST_F(ServeFullChip, StartsWithOneWriteAndEveryFlowKeepsItsPort) {
+    const auto ports = [this] {
+        std::vector<std::uint16_t> all;
+        for (std::uint32_t hash = 0; hash < 64; ++hash) {
+            velmor_asic_result_t fate{};
+            EXPECT_EQ(0u, velmor_asic_forward(0, P4_PD_ALL_PIPES, 0x10, hash * 0x9e3779b9u, &fate));
+            all.push_back(fate.port);
+        }
+        return all;
+    };
     const auto begin = velmor_asic_log_end();
+    const auto before = ports();
     killAndStart();
-    EXPECT_EQ(0, port(0x10));
-    EXPECT_EQ(9, port(0x11));
-    EXPECT_THAT(result("show start")["touched groups"], IsEmpty());
+    EXPECT_EQ(before, ports());
+    EXPECT_THAT(writesSince(begin), ElementsAre("p4_pd_velmor_switch_lagGroup_set_property"));
     EXPECT_THAT(result("audit")["findings"], IsEmpty());
-    EXPECT_EQ(3u, result("show asic")["asic members"].size());
-    // The entry was never away, which would have sent its flows to the default entry's port.
-    for (auto at = begin; at < velmor_asic_log_end(); ++at) {
-        velmor_asic_call_t call{};
-        ASSERT_EQ(0u, velmor_asic_log_read(at, &call));
-        EXPECT_THAT(call.operation, testing::Not(HasSubstr("table_delete")));
-        EXPECT_THAT(call.operation, testing::Not(HasSubstr("add_entry")));
-    }
-    good({"group member set 10 1 active"});
-    EXPECT_EQ(1, port(0x10));
 }
 
 } // namespace

@@ -34,7 +34,7 @@ TEST_F(Serve, TellsTheManagerHowItStartsThatItIsReadyAndThatItStops) {
     daemon.startProgram();
     std::vector<std::string> expected;
     for (const char* phase : {"taking the state directory", "loading the driver", "desired state",
-                              "chip", "tables", "factories", "audit"}) {
+                              "chip", "tables", "factories", "audit", "mending", "model"}) {
         expected.push_back(std::string("STATUS=Starting: ") + phase +
                            "\nEXTEND_TIMEOUT_USEC=30000000");
     }
@@ -197,7 +197,7 @@ TEST_F(Serve, LogCanBeJson) {
         events.push_back(nlohmann::json::parse(line).at("event"));
     }
     EXPECT_THAT(events, ElementsAre("start", "start", "start", "start", "start", "start", "start",
-                                    "reconciled", "ready", "command-failed", "stop"));
+                                    "start", "start", "reconciled", "ready", "command-failed", "stop"));
 }
 
 } // namespace
