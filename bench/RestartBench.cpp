@@ -3,10 +3,12 @@
 //   RestartBench [MEMBERS GROUPS ENTRIES [RUNS]]
 //
 // Every run is a process of its own over the same state directory and chip file, as in life. The
-// first one finds the desired state alone and fills the chip; those after it are restarts. The time
-// of the driver's factories is compared with that of reading what they must read: every record of
-// the three tables, and every match entry on the chip.
+// first one finds the desired state alone and fills the chip; those after it are restarts with
+// nothing to mend, in turn with processes that read database, records and chip and do nothing else.
+// The time of the driver's factories is compared with that of reading what they must read: every
+// record of the three tables, and every match entry on the chip.
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,6 +25,7 @@
 
 #include "agent/Agent.h"
 #include "agent/Errors.h"
+#include "agent/restart/Restart.h"
 #include "asic/SoftwareAsic.h"
 
 using namespace LagAgent;
@@ -129,25 +132,31 @@ double milliseconds(Phases::Clock::duration time) {
 }
 
 /// In the order of a start; the program fails if a start reports another one.
-const std::vector<std::string> kPhases{"desired state", "chip",    "tables",  "factories",
-                                       "audit",         "records", "members", "groups",
-                                       "entries",       "removal"};
-/// The factories may take this much more than reading the records does.
+const std::vector<std::string> kPhases{"desired state", "chip",    "tables", "factories",
+                                       "audit",         "mending", "model"};
+/// How much longer than the reading alone the factories, and a whole restart, may take.
 constexpr double kMostOfFactories = 3;
+constexpr double kMostOfAll = 2;
 
-/// The time of each phase, of all, and (restarts only) of reading the records again.
+/// The largest memory that this process has had, in MB.
+double peakMemory() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_maxrss) / 1024;
+}
+
+/// The time of each phase, of all, and (restarts only) of reading the records again; the memory.
 struct Times {
     std::map<std::string, double> phases{};
     double all = 0;
-    double reading = 0;
+    double readingRecords = 0;
 
     std::vector<double> flat() const {
         std::vector<double> values;
         for (const auto& name : kPhases) {
             values.push_back(phases.contains(name) ? phases.at(name) : 0);
         }
-        values.push_back(all);
-        values.push_back(reading);
+        values.insert(values.end(), {all, readingRecords, peakMemory()});
         return values;
     }
 };
@@ -194,9 +203,36 @@ std::vector<double> start(const std::string& directory, bool isRestart) {
         if (!agent.start.findings.empty()) {
             fail("the audit of a restart found something");
         }
-        times.reading = readRecordsAgain(agent);
+        if (!agent.start.writes.empty()) {
+            fail("a restart with nothing to mend wrote something");
+        }
+        times.readingRecords = readRecordsAgain(agent);
     }
     return times.flat();
+}
+
+/// Database, records and chip, as a start reads them; the time and the memory.
+std::vector<double> readAlone(const std::string& directory) {
+    const auto begin = Phases::Clock::now();
+    const Target target{.pdPath = PD_VELMOR_SWITCH_LIBRARY};
+    const PdLibrary library(target.pdPath);
+    const AsicControl asic(library);
+    const ChipTables chip(library, target);
+    const auto attach = [&] {
+        asic.attach(target.device, directory + "/chip");
+        return StatefulChip::Facts{asic.bootGeneration(target.device), chip.usage()};
+    };
+    PersistentState state(
+        {.directory = std::make_shared<Pello::StateDirectory>(Kel::String(directory))},
+        {.attach = attach});
+    const DesiredState desired = state.takeDesired();
+    const Records records = readRecords(state.keys());
+    const ChipState onChip = chip.read();
+    if (records.members.size() != desired.members.size() ||
+        onChip.members.size() != desired.members.size()) {
+        fail("records, chip and desired state differ");
+    }
+    return {milliseconds(Phases::Clock::now() - begin), peakMemory()};
 }
 
 double median(std::vector<double> values) {
@@ -204,27 +240,39 @@ double median(std::vector<double> values) {
     return values.at(values.size() / 2);
 }
 
-/// Prints the table; false if the factories took too long.
-bool report(const std::vector<double>& cold, const std::vector<std::vector<double>>& restarts) {
-    const auto column = [&](std::size_t i) {
-        std::vector<double> values;
-        for (const auto& run : restarts) {
-            values.push_back(run.at(i));
-        }
-        return median(values);
-    };
-    std::printf("%-22s %14s %14s\n", "phase, ms", "from nothing", "restart");
+using Runs = std::vector<std::vector<double>>;
+
+double medianOf(const Runs& runs, std::size_t column) {
+    std::vector<double> values;
+    for (const auto& run : runs) {
+        values.push_back(run.at(column));
+    }
+    return median(values);
+}
+
+bool isWithin(const char* what, double ratio, double most) {
+    std::printf("%s: %.2f, at most %.1f\n", what, ratio, most);
+    return ratio <= most;
+}
+
+/// Prints the table; false if something took too long.
+bool report(const std::vector<double>& cold, const Runs& restarts, const Runs& readings) {
+    std::printf("%-22s %14s %14s %14s\n", "phase, ms", "from nothing", "restart", "reading alone");
     for (std::size_t i = 0; i < kPhases.size(); ++i) {
-        std::printf("%-22s %14.1f %14.1f\n", kPhases[i].c_str(), cold.at(i), column(i));
+        std::printf("%-22s %14.1f %14.1f\n", kPhases[i].c_str(), cold.at(i), medianOf(restarts, i));
     }
     const std::size_t all = kPhases.size();
-    const double reading = column(all + 1);
-    std::printf("%-22s %14.1f %14.1f\n", "all", cold.at(all), column(all));
-    std::printf("%-22s %14s %14.1f\n", "reading the records", "", reading);
+    const double restart = medianOf(restarts, all);
+    const double reading = medianOf(readings, 0);
+    const double records = medianOf(restarts, all + 1);
+    std::printf("%-22s %14.1f %14.1f %14.1f\n", "all", cold.at(all), restart, reading);
+    std::printf("%-22s %14s %14.1f\n", "reading the records", "", records);
+    std::printf("%-22s %14.0f %14.0f %14.0f\n", "peak memory, MB", cold.at(all + 2),
+                medianOf(restarts, all + 2), medianOf(readings, 1));
     const auto factories = std::ranges::find(kPhases, "factories") - kPhases.begin();
-    const double ratio = column(static_cast<std::size_t>(factories)) / reading;
-    std::printf("factories / reading the records: %.2f, at most %.1f\n", ratio, kMostOfFactories);
-    return ratio <= kMostOfFactories;
+    const double ofFactories = medianOf(restarts, static_cast<std::size_t>(factories)) / records;
+    const bool isGood = isWithin("factories / reading the records", ofFactories, kMostOfFactories);
+    return isWithin("restart / reading alone", restart / reading, kMostOfAll) && isGood;
 }
 
 std::uint32_t numberOf(const char* text) {
@@ -258,11 +306,12 @@ bool run(const Sizes& sizes) {
     const Place place;
     inProcess([&] { return prepare(place.path(), sizes); });
     const auto cold = inProcess([&] { return start(place.path(), false); });
-    std::vector<std::vector<double>> restarts;
+    Runs restarts, readings;
     for (std::uint32_t run = 0; run < sizes.runs; ++run) {
         restarts.push_back(inProcess([&] { return start(place.path(), true); }));
+        readings.push_back(inProcess([&] { return readAlone(place.path()); }));
     }
-    return report(cold, restarts);
+    return report(cold, restarts, readings);
 }
 
 } // namespace
