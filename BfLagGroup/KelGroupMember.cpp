@@ -128,11 +128,12 @@ void KelGroupMember::handleMemberAdd() {
 void KelGroupMember::handleMemberDel() {
     const Hardware hardware(*this, kDel);
     const U32 memberHandle = hardware.requiredMemberHandle();
-    const auto group = hardware.sm.group(hardware.groupId);
-    if (!group || !group->group()) {
-        return; // the group is being deleted, and the chip releases its members with it
+    if (hardware.sm.group(hardware.groupId) != kelGroup_ || !kelGroup_->group()) {
+        // The group is being deleted, and the chip releases its members with it. There may be
+        // another one of its id already.
+        return;
     }
-    require(group->members() > 0,
+    require(kelGroup_->members() > 0,
             "actionProfileSm->group( kelGroup()->groupId() )->members() > 0 && \"deleting the last "
             "member is not allowed\"",
             kDel);

@@ -34,7 +34,8 @@ class KEL_EXPORT LagGroupActionProfileSm::KelGroup::KelGroupMember
 
     /// Adds the member to the group. REQUIRES: an owner; both handles; the group's action type.
     void handleMemberAdd();
-    /// Takes the member out of the group, unless the group's reactor has left the state machine.
+    /// Takes the member out of the group, unless the state machine's reactor of that group is not
+    /// this one's owner.
     /// REQUIRES: an owner; the member's handle; another member left in the group.
     void handleMemberDel();
     /// Programs the member's state. REQUIRES: an owner; both handles.

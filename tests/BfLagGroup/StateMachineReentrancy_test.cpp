@@ -242,6 +242,21 @@ TEST_F(OthersAfterTheStateMachine, MayMakeAMemberAgainAsSoonAsItsHandleIsGone) {
     EXPECT_EQ(memberHandle(1), 2u);
 }
 
+TEST_F(OthersAfterTheStateMachine, MayMakeAGroupAgainAsSoonAsItsHandleIsGone) {
+    haveEntry(1);
+    haveEntry(2);
+    haveGroup(10, {2});
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup, [&] {
+        profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort)->memberIs(RuxMemberId(2));
+    });
+    profile->groupDel(RuxGroupId(10));
+    EXPECT_THAT(pd.calls(),
+                ElementsAre(delGroup(3), createGroup(8), joinGroup(4, 1), joinGroup(4, 2)));
+    EXPECT_EQ(groupReactor(10)->group(), group(10));
+    EXPECT_TRUE(joinedReactor(10, 1));
+    EXPECT_TRUE(joinedReactor(10, 2));
+}
+
 TEST_F(OthersAfterTheStateMachine, MayDeleteOtherEntriesWhileAllAreDeleted) {
     for (U32 memberId = 1; memberId <= 12; ++memberId) {
         haveEntry(memberId);
