@@ -89,6 +89,9 @@ Sm::KelGroup::groupMemberIs(const Kel::Ptr<LagGroupMember const>& member) {
                                                  "groupMember");
     }
     if (auto existing = groupMember(member->memberId())) {
+        if (existing->groupMember() != member) {
+            existing->notifierIs(member); // the model's member has been made again
+        }
         return existing;
     }
     return newGroupMember(member);

@@ -32,7 +32,7 @@ class KEL_EXPORT LagGroupActionProfileSm::KelGroup : public Reactor<KelGroup, La
     /// PD call throws is out of the collection all the same.
     virtual Kel::Ptr<KelGroupMember> groupMemberDel(RuxTable::RuxMemberId memberId);
     virtual Kel::Ptr<KelGroupMember> groupMemberDel(const GroupMembers::Iterator& position);
-    /// The reactor of the member, made when there is none. Throws
+    /// The reactor of the member, made when there is none; it then follows this object. Throws
     /// `Kel::MutatorArgNullPointerException` for null, and what the PD call throws; the reactor is
     /// then not kept, while the model member stays in the model.
     virtual Kel::Ptr<KelGroupMember> groupMemberIs(const Kel::Ptr<LagGroupMember const>& member);

@@ -96,9 +96,15 @@ void KelGroupMember::onAttribute(Kel::AttributeId id, const void*) {
 }
 
 void KelGroupMember::notifierIs(const Kel::Ptr<Kel::PtrInterface const>& notifier) {
-    retarget(notifier, [this] {
-        if (model() && !kelMarkedForDeletion() && isOwned()) {
+    const auto previous = groupMember();
+    retarget(notifier, [&] {
+        if (!model() || kelMarkedForDeletion() || !isOwned()) {
+            return;
+        }
+        if (model()->memberId() != memberId_) {
             handleMemberAdd();
+        } else if (!previous || previous->active() != model()->active()) {
+            handleActive(); // it is in the hardware group already
         }
     });
 }

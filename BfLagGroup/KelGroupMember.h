@@ -20,7 +20,8 @@ class KEL_EXPORT LagGroupActionProfileSm::KelGroup::KelGroupMember
     ~KelGroupMember() override;
 
     void onAttribute(Kel::AttributeId id, const void* key) override;
-    /// Follows another model member, and puts its member into the hardware group.
+    /// Follows another model member. One of the same id is in the hardware group already: its state
+    /// is programmed when it differs from the one before. One of another id joins.
     void notifierIs(const Kel::Ptr<Kel::PtrInterface const>& notifier) override;
     virtual void kelDoZombieReactors(bool zombie);
 
