@@ -25,6 +25,9 @@ void Sm::KelLagGroupActionProfile::onAttribute(Kel::AttributeId id, const void* 
     if (!key || !model() || !sm_ || kelMarkedForDeletion()) {
         return;
     }
+    // Whoever a new handle is announced to may let go of both.
+    const Kel::Pin pin(*this);
+    const Kel::Pin smPin(*sm_);
     if (id == LagGroupActionProfile::kGroup) {
         const RuxGroupId groupId = *static_cast<const RuxGroupId*>(key);
         if (const auto group = model()->group(groupId)) {
@@ -52,7 +55,8 @@ void Sm::KelLagGroupActionProfile::onAttribute(Kel::AttributeId id, const void* 
 void Sm::KelLagGroupActionProfile::notifierIs(const Kel::Ptr<Kel::PtrInterface const>& notifier) {
     retarget(notifier, [this] {
         if (model() && sm_) {
-            sm_->followProfile(*model());
+            const Kel::Pin smPin(*sm_);
+            sm_->followProfile(model());
         }
     });
 }

@@ -36,9 +36,11 @@ LagGroupActionProfileSm::LagGroupActionProfileSm(const LagGroupActionProfile::Pt
         lagGroupActionProfile_ = new KelLagGroupActionProfile(profile, this);
         lagGroupActionProfile_->hasNotificationActiveIs(true);
         try {
-            followProfile(*profile);
+            followProfile(profile);
         } catch (...) {
-            lagGroupActionProfile_->ownerDel();
+            if (lagGroupActionProfile_) {
+                lagGroupActionProfile_->ownerDel();
+            }
             throw;
         }
     }
@@ -62,15 +64,15 @@ LagGroupActionProfileSm::Ptr LagGroupActionProfileSm::LagGroupActionProfileSmIs(
     return sm;
 }
 
-void LagGroupActionProfileSm::followProfile(const LagGroupActionProfile& profile) {
+void LagGroupActionProfileSm::followProfile(LagGroupActionProfile::Ptr profile) {
     followAll(
-        profile.entry(), actionProfile_, [this](const auto& entry) { actionProfileIs(entry); },
+        profile->entry(), actionProfile_, [this](const auto& entry) { actionProfileIs(entry); },
         [this](RuxMemberId memberId) { actionProfileDel(memberId); },
-        [&](RuxMemberId memberId) { return profile.entry(memberId) != nullptr; });
+        [&](RuxMemberId memberId) { return profile->entry(memberId) != nullptr; });
     followAll(
-        profile.group(), group_, [this](const auto& group) { groupIs(group); },
+        profile->group(), group_, [this](const auto& group) { groupIs(group); },
         [this](RuxGroupId groupId) { groupDel(groupId); },
-        [&](RuxGroupId groupId) { return profile.group(groupId) != nullptr; });
+        [&](RuxGroupId groupId) { return profile->group(groupId) != nullptr; });
 }
 
 void LagGroupActionProfileSm::hasNotificationActiveIs(bool active) {

@@ -55,6 +55,7 @@ class KEL_EXPORT Reactor : public Kel::Object<Self, Kel::PtrInterface::NotifieeC
         if (next == model_) {
             return;
         }
+        const Kel::Pin pin(*this); // who is told while it catches up may let go of it
         const Kel::Ptr<Model> previous = std::exchange(model_, next);
         Notifiee::notifierIs(model_.ptr());
         catchUp();

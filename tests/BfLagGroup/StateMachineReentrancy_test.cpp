@@ -99,6 +99,46 @@ TEST_F(OthersBeforeTheStateMachine, MayChangeTheModelWhileItIsWalkedAtTheStart) 
     }
 }
 
+/// Finds the state machine as an agent does, and takes its profile away.
+void takeAwayTheProfile(const LagGroupActionProfile& profile) {
+    Sm* sm = nullptr;
+    profile.notifieeList()->forEach([&](Kel::PtrInterface::NotifieeConst& notifiee) {
+        if (auto* top = dynamic_cast<Sm::KelLagGroupActionProfile*>(&notifiee)) {
+            sm = top->lagGroupActionProfileSm();
+        }
+    });
+    sm->lagGroupActionProfileDel();
+}
+
+TEST_F(OthersBeforeTheStateMachine, MayEndTheProfileWhileItIsWalkedAtTheStart) {
+    for (U32 memberId : {1, 2, 3}) {
+        addEntry(memberId, lagPort(5));
+    }
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        if (profile) {
+            takeAwayTheProfile(*profile);
+            profile = nullptr;
+        }
+    });
+    start();
+    EXPECT_FALSE(sm->lagGroupActionProfile());
+    EXPECT_EQ(live.growth().count("LagGroupActionProfile"), 0u);
+    EXPECT_EQ(sm->actionProfile().size(), 3u);
+    EXPECT_EQ(pd.calls().size(), 3u);
+}
+
+TEST_F(OthersBeforeTheStateMachine, MayTakeTheProfileAwayFromAStartThatTheChipThenRefuses) {
+    addEntry(1, lagPort(5));
+    addEntry(2, lagPort(5));
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember,
+                            [&] { takeAwayTheProfile(*profile); });
+    pd.failNth(pdName("add_member_with_setLagPort").c_str(), 2, 9);
+    EXPECT_ANY_THROW(start());
+    EXPECT_FALSE(sm);
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+    EXPECT_EQ(pd.calls().size(), 2u);
+}
+
 TEST_F(OthersAfterTheStateMachine, MayDeleteAnEntryRightAfterItWasProgrammed) {
     const Reaction reaction(profile, kEntries, [&] { profile->entryDel(RuxMemberId(1)); });
     addEntry(1, lagPort(5));
@@ -269,6 +309,41 @@ TEST_F(OthersAfterTheStateMachine, MayDeleteOtherEntriesWhileAllAreDeleted) {
     EXPECT_EQ(sm->actionProfile().size(), 0u);
     EXPECT_EQ(pd.count(pdName("del_member")), 12u);
     EXPECT_EQ(live.growth().count("LagGroupActionProfileEntry"), 0u);
+}
+
+TEST_F(OthersAfterTheStateMachine, MayTakeTheProfileAwayWhileItsEntryIsProgrammed) {
+    std::int64_t topReactors = 0;
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        sm->lagGroupActionProfileDel();
+        topReactors = live.growth()["KelLagGroupActionProfile"];
+    });
+    addEntry(1, lagPort(5));
+    EXPECT_EQ(topReactors, 1) << "it is gone while it is still at work";
+    EXPECT_EQ(live.growth().count("KelLagGroupActionProfile"), 0u);
+    addEntry(2, lagPort(5));
+    EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5)));
+}
+
+TEST_F(OthersAfterTheStateMachine, MayEndTheProfileWhileItsEntryIsProgrammed) {
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        sm->lagGroupActionProfileDel();
+        profile = nullptr;
+    });
+    addEntry(1, lagPort(5));
+    EXPECT_EQ(live.growth().count("LagGroupActionProfile"), 0u);
+    EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5)));
+}
+
+TEST_F(OthersAfterTheStateMachine, MayLetGoOfTheStateMachineWhileAnEntryIsProgrammed) {
+    std::int64_t stateMachines = 0;
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        sm = nullptr;
+        stateMachines = live.growth()["LagGroupActionProfileSm"];
+    });
+    addEntry(1, lagPort(5));
+    EXPECT_EQ(stateMachines, 1) << "it is gone while it is still at work";
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+    EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5), delMember(1)));
 }
 
 TEST_F(OthersAfterTheStateMachine, MayThrowWhenTheHardwareHasFollowed) {
