@@ -155,8 +155,8 @@ LagGroupTable::LagGroupTable(LagGroupTableHelper::Ptr helper, GlimtKeyManager::P
       statusManager_(std::move(statusManager)) {}
 
 LagGroupTable::~LagGroupTable() {
-    notifiees_.deleteAll();
     defaultMatchSpecDel();
+    notifiees_.deleteAll();
     statusManager_ = nullptr;
     glimtKeyManager_ = nullptr;
     helper_ = nullptr;

@@ -368,6 +368,14 @@ TEST_F(TableEnd, ReleasesDefaultMatchSpecStatusManagerKeyManagerAndHelperInThisO
     EXPECT_THAT(journal.lines(), ElementsAre("statusManager" + left, "glimtKeyManager" + left));
 }
 
+TEST_F(TableEnd, AnnouncesThatTheDefaultMatchSpecGoes) {
+    auto table = makeTable();
+    test_support::Follower follower(*table);
+    table = nullptr;
+    EXPECT_THAT(follower.notices(), ElementsAre(Notice{262, std::nullopt}));
+    EXPECT_EQ(follower.notifier(), nullptr);
+}
+
 TEST_F(TableEnd, RemovesNothingFromTheChip) {
     auto table = makeTable();
     table->helper()->sdkHandles()->memberIs(RuxMemberId(1), RuxSdkMemberHandle(101));
