@@ -204,7 +204,7 @@ LagGroupTableEntry LagGroupTable::entryDel(const LagGroupMatchSpec::PtrConst& ma
         statusManager_->initStatus(match);
     }
     auto& pd = helper_->requiredPdLib();
-    if (defaultMatchSpec_ == match) {
+    if (match && defaultMatchSpec_ == match) {
         pdCall(pd.p4_pd_velmor_switch_lagGroup_table_reset_default_entry, pd.sessionId(),
                helper_->deviceTarget());
     } else {
