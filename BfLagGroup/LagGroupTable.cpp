@@ -121,11 +121,11 @@ struct Write {
     }
 };
 
-/// The first key of the map that has the handle.
+/// The first key of the map that has the handle; none for 0, which is no handle.
 template <class Map>
 std::optional<typename Map::Key> keyOfHandle(const Map& map, U32 handle) {
     for (const auto& node : map) {
-        if (node.value().value() == handle) {
+        if (handle != 0 && node.value().value() == handle) {
             return node.key();
         }
     }

@@ -97,6 +97,15 @@ TEST_F(TableRead, OfTwoIdsWithOneHandleTheFirstInTheMapIsTaken) {
     EXPECT_EQ(read(1234).memberOrGroup(), toMember(first));
 }
 
+TEST_F(TableRead, AHandleOfZeroIsNobodys) {
+    handles().memberIs(RuxMemberId(3), RuxSdkMemberHandle(0));
+    handles().groupIs(RuxGroupId(30), RuxSdkGroupHandle(0));
+    for (const bool isMember : {true, false}) {
+        pd.entryReadsAs(1234, {{5, 255}, 10, isMember, !isMember, 0, 0});
+        EXPECT_EQ(read(1234).memberOrGroup(), LagGroupMemberOrGroupOrNone()) << isMember;
+    }
+}
+
 TEST_F(TableRead, TheDefaultEntryIsReadByItsHandleToo) {
     have(defaultMatch(), toGroup(10));
     pd.entryReadsAs(1000, {{0, 0}, 0, false, true, 0, 210});
