@@ -323,9 +323,8 @@ class HashMap2018 {
         /// How many nodes the array takes before it grows.
         U32 limit() const noexcept { return homes() - (3 * homes() + 15) / 16; }
         U32 usedWords() const noexcept { return HashMap2018Bits::wordsFor(capacity); }
-        U32 presentWords() const noexcept {
-            return HashMap2018Bits::wordsFor(homes() << kPrefixBits);
-        }
+        /// Eight bits for each home; as a number of bits this does not fit the word.
+        U32 presentWords() const noexcept { return homes() / (kWordBits >> kPrefixBits); }
         U32 home(U32 tag) const noexcept {
             // Without homes the shift is by 32, which is defined only on the wider word.
             return static_cast<U32>(static_cast<U64>(tag) >> shift);

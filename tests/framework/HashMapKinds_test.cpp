@@ -220,6 +220,39 @@ TEST(HashMap2018, takesEightBytesForAHandleUnderAnId) {
     EXPECT_EQ(sizeof(PointerMap::Node), 16u);
 }
 
+/// Gives no memory for the bits, and remembers how many words of them were wanted.
+template <class T>
+struct BitCountingAllocator {
+    using value_type = T;
+
+    BitCountingAllocator() = default;
+    template <class U>
+    explicit BitCountingAllocator(const BitCountingAllocator<U>&) {}
+
+    T* allocate(std::size_t count) {
+        if constexpr (std::is_same_v<T, U64>) {
+            wordsWanted = count;
+            throw std::bad_alloc();
+        }
+        return nullptr; // of the nodes, which are not made before there are bits
+    }
+    void deallocate(T*, std::size_t) {}
+
+    inline static std::size_t wordsWanted = 0;
+};
+
+TEST(HashMap2018, countsTheBitsOfItsLargestArray) {
+    using Node = Kel::HashMap2018NodeExternKey<Id, U32>;
+    using Map = Kel::HashMap2018<Node, 1801576338u, BitCountingAllocator<Node>>;
+    for (const U32 homesLog2 : {3u, 10u, 28u, 29u}) {
+        const std::size_t homes = std::size_t{1} << homesLog2;
+        EXPECT_THROW(Kel::HashMap2018Checker<Map>::makeTable(homesLog2, 64), std::bad_alloc);
+        // One bit for each slot, and eight for each home.
+        EXPECT_EQ(BitCountingAllocator<U64>::wordsWanted, (homes + 64 + 63) / 64 + homes / 8)
+            << homesLog2;
+    }
+}
+
 TEST(HashMap2018, itsIteratorKnowsWhetherItsNodeIsStillThere) {
     HandleMap map;
     for (U32 n = 0; n < 20; ++n) {
