@@ -168,6 +168,19 @@ TEST_F(ModelHandlers, MayDeleteAllGroupsWhileAllAreDeleted) {
                 UnorderedElementsAre(Notice{258, 10}, Notice{258, 11}, Notice{258, 12}));
 }
 
+TEST_F(ModelHandlers, MayMakeEachGroupAgainWhileAllAreDeleted) {
+    std::vector<LagGroupGroup::Ptr> made{newGroup(10), newGroup(11), newGroup(12)};
+    const Reaction reaction(profile, [&](Kel::AttributeId, U32 key) {
+        // Those of before live on, so that the new ones stand elsewhere in memory.
+        if (!profile->group(RuxGroupId(key)) && made.size() < 100) {
+            made.push_back(newGroup(key));
+        }
+    });
+    profile->groupDelAll();
+    EXPECT_EQ(made.size(), 6u);
+    EXPECT_EQ(profile->group().size(), 3u);
+}
+
 TEST_F(ModelHandlers, MayReplaceTheEntryThatIsAnnounced) {
     const auto next = newEntry(1);
     const Reaction reaction(profile, [&](Kel::AttributeId, U32) { profile->entryIs(next); });

@@ -78,6 +78,25 @@ TEST(HashMap, itsIteratorYieldsAPlainPointer) {
     }
 }
 
+TEST(HashMap, visitsAnIdOnceThoughItIsMadeAgainFurtherBack) {
+    std::vector<ElementPtr> ones;
+    for (int i = 0; i < 10; ++i) {
+        ones.push_back(make(1));
+    }
+    std::ranges::sort(ones, std::less<>(), &ElementPtr::ptr);
+    BucketMap map;
+    map.newMember(ones[0]);
+    std::size_t deletions = 0;
+    map.memberDelAll([&](const Id& id) {
+        map.deleteMember(id);
+        if (++deletions < ones.size()) {
+            map.newMember(ones[deletions]);
+        }
+    });
+    EXPECT_EQ(deletions, 1u);
+    EXPECT_EQ(map.lookup(Id(1)), ones[1].ptr());
+}
+
 TEST(HashMapDeathTest, refusesASecondElementOfTheSameKey) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     BucketMap map;
