@@ -1,5 +1,8 @@
 /// What only one kind of keyed collection does.
 
+#include <algorithm>
+#include <functional>
+#include <unordered_map>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -19,6 +22,42 @@ using HandleMap = Kel::HashMap2018<Kel::HashMap2018NodeExternKey<Id, U32>, 18015
 
 ElementPtr make(U32 n) {
     return new Element(Id(n));
+}
+
+/// Keys that do not follow from their hash.
+template <class Kind>
+class CollidingKeys : public testing::Test {};
+using KindsOfSuchKeys =
+    testing::Types<Bucketed<U64>, Bucketed<Kel::Name>, OpenInternal<U64>, OpenExternal<U64>>;
+TYPED_TEST_SUITE(CollidingKeys, KindsOfSuchKeys);
+
+/// Two keys of the same hash.
+template <class Key>
+std::pair<Key, Key> collision(U32 seed) {
+    std::unordered_map<U32, U32> numberOfHash;
+    for (U32 n = 0;; ++n) {
+        const auto [before, isNew] = numberOfHash.emplace(Kel::keyHash(keyOf<Key>(n), seed), n);
+        if (!isNew) {
+            return {keyOf<Key>(before->second), keyOf<Key>(n)};
+        }
+    }
+}
+
+TYPED_TEST(CollidingKeys, areToldApartByTheKeyItself) {
+    using Kept = typename TypeParam::Element;
+    typename TypeParam::Map map;
+    const auto [a, b] = collision<typename TypeParam::Key>(TypeParam::Map::kSeed);
+    const Kel::Ptr<Kept> first = new Kept(a);
+    const Kel::Ptr<Kept> second = new Kept(b);
+    TypeParam::add(map, first);
+    EXPECT_EQ(TypeParam::find(map, b), nullptr);
+    EXPECT_FALSE(TypeParam::remove(map, b));
+    TypeParam::add(map, second);
+    EXPECT_EQ(TypeParam::find(map, a), first.ptr());
+    EXPECT_EQ(TypeParam::find(map, b), second.ptr());
+    EXPECT_EQ(TypeParam::remove(map, b), second);
+    EXPECT_EQ(TypeParam::find(map, b), nullptr);
+    EXPECT_EQ(TypeParam::find(map, a), first.ptr());
 }
 
 TEST(HashMap, ofOneBucketPutsEveryKeyInBucketZero) {
