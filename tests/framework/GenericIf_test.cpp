@@ -298,6 +298,63 @@ TEST(RawOperation, AnAttributeOfAnotherIdIsUnknownAndACountedClassHasNoValueCode
     EXPECT_EQ(genericIf(object, &result, nullptr, Kel::Operation::isDefault, nullptr), 2);
 }
 
+/// A class whose attributes have the lamp's ids, but other types.
+class Kettle : public Kel::Object<Kettle, Kel::PtrInterface> {
+  public:
+    Kel::U32 litres = 0x01020304;
+    Kel::U32 watts = 0x05060708;
+    static const Kel::Type fwkType_;
+};
+struct KettleAttributes {
+    using Table = Kel::AttributeTable<Kettle, Kel::FieldRow<"litres", 130, &Kettle::litres>,
+                                      Kel::FieldRow<"watts", 132, &Kettle::watts>>;
+};
+constinit const Kel::Type Kettle::fwkType_ =
+    KettleAttributes::Table::objectType("Test::Kettle", Kel::PtrInterface::fwkType_);
+
+TEST(RawOperation, AnAttributeOfAnotherClassIsUnknownThoughItsIdIsNot) {
+    const Kel::Ptr<Kettle> kettle = new Kettle;
+    const auto read = [&](const Kel::Attribute* attribute, void* result) {
+        return Kettle::fwkType_.genericIf(static_cast<Kel::PtrInterface*>(kettle.ptr()), result,
+                                          attribute, Kel::Operation::read, nullptr);
+    };
+    Kel::U16 colour[2] = {7, 7};
+    EXPECT_EQ(read(Lamp::fwkType_.attribute(132), colour), 2);
+    EXPECT_THAT(colour, testing::ElementsAre(7, 7));
+    Kel::U32 litres = 0;
+    EXPECT_EQ(read(Lamp::fwkType_.attribute(130), &litres), 2) << "of the same type";
+    EXPECT_EQ(read(Kettle::fwkType_.attribute(130), &litres), 0);
+    EXPECT_EQ(litres, 0x01020304u);
+}
+
+/// A class that has one of its base's attributes again, and one under the same id but another type.
+class Beacon : public Kel::Object<Beacon, Lamp> {
+  public:
+    Kel::U32 range = 9;
+    static const Kel::Type fwkType_;
+};
+struct BeaconAttributes {
+    using Table = Kel::AttributeTable<Beacon, Kel::ScalarRow<"serial", 130, &Beacon::serial>,
+                                      Kel::FieldRow<"range", 132, &Beacon::range>>;
+};
+constinit const Kel::Type Beacon::fwkType_ =
+    BeaconAttributes::Table::objectType("Test::Beacon", Lamp::fwkType_);
+
+TEST(RawOperation, AnAttributeOfABaseIsKnownWhereItHasTheSameType) {
+    const Kel::Ptr<Beacon> beacon = new Beacon;
+    const auto read = [&](Kel::AttributeId id, void* result) {
+        return Beacon::fwkType_.genericIf(static_cast<Kel::PtrInterface*>(beacon.ptr()), result,
+                                          Lamp::fwkType_.attribute(id), Kel::Operation::read,
+                                          nullptr);
+    };
+    Kel::U32 serial = 1;
+    EXPECT_EQ(read(130, &serial), 0);
+    EXPECT_EQ(serial, 0u);
+    Kel::U16 colour[2] = {7, 7};
+    EXPECT_EQ(read(132, colour), 2);
+    EXPECT_THAT(colour, testing::ElementsAre(7, 7));
+}
+
 TEST(RawOperation, AValueIsComparedWithTheDefaultAndWithAnother) {
     Point point{1, 2};
     const Point same{1, 2};
