@@ -15,10 +15,14 @@ namespace BfLagGroup {
  * deletion, which is its last. It is marked by its owner, or by its own destructor; a reactor
  * without owner has nothing left to do in hardware.
  *
+ * Of the framework's types, a reactor has that of all notifiees (`fwkType()`); only the library's
+ * other classes have registered ones. The `fwkType_` of a reactor class serves the attribute tables
+ * of those, which must tell apart what their collections hold.
+ *
  * `Model` may be const; a reactor that writes to its model has a mutable one.
  */
 template <class Self, class Model>
-class KEL_EXPORT Reactor : public Kel::Object<Self, Kel::PtrInterface::NotifieeConst> {
+class KEL_EXPORT Reactor : public Kel::Tracked<Self, Kel::PtrInterface::NotifieeConst> {
     using Notifiee = Kel::PtrInterface::NotifieeConst;
 
   public:
