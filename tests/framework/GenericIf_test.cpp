@@ -184,6 +184,31 @@ TEST_F(TypedAttributes, AKeyThatCannotBeHashedIsRefused) {
         "Test::Node.entity wants a Kel::Name, not a U32");
 }
 
+template <class Object>
+concept CanBeWritten = requires(Object&& object) {
+    Kel::attributeIs(std::forward<Object>(object), "colour", Kel::U16{7});
+};
+template <class Object>
+concept CanBeDeletedFrom = requires(Object&& object) {
+    Kel::attributeDel(std::forward<Object>(object), "shade");
+};
+template <class Object>
+constexpr bool kIsReadOnly = !CanBeWritten<Object> && !CanBeDeletedFrom<Object>;
+
+static_assert(CanBeWritten<Lamp&> && CanBeDeletedFrom<Lamp&>);
+static_assert(CanBeWritten<Lamp::Ptr&> && CanBeDeletedFrom<Lamp::Ptr>);
+static_assert(CanBeWritten<const Lamp::Ptr&>, "the pointer is const, not the lamp");
+static_assert(CanBeWritten<Point&>);
+static_assert(kIsReadOnly<const Lamp&> && kIsReadOnly<const Point&>);
+static_assert(kIsReadOnly<Lamp::PtrConst&> && kIsReadOnly<const Lamp::PtrConst&>);
+
+TEST_F(TypedAttributes, OfWhatIsConstCanBeRead) {
+    const Lamp::PtrConst lamp = lamp_;
+    const Point point{1, 2};
+    EXPECT_EQ(Kel::attribute<Kel::U32>(lamp, "serial"), Kel::attribute<Kel::U32>(*lamp, "serial"));
+    EXPECT_EQ(Kel::attribute<Kel::U32>(point, "y"), 2u);
+}
+
 TEST_F(TypedAttributes, ANullPointerHasNoAttributes) {
     lamp_ = nullptr;
     EXPECT_EQ(messageOf<Kel::MutatorArgNullPointerException>(
