@@ -157,6 +157,9 @@ class HashMap {
         }
     }
 
+    /// Removes all elements without telling anybody.
+    void _memberDelAll() noexcept { emptyAllBuckets(); }
+
     Iterator begin() const noexcept { return Iterator(*this); }
     Iterator end() const noexcept { return Iterator(); }
 

@@ -278,6 +278,44 @@ TEST(HashMap2018, takesEightBytesForAHandleUnderAnId) {
     EXPECT_EQ(sizeof(PointerMap::Node), 16u);
 }
 
+template <class Map>
+std::vector<typename Map::Key> walkByKeys(Map& map, bool deletes) {
+    std::vector<typename Map::Key> keys;
+    for (const auto* node = map.begin().currNodeMaybeStale(); node;
+         node = map.findNextG(keys.back())) {
+        keys.push_back(node->fwkKey());
+        if (deletes) {
+            map.deleteMemberG(keys.back());
+        }
+    }
+    return keys;
+}
+
+TEST(HashMap2018, isWalkedByKeysTooAlsoWhileTheyAreDeleted) {
+    using WordMap = Kel::HashMap2018<Kel::HashMap2018NodeExternKey<U64, U32>, 95370541u>;
+    HandleMap ids;
+    WordMap words;
+    EXPECT_EQ(ids.findNextG(Id(7)), nullptr);
+    for (U32 n = 0; n < 300; ++n) {
+        ids.memberIs(Id(n), n);
+        words.memberIs(n, n);
+    }
+    std::vector<Id> idsInOrder;
+    for (auto& node : ids) {
+        idsInOrder.push_back(node.key());
+    }
+    std::vector<U64> wordsInOrder;
+    for (auto& node : words) {
+        wordsInOrder.push_back(node.key());
+    }
+    EXPECT_EQ(walkByKeys(ids, false), idsInOrder);
+    EXPECT_EQ(walkByKeys(ids, true), idsInOrder);
+    EXPECT_TRUE(ids.empty());
+    EXPECT_EQ(walkByKeys(words, false), wordsInOrder);
+    EXPECT_EQ(walkByKeys(words, true), wordsInOrder);
+    EXPECT_TRUE(words.empty());
+}
+
 /// Gives no memory for the bits, and remembers how many words of them were wanted.
 template <class T>
 struct BitCountingAllocator {
