@@ -359,6 +359,18 @@ TEST_F(GroupMembersDeathTest, MustHaveTheGroupsHandleWhenTheyJoin) {
     EXPECT_EXIT(join(2), KilledBySignal(SIGABRT), failedAssertion("handleMemberAdd", kGroupHandle));
 }
 
+TEST_F(GroupMembersDeathTest, WithoutEitherHandleMeetTheMembersAssertionFirst) {
+    helper->sdkHandles()->groupDel(RuxGroupId(10));
+    EXPECT_EXIT(join(9), KilledBySignal(SIGABRT),
+                failedAssertion("handleMemberAdd", kMemberHandle));
+}
+
+TEST_F(GroupMembersDeathTest, WithoutAHandleLeavingAsTheLastMeetTheHandlesAssertionFirst) {
+    helper->sdkHandles()->memberDel(RuxMemberId(1));
+    EXPECT_EXIT(leave(1), KilledBySignal(SIGABRT),
+                failedAssertion("handleMemberDel", kMemberHandle));
+}
+
 TEST_F(GroupMembersDeathTest, MustHaveAMemberReactorWhenTheyJoin) {
     memberHandleIs(9, 90); // a handle alone, as a restart leaves it
     EXPECT_EXIT(join(9), KilledBySignal(SIGABRT), failedAssertion("handleMemberAdd", "tap"));

@@ -101,13 +101,7 @@ TEST_F(OthersBeforeTheStateMachine, MayChangeTheModelWhileItIsWalkedAtTheStart) 
 
 /// Finds the state machine as an agent does, and takes its profile away.
 void takeAwayTheProfile(const LagGroupActionProfile& profile) {
-    Sm* sm = nullptr;
-    profile.notifieeList()->forEach([&](Kel::PtrInterface::NotifieeConst& notifiee) {
-        if (auto* top = dynamic_cast<Sm::KelLagGroupActionProfile*>(&notifiee)) {
-            sm = top->lagGroupActionProfileSm();
-        }
-    });
-    sm->lagGroupActionProfileDel();
+    topReactorOf(profile)->lagGroupActionProfileSm()->lagGroupActionProfileDel();
 }
 
 TEST_F(OthersBeforeTheStateMachine, MayEndTheProfileWhileItIsWalkedAtTheStart) {

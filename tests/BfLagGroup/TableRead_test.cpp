@@ -1,4 +1,8 @@
 // Reading match entries back from the chip, and what the table traces.
+#include <unistd.h>
+
+#include <cstdlib>
+
 #include "tests/BfLagGroup/TableWorld.h"
 #include "tests/support/StatusMatrix.h"
 #include "tests/support/TraceLines.h"
@@ -210,6 +214,19 @@ TEST_F(TableTrace, BelowLevelEightTheTableIsSilent) {
     table->entry(m);
     table->entryDel(m);
     EXPECT_THAT(trace.texts(), IsEmpty());
+}
+
+TEST(TableTraceDeathTest, IsOffInANewProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    unsetenv("KEL_TRACE");
+    EXPECT_EXIT(
+        {
+            TableWorld world;
+            world.write(world.m, toMember(1));
+            world.table->entry(world.m);
+            _exit(0);
+        },
+        testing::ExitedWithCode(0), "^$");
 }
 
 } // namespace
