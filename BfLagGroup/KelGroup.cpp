@@ -156,6 +156,13 @@ void Sm::KelGroup::handleGroupAdd() {
     pdCall(helper.requiredPdLib().p4_pd_velmor_switch_lagPortActionProfile_create_group,
            sm_->sessionHandle(), helper.deviceTarget(), groupSize, &handle);
     helper.requiredHandles().groupIs(groupId(), RuxSdkGroupHandle(handle));
+    if (const auto newer = sm_->group(groupId()); newer && newer != this) {
+        // Somebody whom the handle was announced to has made the group again. The map has that
+        // one's handle, and nobody will ask for this one.
+        pdCall(helper.requiredPdLib().p4_pd_velmor_switch_lagPortActionProfile_del_group,
+               sm_->sessionHandle(), helper.deviceId(), handle);
+        return;
+    }
 
     const auto profile = sm_->lagGroupActionProfile();
     require(profile != nullptr, "lagGroupActionProfileSm()->lagGroupActionProfile()", kAdd);

@@ -276,6 +276,21 @@ TEST_F(OthersAfterTheStateMachine, MayMakeAMemberAgainAsSoonAsItsHandleIsGone) {
     EXPECT_EQ(memberHandle(1), 2u);
 }
 
+TEST_F(OthersAfterTheStateMachine, MayReplaceTheGroupWhoseNewHandleIsAnnounced) {
+    haveEntry(1);
+    haveEntry(2);
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup, [&] {
+        profile->groupDel(RuxGroupId(10));
+        profile->groupIs(RuxGroupId(10), 4, 2, kSetLagPort);
+    });
+    profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort);
+    EXPECT_THAT(pd.calls(),
+                ElementsAre(createGroup(8), createGroup(4), joinGroup(4, 2), delGroup(3)));
+    EXPECT_EQ(groupReactor(10)->group(), group(10));
+    EXPECT_EQ(group(10)->members(), 1u);
+    EXPECT_EQ(groupHandle(10), 4u);
+}
+
 TEST_F(OthersAfterTheStateMachine, MayMakeAGroupAgainAsSoonAsItsHandleIsGone) {
     haveEntry(1);
     haveEntry(2);
