@@ -137,6 +137,7 @@ LagGroupActionProfileSm::actionProfileIs(const Kel::Ptr<LagGroupActionProfileEnt
     if (!entry) {
         Kel::throwMutatorArgNullPointerException(&fwkType_, kActionProfile);
     }
+    const Kel::Pin pin(*this); // whoever a handle is announced to may let go of it
     KelActionProfile::Ptr reactor = actionProfile(entry->memberId());
     if (reactor) {
         if (reactor->actionProfile() == entry) {
@@ -180,6 +181,7 @@ LagGroupActionProfileSm::groupIs(const Kel::Ptr<LagGroupGroup const>& group) {
     if (!group) {
         Kel::throwMutatorArgNullPointerException(&fwkType_, kGroup);
     }
+    const Kel::Pin pin(*this);
     if (KelGroup::Ptr existing = this->group(group->groupId())) {
         if (existing->group() == group) {
             return existing;
@@ -201,6 +203,7 @@ LagGroupActionProfileSm::groupIs(const Kel::Ptr<LagGroupGroup const>& group) {
 }
 
 Kel::Ptr<Sm::KelGroup> LagGroupActionProfileSm::groupDel(RuxGroupId groupId) {
+    const Kel::Pin pin(*this); // its members look for it after the handle's end is announced
     KelGroup::Ptr reactor = group_.deleteMember(groupId);
     if (reactor) {
         retireAndDetach(*reactor);

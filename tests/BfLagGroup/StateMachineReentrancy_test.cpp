@@ -1,5 +1,6 @@
 // Others follow the same objects as the state machine, and change the model while they are told.
 #include <functional>
+#include <optional>
 #include <stdexcept>
 
 #include "tests/BfLagGroup/StateMachineFixture.h"
@@ -40,6 +41,7 @@ constexpr auto kAction = LagGroupActionProfileEntry::kAction;
 
 using OthersBeforeTheStateMachine = StateMachineTest;
 using OthersAfterTheStateMachine = RunningStateMachineTest;
+using OthersDeathTest = RunningStateMachineTest;
 
 TEST_F(OthersBeforeTheStateMachine, MayTakeAnEntryAwayBeforeItIsProgrammed) {
     const Reaction reaction(profile, kEntries, [&] { profile->entryDel(RuxMemberId(1)); });
@@ -131,6 +133,23 @@ TEST_F(OthersBeforeTheStateMachine, MayTakeTheProfileAwayFromAStartThatTheChipTh
     EXPECT_FALSE(sm);
     EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
     EXPECT_EQ(pd.calls().size(), 2u);
+}
+
+TEST_F(OthersBeforeTheStateMachine, MayTakeTheProfileAwayWhileItsGroupGetsItsInitialMember) {
+    std::int64_t topReactors = 0;
+    std::optional<Reaction> onGroup;
+    const Reaction onProfile(profile, kGroups, [&] {
+        onGroup.emplace(group(10), kMembers, [&] {
+            sm->lagGroupActionProfileDel();
+            topReactors = live.growth()["KelLagGroupActionProfile"];
+        });
+    });
+    start();
+    haveEntry(1);
+    profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort);
+    EXPECT_EQ(topReactors, 1) << "it is gone while it is still at work";
+    EXPECT_EQ(live.growth().count("KelLagGroupActionProfile"), 0u);
+    EXPECT_THAT(pd.calls(), ElementsAre(createGroup(8), joinGroup(2, 1)));
 }
 
 TEST_F(OthersAfterTheStateMachine, MayDeleteAnEntryRightAfterItWasProgrammed) {
@@ -353,6 +372,64 @@ TEST_F(OthersAfterTheStateMachine, MayLetGoOfTheStateMachineWhileAnEntryIsProgra
     EXPECT_EQ(stateMachines, 1) << "it is gone while it is still at work";
     EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
     EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5), delMember(1)));
+}
+
+/// A model with two entries that the state machine does not follow yet.
+LagGroupActionProfile::Ptr anotherProfile() {
+    auto other = newProfile();
+    other->entryIs(entryOf(1, lagPort(5)));
+    other->entryIs(entryOf(2, lagPort(5)));
+    return other;
+}
+
+TEST_F(OthersAfterTheStateMachine, MayTakeAProfileAwayWhileItIsTakenUp) {
+    const auto other = anotherProfile();
+    std::int64_t topReactors = 0;
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        if (sm->lagGroupActionProfileDel()) {
+            topReactors = live.growth()["KelLagGroupActionProfile"];
+        }
+    });
+    auto* const top = topReactorOf(*profile).ptr();
+    top->notifierIs(Kel::PtrInterface::PtrConst(other));
+    EXPECT_EQ(topReactors, 1) << "it is gone while it is still at work";
+    EXPECT_EQ(live.growth().count("KelLagGroupActionProfile"), 0u);
+    EXPECT_EQ(pd.calls().size(), 2u);
+}
+
+TEST_F(OthersAfterTheStateMachine, MayLetGoOfTheStateMachineWhileItTakesUpAProfile) {
+    const auto other = anotherProfile();
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember,
+                            [&] { sm = nullptr; });
+    auto* const top = topReactorOf(*profile).ptr();
+    top->notifierIs(Kel::PtrInterface::PtrConst(other));
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+    ASSERT_EQ(pd.calls().size(), 4u); // both are added before both are deleted
+    EXPECT_EQ(pd.calls().at(1), addLagPort(5));
+}
+
+TEST_F(OthersAfterTheStateMachine, MayLetGoOfTheStateMachineWhileAGroupIsDeleted) {
+    haveEntry(1);
+    haveGroup(10);
+    std::int64_t stateMachines = 0;
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup, [&] {
+        sm = nullptr;
+        stateMachines = live.growth()["LagGroupActionProfileSm"];
+    });
+    profile->groupDel(RuxGroupId(10));
+    EXPECT_EQ(stateMachines, 1) << "it is gone while it is still at work";
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+    EXPECT_THAT(pd.calls(), ElementsAre(delGroup(2), delMember(1)));
+}
+
+TEST_F(OthersDeathTest, LetTheStateMachineEndWithAFullGroupWhenTheyLetGoWhileThatIsMade) {
+    haveEntry(1);
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup,
+                            [&] { sm = nullptr; });
+    EXPECT_EXIT(profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort),
+                testing::KilledBySignal(SIGABRT),
+                "KelGroupMember::handleMemberDel\\(\\): Assertion `actionProfileSm->helper\\(\\)->"
+                "sdkHandles\\(\\)->member\\(");
 }
 
 TEST_F(OthersAfterTheStateMachine, MayThrowWhenTheHardwareHasFollowed) {
