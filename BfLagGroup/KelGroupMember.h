@@ -35,9 +35,8 @@ class KEL_EXPORT LagGroupActionProfileSm::KelGroup::KelGroupMember
 
     /// Adds the member to the group. REQUIRES: an owner; both handles; the group's action type.
     void handleMemberAdd();
-    /// Takes the member out of the group, unless the state machine's reactor of that group is not
-    /// this one's owner.
-    /// REQUIRES: an owner; the member's handle; another member left in the group.
+    /// Takes the member out of the group, unless the owner is no longer the state machine's reactor
+    /// of that group. REQUIRES: an owner; the member's handle; another member left in the group.
     void handleMemberDel();
     /// Programs the member's state. REQUIRES: an owner; both handles.
     void handleActive();

@@ -95,6 +95,7 @@ void LagGroupActionProfileSm::kelDoZombieReactors(bool zombie) {
     if (kelMarkedForDeletion() == zombie) {
         return;
     }
+    const Kel::Pin pin(*this);
     if (lagGroupActionProfile_) {
         lagGroupActionProfile_->kelDoZombieReactors(zombie);
     }
@@ -169,6 +170,7 @@ Kel::Ptr<Sm::KelActionProfile> LagGroupActionProfileSm::actionProfileDel(RuxMemb
 }
 
 void LagGroupActionProfileSm::actionProfileDelAll() {
+    const Kel::Pin pin(*this);
     actionProfile_.memberDelAll([this](RuxMemberId memberId) { actionProfileDel(memberId); });
 }
 
@@ -212,6 +214,7 @@ Kel::Ptr<Sm::KelGroup> LagGroupActionProfileSm::groupDel(RuxGroupId groupId) {
 }
 
 void LagGroupActionProfileSm::groupDelAll() {
+    const Kel::Pin pin(*this);
     group_.memberDelAll([this](RuxGroupId groupId) { groupDel(groupId); });
 }
 

@@ -15,9 +15,9 @@ namespace BfLagGroup {
  * deletion, which is its last. It is marked by its owner, or by its own destructor; a reactor
  * without owner has nothing left to do in hardware.
  *
- * Of the framework's types, a reactor has that of all notifiees (`fwkType()`); only the library's
- * other classes have registered ones. The `fwkType_` of a reactor class serves the attribute tables
- * of those, which must tell apart what their collections hold.
+ * `fwkType()` of a reactor is the framework's type of all notifiees, as reactor classes are not
+ * registered. Their own `fwkType_` is for attribute tables, which must tell apart what collections
+ * of reactors hold.
  *
  * `Model` may be const; a reactor that writes to its model has a mutable one.
  */

@@ -16,11 +16,11 @@
  *     auto group = Kel::attribute<LagGroupGroup::Ptr>(profile, "group", RuxTable::RuxGroupId(10));
  *
  * Objects are given by reference or by `Ptr`, plain values by reference; what is const, or behind a
- * pointer to const, can be read but not written. Every value is checked
- * against the attribute table before anything is touched: a value of another type than the
- * attribute's is a `TypeException`, a key that cannot be hashed an `UnhashableException`, an
- * attribute that the class lacks an `UnknownAttributeException`, and an operation that the
- * attribute does not support an `UnsupportedOperationException`. What a mutator throws passes.
+ * pointer to const, can be read but not written. Every value is checked against the attribute table
+ * before anything is touched: a value of another type than the attribute's is a `TypeException`, a
+ * key that cannot be hashed an `UnhashableException`, an attribute that the class lacks an
+ * `UnknownAttributeException`, and an operation that the attribute does not support an
+ * `UnsupportedOperationException`. What a mutator throws passes.
  */
 namespace Kel {
 

@@ -330,7 +330,7 @@ class HashMap2018 {
         /// How many nodes the array takes before it grows.
         U32 limit() const noexcept { return homes() - (3 * homes() + 15) / 16; }
         U32 usedWords() const noexcept { return HashMap2018Bits::wordsFor(capacity); }
-        /// Eight bits for each home; as a number of bits this does not fit the word.
+        /// Eight bits for each home. For 2^29 homes the number of these bits would not fit a U32.
         U32 presentWords() const noexcept { return homes() / (kWordBits >> kPrefixBits); }
         U32 home(U32 tag) const noexcept {
             // Without homes the shift is by 32, which is defined only on the wider word.

@@ -422,6 +422,42 @@ TEST_F(OthersAfterTheStateMachine, MayLetGoOfTheStateMachineWhileAGroupIsDeleted
     EXPECT_THAT(pd.calls(), ElementsAre(delGroup(2), delMember(1)));
 }
 
+TEST_F(OthersAfterTheStateMachine, MayLetGoOfTheStateMachineWhileItDeletesAll) {
+    const std::function<void(Sm&)> deletions[] = {
+        [](Sm& dying) { dying.actionProfileDelAll(); },
+        [](Sm& dying) { dying.kelDoZombieReactors(true); },
+    };
+    for (const auto& deleteAll : deletions) {
+        haveEntry(1);
+        haveEntry(2);
+        const U32 handles[] = {memberHandle(1), memberHandle(2)};
+        std::int64_t stateMachines = 0;
+        const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+            sm = nullptr;
+            stateMachines += live.growth()["LagGroupActionProfileSm"];
+        });
+        deleteAll(*sm);
+        EXPECT_EQ(stateMachines, 2) << "once for each member";
+        EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+        EXPECT_THAT(pd.takeCalls(),
+                    UnorderedElementsAre(delMember(handles[0]), delMember(handles[1])));
+        profile->entryDelAll();
+        start();
+    }
+    haveEntry(1);
+    const U32 member = memberHandle(1);
+    haveGroup(10);
+    haveGroup(11);
+    const U32 groups[] = {groupHandle(10), groupHandle(11)};
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup,
+                            [&] { sm = nullptr; });
+    Sm& dying = *sm;
+    dying.groupDelAll();
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+    EXPECT_THAT(pd.calls(),
+                UnorderedElementsAre(delGroup(groups[0]), delGroup(groups[1]), delMember(member)));
+}
+
 TEST_F(OthersDeathTest, LetTheStateMachineEndWithAFullGroupWhenTheyLetGoWhileThatIsMade) {
     haveEntry(1);
     const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup,

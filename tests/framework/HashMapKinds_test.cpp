@@ -281,6 +281,22 @@ TEST(HashMap2018, takesEightBytesForAHandleUnderAnId) {
     EXPECT_EQ(sizeof(PointerMap::Node), 16u);
 }
 
+TEST(HashMap2018, deletesAKeyOnceThoughItIsMadeAgain) {
+    HandleMap map;
+    for (U32 n = 0; n < 20; ++n) {
+        map.memberIs(Id(n), n);
+    }
+    U32 deletions = 0;
+    map.memberDelAll([&](const Id& id) {
+        map.deleteMemberG(id);
+        if (++deletions < 100) {
+            map.memberIs(id, 7);
+        }
+    });
+    EXPECT_EQ(deletions, 20u);
+    EXPECT_EQ(map.size(), 20u);
+}
+
 template <class Map>
 std::vector<typename Map::Key> walkByKeys(Map& map, bool deletes) {
     std::vector<typename Map::Key> keys;
