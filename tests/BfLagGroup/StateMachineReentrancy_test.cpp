@@ -468,6 +468,23 @@ TEST_F(OthersDeathTest, LetTheStateMachineEndWithAFullGroupWhenTheyLetGoWhileTha
                 "sdkHandles\\(\\)->member\\(");
 }
 
+TEST_F(OthersDeathTest, MayNotTakeAwayTheGroupOrTheProfileWhileTheGroupsHandleIsAnnounced) {
+    haveEntry(1);
+    const std::pair<std::function<void()>, const char*> removals[] = {
+        {[&] { profile->groupDel(RuxGroupId(10)); },
+         "`lagGroupActionProfileSm\\(\\)->lagGroupActionProfile\\(\\)->group\\( groupId\\(\\) "
+         "\\)'"},
+        {[&] { sm->lagGroupActionProfileDel(); },
+         "`lagGroupActionProfileSm\\(\\)->lagGroupActionProfile\\(\\)'"},
+    };
+    for (const auto& [remove, text] : removals) {
+        const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup, remove);
+        EXPECT_EXIT(profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort),
+                    testing::KilledBySignal(SIGABRT),
+                    std::string("handleGroupAdd\\(\\): Assertion ") + text + " failed\\.");
+    }
+}
+
 TEST_F(OthersAfterTheStateMachine, MayThrowWhenTheHardwareHasFollowed) {
     const Reaction reaction(profile, kEntries, [] { throw std::runtime_error("of the agent"); });
     EXPECT_THROW(addEntry(1, lagPort(5)), std::runtime_error);
