@@ -89,6 +89,9 @@ Sm::KelGroup::groupMemberIs(const Kel::Ptr<LagGroupMember const>& member) {
                                                  "groupMember");
     }
     if (auto existing = groupMember(member->memberId())) {
+        if (existing->groupMember() != member) {
+            existing->notifierIs(member); // the model's member has been made again
+        }
         return existing;
     }
     return newGroupMember(member);
@@ -153,6 +156,13 @@ void Sm::KelGroup::handleGroupAdd() {
     pdCall(helper.requiredPdLib().p4_pd_velmor_switch_lagPortActionProfile_create_group,
            sm_->sessionHandle(), helper.deviceTarget(), groupSize, &handle);
     helper.requiredHandles().groupIs(groupId(), RuxSdkGroupHandle(handle));
+    if (const auto newer = sm_->group(groupId()); newer && newer != this) {
+        // Somebody whom the handle was announced to has made the group again. The map has that
+        // one's handle, and nobody will ask for this one.
+        pdCall(helper.requiredPdLib().p4_pd_velmor_switch_lagPortActionProfile_del_group,
+               sm_->sessionHandle(), helper.deviceId(), handle);
+        return;
+    }
 
     const auto profile = sm_->lagGroupActionProfile();
     require(profile != nullptr, "lagGroupActionProfileSm()->lagGroupActionProfile()", kAdd);

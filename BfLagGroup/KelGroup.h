@@ -32,7 +32,7 @@ class KEL_EXPORT LagGroupActionProfileSm::KelGroup : public Reactor<KelGroup, La
     /// PD call throws is out of the collection all the same.
     virtual Kel::Ptr<KelGroupMember> groupMemberDel(RuxTable::RuxMemberId memberId);
     virtual Kel::Ptr<KelGroupMember> groupMemberDel(const GroupMembers::Iterator& position);
-    /// The reactor of the member, made when there is none. Throws
+    /// The reactor of the member, made when there is none; it then follows this object. Throws
     /// `Kel::MutatorArgNullPointerException` for null, and what the PD call throws; the reactor is
     /// then not kept, while the model member stays in the model.
     virtual Kel::Ptr<KelGroupMember> groupMemberIs(const Kel::Ptr<LagGroupMember const>& member);
@@ -58,7 +58,9 @@ class KEL_EXPORT LagGroupActionProfileSm::KelGroup : public Reactor<KelGroup, La
     void ownerDel() noexcept { sm_ = nullptr; }
 
     /// Makes the hardware group and writes the initial member into the model. When the chip
-    /// refuses, no handle is stored. REQUIRES: an owner; the group is in the owner's model.
+    /// refuses, no handle is stored. When the model's group is made again while the handle is
+    /// announced, the hardware group is deleted again. REQUIRES: an owner; the group is in the
+    /// owner's model.
     void handleGroupAdd();
     /// Deletes the hardware group, which releases its members. When the chip refuses, the handle
     /// stays. REQUIRES: an owner; a handle.

@@ -96,9 +96,15 @@ void KelGroupMember::onAttribute(Kel::AttributeId id, const void*) {
 }
 
 void KelGroupMember::notifierIs(const Kel::Ptr<Kel::PtrInterface const>& notifier) {
-    retarget(notifier, [this] {
-        if (model() && !kelMarkedForDeletion() && isOwned()) {
+    const auto previous = groupMember();
+    retarget(notifier, [&] {
+        if (!model() || kelMarkedForDeletion() || !isOwned()) {
+            return;
+        }
+        if (model()->memberId() != memberId_) {
             handleMemberAdd();
+        } else if (!previous || previous->active() != model()->active()) {
+            handleActive(); // it is in the hardware group already
         }
     });
 }
@@ -128,11 +134,12 @@ void KelGroupMember::handleMemberAdd() {
 void KelGroupMember::handleMemberDel() {
     const Hardware hardware(*this, kDel);
     const U32 memberHandle = hardware.requiredMemberHandle();
-    const auto group = hardware.sm.group(hardware.groupId);
-    if (!group || !group->group()) {
-        return; // the group is being deleted, and the chip releases its members with it
+    if (hardware.sm.group(hardware.groupId) != kelGroup_ || !kelGroup_->group()) {
+        // The group is being deleted, and the chip releases its members with it. There may be
+        // another one of its id already.
+        return;
     }
-    require(group->members() > 0,
+    require(kelGroup_->members() > 0,
             "actionProfileSm->group( kelGroup()->groupId() )->members() > 0 && \"deleting the last "
             "member is not allowed\"",
             kDel);

@@ -20,7 +20,8 @@ class KEL_EXPORT LagGroupActionProfileSm::KelGroup::KelGroupMember
     ~KelGroupMember() override;
 
     void onAttribute(Kel::AttributeId id, const void* key) override;
-    /// Follows another model member, and puts its member into the hardware group.
+    /// Follows another model member. One of the same id is in the hardware group already: its state
+    /// is programmed when it differs from the one before. One of another id joins.
     void notifierIs(const Kel::Ptr<Kel::PtrInterface const>& notifier) override;
     virtual void kelDoZombieReactors(bool zombie);
 
@@ -34,8 +35,8 @@ class KEL_EXPORT LagGroupActionProfileSm::KelGroup::KelGroupMember
 
     /// Adds the member to the group. REQUIRES: an owner; both handles; the group's action type.
     void handleMemberAdd();
-    /// Takes the member out of the group, unless the group's reactor has left the state machine.
-    /// REQUIRES: an owner; the member's handle; another member left in the group.
+    /// Takes the member out of the group, unless the owner is no longer the state machine's reactor
+    /// of that group. REQUIRES: an owner; the member's handle; another member left in the group.
     void handleMemberDel();
     /// Programs the member's state. REQUIRES: an owner; both handles.
     void handleActive();

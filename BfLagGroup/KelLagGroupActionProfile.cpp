@@ -27,10 +27,11 @@ void Sm::KelLagGroupActionProfile::onAttribute(Kel::AttributeId id, const void* 
     }
     if (id == LagGroupActionProfile::kGroup) {
         const RuxGroupId groupId = *static_cast<const RuxGroupId*>(key);
-        if (const auto group = model()->group(groupId)) {
+        if (const LagGroupGroup::PtrConst group = model()->group(groupId)) {
+            const Kel::Pin pin(*this); // whoever its handle is announced to may let go of it
             sm_->groupIs(group);
             // The model may have changed again while the group was programmed and announced.
-            if (sm_ && model() && !model()->group(groupId)) {
+            if (sm_ && model() && !model()->group().lookup(groupId)) {
                 sm_->groupDel(groupId);
             }
         } else {
@@ -38,9 +39,10 @@ void Sm::KelLagGroupActionProfile::onAttribute(Kel::AttributeId id, const void* 
         }
     } else if (id == LagGroupActionProfile::kEntry) {
         const RuxMemberId memberId = *static_cast<const RuxMemberId*>(key);
-        if (const auto entry = model()->entry(memberId)) {
+        if (const LagGroupActionProfileEntry::PtrConst entry = model()->entry(memberId)) {
+            const Kel::Pin pin(*this);
             sm_->actionProfileIs(entry);
-            if (sm_ && model() && !model()->entry(memberId)) {
+            if (sm_ && model() && !model()->entry().lookupNodeG(memberId)) {
                 sm_->actionProfileDel(memberId);
             }
         } else {
@@ -52,7 +54,8 @@ void Sm::KelLagGroupActionProfile::onAttribute(Kel::AttributeId id, const void* 
 void Sm::KelLagGroupActionProfile::notifierIs(const Kel::Ptr<Kel::PtrInterface const>& notifier) {
     retarget(notifier, [this] {
         if (model() && sm_) {
-            sm_->followProfile(*model());
+            const Kel::Pin smPin(*sm_);
+            sm_->followProfile(model());
         }
     });
 }

@@ -36,9 +36,11 @@ LagGroupActionProfileSm::LagGroupActionProfileSm(const LagGroupActionProfile::Pt
         lagGroupActionProfile_ = new KelLagGroupActionProfile(profile, this);
         lagGroupActionProfile_->hasNotificationActiveIs(true);
         try {
-            followProfile(*profile);
+            followProfile(profile);
         } catch (...) {
-            lagGroupActionProfile_->ownerDel();
+            if (lagGroupActionProfile_) {
+                lagGroupActionProfile_->ownerDel();
+            }
             throw;
         }
     }
@@ -62,15 +64,15 @@ LagGroupActionProfileSm::Ptr LagGroupActionProfileSm::LagGroupActionProfileSmIs(
     return sm;
 }
 
-void LagGroupActionProfileSm::followProfile(const LagGroupActionProfile& profile) {
+void LagGroupActionProfileSm::followProfile(LagGroupActionProfile::Ptr profile) {
     followAll(
-        profile.entry(), actionProfile_, [this](const auto& entry) { actionProfileIs(entry); },
+        profile->entry(), actionProfile_, [this](const auto& entry) { actionProfileIs(entry); },
         [this](RuxMemberId memberId) { actionProfileDel(memberId); },
-        [&](RuxMemberId memberId) { return profile.entry(memberId) != nullptr; });
+        [&](RuxMemberId memberId) { return profile->entry(memberId) != nullptr; });
     followAll(
-        profile.group(), group_, [this](const auto& group) { groupIs(group); },
+        profile->group(), group_, [this](const auto& group) { groupIs(group); },
         [this](RuxGroupId groupId) { groupDel(groupId); },
-        [&](RuxGroupId groupId) { return profile.group(groupId) != nullptr; });
+        [&](RuxGroupId groupId) { return profile->group(groupId) != nullptr; });
 }
 
 void LagGroupActionProfileSm::hasNotificationActiveIs(bool active) {
@@ -93,6 +95,7 @@ void LagGroupActionProfileSm::kelDoZombieReactors(bool zombie) {
     if (kelMarkedForDeletion() == zombie) {
         return;
     }
+    const Kel::Pin pin(*this);
     if (lagGroupActionProfile_) {
         lagGroupActionProfile_->kelDoZombieReactors(zombie);
     }
@@ -135,6 +138,7 @@ LagGroupActionProfileSm::actionProfileIs(const Kel::Ptr<LagGroupActionProfileEnt
     if (!entry) {
         Kel::throwMutatorArgNullPointerException(&fwkType_, kActionProfile);
     }
+    const Kel::Pin pin(*this); // whoever a handle is announced to may let go of it
     KelActionProfile::Ptr reactor = actionProfile(entry->memberId());
     if (reactor) {
         if (reactor->actionProfile() == entry) {
@@ -166,6 +170,7 @@ Kel::Ptr<Sm::KelActionProfile> LagGroupActionProfileSm::actionProfileDel(RuxMemb
 }
 
 void LagGroupActionProfileSm::actionProfileDelAll() {
+    const Kel::Pin pin(*this);
     actionProfile_.memberDelAll([this](RuxMemberId memberId) { actionProfileDel(memberId); });
 }
 
@@ -178,6 +183,7 @@ LagGroupActionProfileSm::groupIs(const Kel::Ptr<LagGroupGroup const>& group) {
     if (!group) {
         Kel::throwMutatorArgNullPointerException(&fwkType_, kGroup);
     }
+    const Kel::Pin pin(*this);
     if (KelGroup::Ptr existing = this->group(group->groupId())) {
         if (existing->group() == group) {
             return existing;
@@ -199,6 +205,7 @@ LagGroupActionProfileSm::groupIs(const Kel::Ptr<LagGroupGroup const>& group) {
 }
 
 Kel::Ptr<Sm::KelGroup> LagGroupActionProfileSm::groupDel(RuxGroupId groupId) {
+    const Kel::Pin pin(*this); // its members look for it after the handle's end is announced
     KelGroup::Ptr reactor = group_.deleteMember(groupId);
     if (reactor) {
         retireAndDetach(*reactor);
@@ -207,6 +214,7 @@ Kel::Ptr<Sm::KelGroup> LagGroupActionProfileSm::groupDel(RuxGroupId groupId) {
 }
 
 void LagGroupActionProfileSm::groupDelAll() {
+    const Kel::Pin pin(*this);
     group_.memberDelAll([this](RuxGroupId groupId) { groupDel(groupId); });
 }
 

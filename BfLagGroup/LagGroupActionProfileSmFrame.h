@@ -115,8 +115,8 @@ class KEL_EXPORT LagGroupActionProfileSm
     struct Attributes;
 
     /// Makes the reactors agree with what the profile holds now; members come before groups, which
-    /// refer to them.
-    void followProfile(const LagGroupActionProfile& profile);
+    /// refer to them. The profile stays for that long, whoever lets go of it.
+    void followProfile(LagGroupActionProfile::Ptr profile);
 
     Kel::Ptr<KelLagGroupActionProfile> lagGroupActionProfile_;
     LagGroupTableHelper::Ptr helper_;

@@ -121,11 +121,11 @@ struct Write {
     }
 };
 
-/// The first key of the map that has the handle.
+/// The first key of the map that has the handle; none for 0, which is no handle.
 template <class Map>
 std::optional<typename Map::Key> keyOfHandle(const Map& map, U32 handle) {
     for (const auto& node : map) {
-        if (node.value().value() == handle) {
+        if (handle != 0 && node.value().value() == handle) {
             return node.key();
         }
     }
@@ -155,8 +155,8 @@ LagGroupTable::LagGroupTable(LagGroupTableHelper::Ptr helper, GlimtKeyManager::P
       statusManager_(std::move(statusManager)) {}
 
 LagGroupTable::~LagGroupTable() {
-    notifiees_.deleteAll();
     defaultMatchSpecDel();
+    notifiees_.deleteAll();
     statusManager_ = nullptr;
     glimtKeyManager_ = nullptr;
     helper_ = nullptr;
@@ -204,7 +204,7 @@ LagGroupTableEntry LagGroupTable::entryDel(const LagGroupMatchSpec::PtrConst& ma
         statusManager_->initStatus(match);
     }
     auto& pd = helper_->requiredPdLib();
-    if (defaultMatchSpec_ == match) {
+    if (match && defaultMatchSpec_ == match) {
         pdCall(pd.p4_pd_velmor_switch_lagGroup_table_reset_default_entry, pd.sessionId(),
                helper_->deviceTarget());
     } else {

@@ -15,10 +15,14 @@ namespace BfLagGroup {
  * deletion, which is its last. It is marked by its owner, or by its own destructor; a reactor
  * without owner has nothing left to do in hardware.
  *
+ * `fwkType()` of a reactor is the framework's type of all notifiees, as reactor classes are not
+ * registered. Their own `fwkType_` is for attribute tables, which must tell apart what collections
+ * of reactors hold.
+ *
  * `Model` may be const; a reactor that writes to its model has a mutable one.
  */
 template <class Self, class Model>
-class KEL_EXPORT Reactor : public Kel::Object<Self, Kel::PtrInterface::NotifieeConst> {
+class KEL_EXPORT Reactor : public Kel::Tracked<Self, Kel::PtrInterface::NotifieeConst> {
     using Notifiee = Kel::PtrInterface::NotifieeConst;
 
   public:
@@ -55,6 +59,7 @@ class KEL_EXPORT Reactor : public Kel::Object<Self, Kel::PtrInterface::NotifieeC
         if (next == model_) {
             return;
         }
+        const Kel::Pin pin(*this); // who is told while it catches up may let go of it
         const Kel::Ptr<Model> previous = std::exchange(model_, next);
         Notifiee::notifierIs(model_.ptr());
         catchUp();

@@ -3,13 +3,12 @@
 #include <source_location>
 
 #include "framework/Assert.h"
-#include "framework/Trace.h"
 #include "framework/Words.h"
+#include "platform/BfPdLagGroup/Tracing.h"
 
 namespace BfLagGroup {
 
-/// The trace facility of the whole library.
-extern Kel::TraceHandle traceHandle;
+using BfPdLagGroup::traceHandle;
 
 /// An operation as traces and assertions name it.
 struct Site {

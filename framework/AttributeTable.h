@@ -279,7 +279,7 @@ struct AttributeTable {
         }
         int outcome = kGenericUnknown;
         static_cast<void>(
-            ((attribute->id == Rows::id &&
+            ((isOf<Rows>(*attribute) &&
               (outcome = Rows::apply(objectOf(object), result, operation, arguments), true)) ||
              ...));
         return outcome;
@@ -290,9 +290,8 @@ struct AttributeTable {
         if (!attribute) {
             return iterator;
         }
-        static_cast<void>(
-            ((attribute->id == Rows::id && (iterator = Rows::iterate(objectOf(object)), true)) ||
-             ...));
+        static_cast<void>((
+            (isOf<Rows>(*attribute) && (iterator = Rows::iterate(objectOf(object)), true)) || ...));
         return iterator;
     }
 
@@ -321,6 +320,15 @@ struct AttributeTable {
     }
 
   private:
+    /// Whether the record is the row's, or the same one of a base. Every class counts its ids anew:
+    /// who comes with another class's record has room for a value of another type.
+    template <class R>
+    static bool isOf(const Attribute& attribute) noexcept {
+        return attribute.id == R::id && (attribute.owner == &C::fwkType_ ||
+                                         (attribute.owner && C::fwkType_.isA(*attribute.owner) &&
+                                          *attribute.valueType == *R::valueType));
+    }
+
     /// Codes 9 and 10, which plain values alone have.
     static int valueOperation(void* object, void* result, Operation operation,
                               const void* const* arguments) {

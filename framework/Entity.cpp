@@ -59,9 +59,8 @@ Name Entity::fullName() const {
 }
 
 void Entity::parentIs(const Kel::Ptr<Entity>& parent) {
-    const bool isChanged = parent.ptr() != parent_;
-    handleParent(parent.ptr(), "");
-    if (isChanged) {
+    if (parent.ptr() != parent_) {
+        handleParent(parent.ptr(), "");
         notifiees_.visit(kParent);
     }
 }

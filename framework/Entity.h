@@ -69,9 +69,9 @@ class KEL_EXPORT Entity : public Object<Entity, PtrInterface> {
     /// The children.
     const EntityChildren& entity() const noexcept { return children_; }
 
-    /// Makes `parent` the parent, null detaches; the entity then belongs to no attribute of it. A
-    /// change of the parent is announced. Throws `RangeException` and changes nothing when `parent`
-    /// is this entity or one of its descendants.
+    /// Makes `parent` the parent, null detaches; the entity then belongs to no attribute of it, and
+    /// the change is announced. Nothing happens when it is the parent already. Throws
+    /// `RangeException` and changes nothing when `parent` is this entity or one of its descendants.
     void parentIs(const Kel::Ptr<Entity>& parent);
     /// The same for the attribute `attrName` of the parent (a string that outlives the entity), and
     /// unannounced: it is part of a change of that attribute, which the parent announces. Throws

@@ -15,11 +15,12 @@
  *     auto port = Kel::attribute<Kel::U16>(actionSpec, "egrL2AintfPort");
  *     auto group = Kel::attribute<LagGroupGroup::Ptr>(profile, "group", RuxTable::RuxGroupId(10));
  *
- * Objects are given by reference or by `Ptr`, plain values by reference. Every value is checked
- * against the attribute table before anything is touched: a value of another type than the
- * attribute's is a `TypeException`, a key that cannot be hashed an `UnhashableException`, an
- * attribute that the class lacks an `UnknownAttributeException`, and an operation that the
- * attribute does not support an `UnsupportedOperationException`. What a mutator throws passes.
+ * Objects are given by reference or by `Ptr`, plain values by reference; what is const, or behind a
+ * pointer to const, can be read but not written. Every value is checked against the attribute table
+ * before anything is touched: a value of another type than the attribute's is a `TypeException`, a
+ * key that cannot be hashed an `UnhashableException`, an attribute that the class lacks an
+ * `UnknownAttributeException`, and an operation that the attribute does not support an
+ * `UnsupportedOperationException`. What a mutator throws passes.
  */
 namespace Kel {
 
@@ -81,6 +82,17 @@ void perform(const Target& target, std::string_view name, Operation operation, R
     performChecked(target, name, operation, resultType, result, types, pointers.data());
 }
 
+template <class Object>
+inline constexpr bool kIsConst = std::is_const_v<Object>;
+template <class T>
+inline constexpr bool kIsConst<Ptr<T>> = std::is_const_v<T>;
+template <class T>
+inline constexpr bool kIsConst<const Ptr<T>> = std::is_const_v<T>;
+
+/// An object or value whose attributes may be written.
+template <class Object>
+concept Writable = !kIsConst<std::remove_reference_t<Object>>;
+
 } // namespace GenericIfImpl
 
 /// Reads an attribute; of a collection, the element under a key.
@@ -92,15 +104,15 @@ T attribute(const Object& object, std::string_view name, const Key&... key) {
 }
 
 /// Writes an attribute, through its mutator where it has one.
-template <class Object, class... Value>
-void attributeIs(const Object& object, std::string_view name, const Value&... value) {
+template <GenericIfImpl::Writable Object, class... Value>
+void attributeIs(Object&& object, std::string_view name, const Value&... value) {
     GenericIfImpl::perform<void>(GenericIfImpl::target(object), name, Operation::write, nullptr,
                                  value...);
 }
 
 /// Deletes the element under a key, or what an instantiating attribute holds.
-template <class Object, class... Key>
-void attributeDel(const Object& object, std::string_view name, const Key&... key) {
+template <GenericIfImpl::Writable Object, class... Key>
+void attributeDel(Object&& object, std::string_view name, const Key&... key) {
     GenericIfImpl::perform<void>(GenericIfImpl::target(object), name, Operation::remove, nullptr,
                                  key...);
 }

@@ -63,8 +63,8 @@ class HashMapLink {
  * number of changes the collection had seen; after a change it finds its place again by value. So
  * the loop body may delete and destroy the current element or any other, insert, and make the
  * collection grow: each element that is a member throughout is visited exactly once, and no dead
- * element is touched. An element inserted meanwhile may be visited or not. The collection itself
- * must live as long as the loop.
+ * element is touched. An element inserted meanwhile may be visited or not, but no id twice (nor any
+ * key that its hash names). The collection itself must live as long as the loop.
  *
  *     for (auto& group : profile->group()) {  // Group* const&
  *         profile->groupDel(group->groupId());
@@ -156,6 +156,9 @@ class HashMap {
             deleteOne(key);
         }
     }
+
+    /// Removes all elements without telling anybody.
+    void _memberDelAll() noexcept { emptyAllBuckets(); }
 
     Iterator begin() const noexcept { return Iterator(*this); }
     Iterator end() const noexcept { return Iterator(); }
@@ -272,10 +275,15 @@ class HashMap {
     }
 
     /// The first element behind (hash, address), where no element needs to be.
-    T* firstBehind(U32 hash, T* address) const noexcept {
+    T* firstBehind(U32 hash, [[maybe_unused]] T* address) const noexcept {
         const U32 index = bucketIndex(hash);
         for (T* element = buckets_[index]; element; element = link(element).next_) {
-            if (element != address && !isBefore(element, hash, address)) {
+            if constexpr (kKeyHashIsExact<Key>) {
+                // One of the same hash has the same key: it has been made again.
+                if (link(element).hash_ > hash) {
+                    return element;
+                }
+            } else if (element != address && !isBefore(element, hash, address)) {
                 return element;
             }
         }

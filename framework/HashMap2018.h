@@ -280,10 +280,17 @@ class HashMap2018 {
     }
 
     /// Removes all nodes without telling anybody.
-    void memberDelAll() noexcept { emptyAllBuckets(); }
+    void _memberDelAll() noexcept { emptyAllBuckets(); }
 
     Iterator begin() const noexcept { return Iterator(*this); }
     Iterator end() const noexcept { return Iterator(); }
+
+    /// The node that follows `key` in the order, whether or not there is one under `key`; null at
+    /// the end. So a walk by keys goes on wherever it was, whatever it has deleted.
+    const Node* findNextG(const Key& key) const {
+        const U32 index = indexBehind(keyHash(key, Seed), keyWord(key));
+        return Iterator(*this, index).currNodeMaybeStale();
+    }
 
   private:
     friend Iterator;
@@ -323,9 +330,8 @@ class HashMap2018 {
         /// How many nodes the array takes before it grows.
         U32 limit() const noexcept { return homes() - (3 * homes() + 15) / 16; }
         U32 usedWords() const noexcept { return HashMap2018Bits::wordsFor(capacity); }
-        U32 presentWords() const noexcept {
-            return HashMap2018Bits::wordsFor(homes() << kPrefixBits);
-        }
+        /// Eight bits for each home. For 2^29 homes the number of these bits would not fit a U32.
+        U32 presentWords() const noexcept { return homes() / (kWordBits >> kPrefixBits); }
         U32 home(U32 tag) const noexcept {
             // Without homes the shift is by 32, which is defined only on the wider word.
             return static_cast<U32>(static_cast<U64>(tag) >> shift);
@@ -425,6 +431,17 @@ class HashMap2018 {
         return slot;
     }
 
+    /// Whether `slot` holds the node of (tag, word).
+    bool isOf(const Node* slot, U32 tag, [[maybe_unused]] U64 word) const {
+        return table_.holds(slot, tag) && (kIsExact || keyWord<Key>(slot->fwkKey()) == word);
+    }
+
+    /// The index of the slot behind the node of (tag, word), or behind where it would stand.
+    U32 indexBehind(U32 tag, U64 word) const {
+        const Node* const slot = firstNotBelow(tag, word);
+        return table_.index(slot) + (isOf(slot, tag, word) ? 1 : 0);
+    }
+
     /// Puts `node` at `slot`, its place in the order, and makes room for it.
     Node* insert(Node* slot, Node node) {
         if (size_ >= table_.limit()) {
@@ -511,7 +528,10 @@ class HashMap2018IteratorGeneric {
     using reference = const value_type&;
 
     HashMap2018IteratorGeneric() noexcept = default;
-    explicit HashMap2018IteratorGeneric(const Map& map) noexcept : map_(&map) { seekFrom(0); }
+    /// Stands on the first node in slot `index` or behind it.
+    explicit HashMap2018IteratorGeneric(const Map& map, U32 index = 0) noexcept : map_(&map) {
+        seekFrom(index);
+    }
 
     /// Whether the walk is not over.
     explicit operator bool() const noexcept { return node_ != nullptr; }
@@ -526,13 +546,13 @@ class HashMap2018IteratorGeneric {
             return node_;
         }
         const Node* const slot = map_->firstNotBelow(tag_, word_);
-        return isCurrent(slot) ? slot : nullptr;
+        return map_->isOf(slot, tag_, word_) ? slot : nullptr;
     }
 
     /// Goes on to the next node of the order, whatever happened to the current one.
     void advance() {
         if (changes_ != map_->changes_) [[unlikely]] {
-            relocate();
+            seekFrom(map_->indexBehind(tag_, word_));
             return;
         }
         rest_ &= rest_ - 1;
@@ -560,20 +580,6 @@ class HashMap2018IteratorGeneric {
   private:
     using Key = typename Map::Key;
 
-    bool isCurrent(const Node* slot) const {
-        return map_->table_.holds(slot, tag_) &&
-               (Map::kIsExact || keyWord<Key>(slot->fwkKey()) == word_);
-    }
-
-    void relocate() {
-        const Node* slot = map_->firstNotBelow(tag_, word_);
-        if (isCurrent(slot)) {
-            ++slot;
-        }
-        seekFrom(map_->table_.index(slot));
-    }
-
-    /// Stands on the first node in slot `index` or behind it.
     void seekFrom(U32 index) noexcept {
         changes_ = map_->changes_;
         if (index >= map_->table_.capacity) {

@@ -64,7 +64,8 @@ struct Attribute {
  * `object` is the object (for counted objects its `PtrInterface*`), `result` a live object of the
  * result's type or null where no result is wanted, `arguments` pointers to the arguments in order.
  * Returns 0 when done, 1 for an operation that the attribute does not support, 2 for an attribute
- * that the class does not have. Types are not checked here; `Kel::attribute` and its siblings do.
+ * that the class does not have: neither itself nor, of the same type, from a base. The types of the
+ * arguments are not checked here; `Kel::attribute` and its siblings do.
  */
 using GenericIf = int (*)(void* object, void* result, const Attribute* attribute,
                           Operation operation, const void* const* arguments);

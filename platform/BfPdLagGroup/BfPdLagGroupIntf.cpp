@@ -3,9 +3,11 @@
 #include <dlfcn.h>
 #include <link.h>
 
-#include "framework/Trace.h"
+#include "platform/BfPdLagGroup/Tracing.h"
 
 namespace BfPdLagGroup {
+
+Kel::TraceHandle traceHandle("BfLagGroup", false);
 
 struct BfPdLagGroupIntf::Attributes {
     using Table = Kel::EntityAttributeTable<
@@ -37,9 +39,8 @@ bool isOpenLibrary(const void* handle) noexcept {
 } // namespace
 
 void traceMissing(const char* name) {
-    static Kel::TraceHandle& handle = *new Kel::TraceHandle("BfLagGroup", false);
-    Kel::tracePoint(handle, 8, "platform/BfPdLagGroup/BfPdLagGroupIntf", __LINE__, "traceMissing",
-                    "the PD library lacks ", name);
+    Kel::tracePoint(traceHandle, 8, "platform/BfPdLagGroup/BfPdLagGroupIntf", __LINE__,
+                    "traceMissing", "the PD library lacks ", name);
 }
 
 BfPdLagGroupIntf::BfPdLagGroupIntf(Kel::Name pdLibName, void* dlHandle, Kel::U32 sessionId)

@@ -7,6 +7,7 @@
 
 #include "BfLagGroup/LagGroupActionProfileSm.h"
 #include "driver-status/BfTableException.h"
+#include "platform/Pello/StateException.h"
 #include "tests/BfLagGroup/TableWorld.h"
 
 namespace table_test {
@@ -178,6 +179,28 @@ TEST_F(TableFactory, AnyOtherExceptionOfTheWalkLeavesTheFactoryAndNothingBehind)
     keys = nullptr;
     EXPECT_THAT(live.growth(), ElementsAre(Pair("LagGroupMatchSpec", -1)));
     live.restart();
+}
+
+TEST_F(TableFactory, StateThatCannotBeUsedIsNoCorruptionAndLeavesTheFactory) {
+    keys->entries.exceptionIs(Pello::StateException("/state/entries", "not this user's"));
+    EXPECT_THROW(makeTable(), Pello::StateException);
+    EXPECT_THAT(journal.lines(), ElementsAre(kSetScope));
+}
+
+TEST_F(TableFactory, HasItsDefaultMatchSpecBeforeTheWalk) {
+    struct Looking : test_support::RecordingKeyManager {
+        explicit Looking(TableFactory& test) : RecordingKeyManager(test.journal), live(test.live) {}
+        EntryTable* mbbGlimtTableConfig() override {
+            matchSpecs = live.growth()["LagGroupMatchSpec"];
+            return RecordingKeyManager::mbbGlimtTableConfig();
+        }
+        test_support::LiveObjects& live;
+        std::int64_t matchSpecs = 0;
+    };
+    const Kel::Ptr<Looking> looking = new Looking(*this);
+    keys = looking;
+    makeTable();
+    EXPECT_EQ(looking->matchSpecs, 1);
 }
 
 TEST_F(TableFactory, WithoutAKeyManagerNothingIsRestored) {
@@ -356,6 +379,20 @@ TEST_F(ProfileFactory, AnyOtherExceptionOfAWalkLeavesTheFactory) {
     groupRecord(40, 10, 210);
     EXPECT_THROW(make(), std::out_of_range);
     EXPECT_THAT(journal.lines(), ElementsAre("anonId(31)"));
+}
+
+TEST_F(ProfileFactory, StateThatCannotBeUsedIsNoCorruptionAndLeavesTheFactory) {
+    keys->groups.exceptionIs(Pello::StateException("/state/groups", "not this user's"));
+    EXPECT_THROW(make(), Pello::StateException);
+    EXPECT_THAT(journal.lines(), IsEmpty());
+}
+
+TEST_F(ProfileFactory, KeepsTheStateMachineAlsoWhenAWalkEndsTheFactory) {
+    keys->members.exceptionIs(std::out_of_range("not a corruption"));
+    live.restart();
+    EXPECT_THROW(make(), std::out_of_range);
+    EXPECT_EQ(live.growth()["LagGroupActionProfileSm"], 1);
+    EXPECT_EQ(live.growth()["LagGroupActionProfile"], 1);
 }
 
 TEST_F(ProfileFactory, WithoutAKeyManagerNoHandleIsRestored) {

@@ -239,6 +239,17 @@ TEST_F(GenericModel, IteratorsTolerateTheDeletionOfTheirElement) {
     EXPECT_EQ(group.members(), 0u);
 }
 
+TEST_F(GenericModel, KnowsNoAttributeOfAnotherClassByItsIdAlone) {
+    // 259 are the entries of a profile, and the handles of groups.
+    const Attribute* const entries = instances.profile->fwkType()->attribute(AttributeId(259));
+    auto& handles = *instances.helper->sdkHandlesIs();
+    EXPECT_EQ(LagGroupTableHandles::fwkType_.iteratorFactory(&handles, entries), nullptr);
+    U32 count = 7;
+    EXPECT_EQ(perform(LagGroupTableHandles::fwkType_, &handles, entries, Operation::count, &count),
+              Kel::kGenericUnknown);
+    EXPECT_EQ(count, 7u);
+}
+
 // The handle maps
 
 TEST_F(GenericHandles, OfEntriesAreKeptByMatchSpec) {

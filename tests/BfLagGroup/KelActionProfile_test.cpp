@@ -364,5 +364,16 @@ TEST_F(MembersDeathTest, ThatNeverGotAHandleMayNotBeDeleted) {
         "actionProfile\\(\\)->memberId\\(\\) \\)' failed\\.");
 }
 
+TEST_F(MembersDeathTest, HaveTheStatusManagerToldBeforeTheyMeetThatAssertion) {
+    addEntry(7, nullptr);
+    EXPECT_EXIT(
+        {
+            journal.echoIs(true);
+            profile->entryDel(RuxMemberId(7));
+        },
+        testing::KilledBySignal(SIGABRT),
+        "^initAdtStatus\\(7\\)\n[^\n]+handleActionProfileDel\\(\\): Assertion ");
+}
+
 } // namespace
 } // namespace sm_test

@@ -132,20 +132,71 @@ TEST_F(GroupMembers, OfAMarkedReactorIgnoreChangesOfActive) {
     EXPECT_THAT(journal.take(), IsEmpty());
 }
 
-TEST_F(GroupMembers, OfAReactorGivenAnotherObjectJoinAndAreFollowedFromThere) {
+TEST_F(GroupMembers, OfAReactorGivenAnotherObjectAreFollowedFromThere) {
     const auto reactor = joinedReactor(10, 1);
     const LagGroupMember::Ptr other = new LagGroupMember(RuxMemberId(1));
     other->hasNotificationActiveIs(true);
     reactor->notifierIs(other);
-    EXPECT_THAT(journal.take(), ElementsAre(groupStatus(10), joinGroup(50, 1)));
     reactor->notifierIs(other);
     member(1)->activeIs(false);
-    EXPECT_THAT(journal.take(), IsEmpty());
+    EXPECT_THAT(journal.take(), IsEmpty()) << "a second join is what the chip would refuse";
     other->activeIs(false);
     EXPECT_THAT(journal.take(), ElementsAre(groupStatus(10), stateSet(50, 1, 1)));
     reactor->notifierIs(Kel::PtrInterface::PtrConst(lag)); // no member at all
     EXPECT_FALSE(reactor->groupMember());
     EXPECT_THAT(journal.take(), IsEmpty());
+    reactor->notifierIs(other);
+    EXPECT_THAT(journal.take(), ElementsAre(groupStatus(10), stateSet(50, 1, 1)));
+}
+
+TEST_F(GroupMembers, OfAReactorGivenTheObjectOfAnotherMemberJoin) {
+    const auto reactor = joinedReactor(10, 1);
+    reactor->notifierIs(Kel::Ptr<LagGroupMember>(new LagGroupMember(RuxMemberId(3))));
+    EXPECT_THAT(journal.take(), ElementsAre(groupStatus(10), joinGroup(50, 3)));
+}
+
+TEST_F(GroupMembers, MadeAgainByAnEarlierFollowerAreFollowedFromThere) {
+    // Registered before the state machine's reactor, which is registered anew behind it.
+    struct Replacer : Kel::PtrInterface::NotifieeConst {
+        void onAttribute(Kel::AttributeId, const void* key) override {
+            group->memberIs(*static_cast<const RuxMemberId*>(key));
+        }
+        LagGroupGroup* group = nullptr;
+    } replacer;
+    join(2);
+    member(2)->activeIs(false);
+    groupReactor(10)->isRegisteredNotifieeIs(false);
+    replacer.group = lag.ptr();
+    replacer.notifierIs(Kel::PtrInterface::PtrConst(lag));
+    replacer.hasNotificationActiveIs(true);
+    groupReactor(10)->isRegisteredNotifieeIs(true);
+    journal.clear();
+
+    leave(2);
+    EXPECT_EQ(joinedReactor(10, 2)->groupMember(), member(2));
+    // The chip's member has never left; it is active again as the model's is.
+    EXPECT_THAT(journal.take(), ElementsAre(groupStatus(10), stateSet(50, 2, 0)));
+    member(2)->activeIs(false);
+    EXPECT_THAT(journal.take(), ElementsAre(groupStatus(10), stateSet(50, 2, 1)));
+}
+
+TEST_F(GroupMembers, MadeAgainWhileNobodyWasToldAreFollowedOnceTheyAreGivenToTheirReactor) {
+    join(2);
+    const auto reactor = joinedReactor(10, 2);
+    const auto old = member(2);
+    lag->hasNotificationActiveIs(false);
+    leave(2);
+    join(2);
+    lag->hasNotificationActiveIs(true);
+    journal.clear();
+
+    EXPECT_EQ(groupReactor(10)->groupMemberIs(member(2)), reactor);
+    EXPECT_EQ(reactor->groupMember(), member(2));
+    EXPECT_THAT(journal.take(), IsEmpty()) << "the chip's member is in the group, and active";
+    old->activeIs(false);
+    EXPECT_THAT(journal.take(), IsEmpty());
+    member(2)->activeIs(false);
+    EXPECT_THAT(journal.take(), ElementsAre(groupStatus(10), stateSet(50, 2, 1)));
 }
 
 TEST_F(GroupMembers, ThatTheChipRefusesHaveNoReactorWhileTheyStayInTheModel) {
@@ -306,6 +357,18 @@ TEST_F(GroupMembersDeathTest, MustHaveTheirMemberHandleWhenTheyJoin) {
 TEST_F(GroupMembersDeathTest, MustHaveTheGroupsHandleWhenTheyJoin) {
     helper->sdkHandles()->groupDel(RuxGroupId(10));
     EXPECT_EXIT(join(2), KilledBySignal(SIGABRT), failedAssertion("handleMemberAdd", kGroupHandle));
+}
+
+TEST_F(GroupMembersDeathTest, WithoutEitherHandleMeetTheMembersAssertionFirst) {
+    helper->sdkHandles()->groupDel(RuxGroupId(10));
+    EXPECT_EXIT(join(9), KilledBySignal(SIGABRT),
+                failedAssertion("handleMemberAdd", kMemberHandle));
+}
+
+TEST_F(GroupMembersDeathTest, WithoutAHandleLeavingAsTheLastMeetTheHandlesAssertionFirst) {
+    helper->sdkHandles()->memberDel(RuxMemberId(1));
+    EXPECT_EXIT(leave(1), KilledBySignal(SIGABRT),
+                failedAssertion("handleMemberDel", kMemberHandle));
 }
 
 TEST_F(GroupMembersDeathTest, MustHaveAMemberReactorWhenTheyJoin) {

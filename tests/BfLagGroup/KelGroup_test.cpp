@@ -306,6 +306,52 @@ TEST_F(Groups, TraceTheirHandlers) {
                             memberDel));
 }
 
+/// Counts how often its virtual operations are called.
+class CountingGroup : public Sm::KelGroup {
+  public:
+    using KelGroup::groupMemberDel;
+    using KelGroup::KelGroup;
+    Kel::Ptr<KelGroupMember> groupMemberDel(RuxMemberId memberId) override {
+        ++deletions;
+        return KelGroup::groupMemberDel(memberId);
+    }
+    Kel::Ptr<KelGroupMember> groupMemberIs(const Kel::Ptr<LagGroupMember const>& member) override {
+        ++insertions;
+        return KelGroup::groupMemberIs(member);
+    }
+    int deletions = 0;
+    int insertions = 0;
+};
+
+TEST_F(Groups, HandleTheirMembersThroughTheVirtualOperations) {
+    sm->hasNotificationActiveIs(false);
+    const auto lag = profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort);
+    const Kel::Ptr<CountingGroup> reactor = new CountingGroup(lag, sm.ptr());
+    lag->memberIs(RuxMemberId(2));
+    for (const U32 id : {1u, 2u, 3u}) {
+        const RuxMemberId memberId(id);
+        reactor->onAttribute(LagGroupGroup::kMember, &memberId);
+    }
+    EXPECT_EQ(reactor->insertions, 2);
+    EXPECT_EQ(reactor->deletions, 1); // of member 3, which there is not
+    reactor->groupMemberDelAll();
+    EXPECT_EQ(reactor->deletions, 3);
+    EXPECT_EQ(reactor->groupMember().size(), 0u);
+}
+
+TEST_F(Groups, TraceTheirDeletionBeforeTheStatusManagerIsTold) {
+    haveGroup(10);
+    Kel::traceSinkIs([this](std::string_view line) {
+        journal.add(line.find(" handleGroupDel ") != line.npos ? "traced" : "traced otherwise");
+    });
+    Kel::traceLevelIs("BfLagGroup", 9);
+    profile->groupDel(RuxGroupId(10));
+    Kel::traceLevelIs("BfLagGroup", 0);
+    Kel::traceSinkIs(nullptr);
+    EXPECT_EQ(journal.lines().at(0), "traced");
+    EXPECT_EQ(journal.lines().at(1), groupStatus(10));
+}
+
 TEST_F(GroupsDeathTest, WithoutAHandleMayNotBeDeleted) {
     haveGroup(10);
     helper->sdkHandles()->groupDel(RuxGroupId(10));

@@ -50,6 +50,29 @@ TEST_F(ModelDestruction, AnnouncesAGroupToTheProfileBeforeItsMembersToTheGroup) 
     EXPECT_THAT(order, ElementsAre(Notice{258, 10}, Notice{262, 3}));
 }
 
+TEST_F(ModelDestruction, LetsGoOfTheEntriesBeforeAGroupThatIsMadeMeanwhile) {
+    struct EndOf : Kel::PtrInterface::NotifieeConst {
+        EndOf(const char* name, std::vector<std::string>& ends) : name_(name), ends_(ends) {}
+        void onZeroReferences() override { ends_.push_back(name_); }
+        const char* name_;
+        std::vector<std::string>& ends_;
+    };
+    std::vector<std::string> ends;
+    EndOf endOfGroup("group", ends);
+    EndOf endOfEntry("entry", ends);
+    newGroup(10);
+    profile->entryIs(newEntry(1));
+    endOfEntry.notifierIs(profile->entry(RuxMemberId(1)).ptr());
+    auto& dying = *profile;
+    const Reaction reaction(profile, [&](Kel::AttributeId, U32 key) {
+        if (!endOfGroup.notifier()) {
+            endOfGroup.notifierIs(dying.groupIs(RuxGroupId(key), 4, 1, kSetLagPort).ptr());
+        }
+    });
+    profile = nullptr;
+    EXPECT_THAT(ends, ElementsAre("entry", "group"));
+}
+
 TEST_F(ModelDestruction, LeavesGroupsMembersAndEntriesThatAreStillHeld) {
     const auto group = newGroup(10);
     const auto member = group->memberIs(RuxMemberId(3));
@@ -166,6 +189,19 @@ TEST_F(ModelHandlers, MayDeleteAllGroupsWhileAllAreDeleted) {
     EXPECT_EQ(profile->group().size(), 0u);
     EXPECT_THAT(later.notices(),
                 UnorderedElementsAre(Notice{258, 10}, Notice{258, 11}, Notice{258, 12}));
+}
+
+TEST_F(ModelHandlers, MayMakeEachGroupAgainWhileAllAreDeleted) {
+    std::vector<LagGroupGroup::Ptr> made{newGroup(10), newGroup(11), newGroup(12)};
+    const Reaction reaction(profile, [&](Kel::AttributeId, U32 key) {
+        // Those of before live on, so that the new ones stand elsewhere in memory.
+        if (!profile->group(RuxGroupId(key)) && made.size() < 100) {
+            made.push_back(newGroup(key));
+        }
+    });
+    profile->groupDelAll();
+    EXPECT_EQ(made.size(), 6u);
+    EXPECT_EQ(profile->group().size(), 3u);
 }
 
 TEST_F(ModelHandlers, MayReplaceTheEntryThatIsAnnounced) {

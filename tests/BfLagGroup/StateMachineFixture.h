@@ -130,6 +130,17 @@ inline LagGroupActionProfile::Ptr newProfile() {
     return profile;
 }
 
+/// The reactor that is registered on the profile; the agent finds the state machine through it.
+inline Kel::Ptr<Sm::KelLagGroupActionProfile> topReactorOf(const LagGroupActionProfile& profile) {
+    Kel::Ptr<Sm::KelLagGroupActionProfile> top;
+    profile.notifieeList()->forEach([&](Kel::PtrInterface::NotifieeConst& notifiee) {
+        if (auto* reactor = dynamic_cast<Sm::KelLagGroupActionProfile*>(&notifiee)) {
+            top = reactor;
+        }
+    });
+    return top;
+}
+
 /**
  * A model and its state machine over the recording PD library. One journal holds the PD calls and
  * what the key manager and the status manager are told, in their order.

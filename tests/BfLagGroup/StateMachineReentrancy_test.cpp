@@ -1,5 +1,6 @@
 // Others follow the same objects as the state machine, and change the model while they are told.
 #include <functional>
+#include <optional>
 #include <stdexcept>
 
 #include "tests/BfLagGroup/StateMachineFixture.h"
@@ -40,6 +41,7 @@ constexpr auto kAction = LagGroupActionProfileEntry::kAction;
 
 using OthersBeforeTheStateMachine = StateMachineTest;
 using OthersAfterTheStateMachine = RunningStateMachineTest;
+using OthersDeathTest = RunningStateMachineTest;
 
 TEST_F(OthersBeforeTheStateMachine, MayTakeAnEntryAwayBeforeItIsProgrammed) {
     const Reaction reaction(profile, kEntries, [&] { profile->entryDel(RuxMemberId(1)); });
@@ -97,6 +99,57 @@ TEST_F(OthersBeforeTheStateMachine, MayChangeTheModelWhileItIsWalkedAtTheStart) 
         ASSERT_TRUE(sm->actionProfile(followed->memberId()));
         EXPECT_EQ(sm->actionProfile(followed->memberId())->actionProfile(), followed);
     }
+}
+
+/// Finds the state machine as an agent does, and takes its profile away.
+void takeAwayTheProfile(const LagGroupActionProfile& profile) {
+    topReactorOf(profile)->lagGroupActionProfileSm()->lagGroupActionProfileDel();
+}
+
+TEST_F(OthersBeforeTheStateMachine, MayEndTheProfileWhileItIsWalkedAtTheStart) {
+    for (U32 memberId : {1, 2, 3}) {
+        addEntry(memberId, lagPort(5));
+    }
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        if (profile) {
+            takeAwayTheProfile(*profile);
+            profile = nullptr;
+        }
+    });
+    start();
+    EXPECT_FALSE(sm->lagGroupActionProfile());
+    EXPECT_EQ(live.growth().count("LagGroupActionProfile"), 0u);
+    EXPECT_EQ(sm->actionProfile().size(), 3u);
+    EXPECT_EQ(pd.calls().size(), 3u);
+}
+
+TEST_F(OthersBeforeTheStateMachine, MayTakeTheProfileAwayFromAStartThatTheChipThenRefuses) {
+    addEntry(1, lagPort(5));
+    addEntry(2, lagPort(5));
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember,
+                            [&] { takeAwayTheProfile(*profile); });
+    pd.failNth(pdName("add_member_with_setLagPort").c_str(), 2, 9);
+    EXPECT_ANY_THROW(start());
+    EXPECT_FALSE(sm);
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+    EXPECT_EQ(pd.calls().size(), 2u);
+}
+
+TEST_F(OthersBeforeTheStateMachine, MayTakeTheProfileAwayWhileItsGroupGetsItsInitialMember) {
+    std::int64_t topReactors = 0;
+    std::optional<Reaction> onGroup;
+    const Reaction onProfile(profile, kGroups, [&] {
+        onGroup.emplace(group(10), kMembers, [&] {
+            sm->lagGroupActionProfileDel();
+            topReactors = live.growth()["KelLagGroupActionProfile"];
+        });
+    });
+    start();
+    haveEntry(1);
+    profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort);
+    EXPECT_EQ(topReactors, 1) << "it is gone while it is still at work";
+    EXPECT_EQ(live.growth().count("KelLagGroupActionProfile"), 0u);
+    EXPECT_THAT(pd.calls(), ElementsAre(createGroup(8), joinGroup(2, 1)));
 }
 
 TEST_F(OthersAfterTheStateMachine, MayDeleteAnEntryRightAfterItWasProgrammed) {
@@ -242,6 +295,36 @@ TEST_F(OthersAfterTheStateMachine, MayMakeAMemberAgainAsSoonAsItsHandleIsGone) {
     EXPECT_EQ(memberHandle(1), 2u);
 }
 
+TEST_F(OthersAfterTheStateMachine, MayReplaceTheGroupWhoseNewHandleIsAnnounced) {
+    haveEntry(1);
+    haveEntry(2);
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup, [&] {
+        profile->groupDel(RuxGroupId(10));
+        profile->groupIs(RuxGroupId(10), 4, 2, kSetLagPort);
+    });
+    profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort);
+    EXPECT_THAT(pd.calls(),
+                ElementsAre(createGroup(8), createGroup(4), joinGroup(4, 2), delGroup(3)));
+    EXPECT_EQ(groupReactor(10)->group(), group(10));
+    EXPECT_EQ(group(10)->members(), 1u);
+    EXPECT_EQ(groupHandle(10), 4u);
+}
+
+TEST_F(OthersAfterTheStateMachine, MayMakeAGroupAgainAsSoonAsItsHandleIsGone) {
+    haveEntry(1);
+    haveEntry(2);
+    haveGroup(10, {2});
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup, [&] {
+        profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort)->memberIs(RuxMemberId(2));
+    });
+    profile->groupDel(RuxGroupId(10));
+    EXPECT_THAT(pd.calls(),
+                ElementsAre(delGroup(3), createGroup(8), joinGroup(4, 1), joinGroup(4, 2)));
+    EXPECT_EQ(groupReactor(10)->group(), group(10));
+    EXPECT_TRUE(joinedReactor(10, 1));
+    EXPECT_TRUE(joinedReactor(10, 2));
+}
+
 TEST_F(OthersAfterTheStateMachine, MayDeleteOtherEntriesWhileAllAreDeleted) {
     for (U32 memberId = 1; memberId <= 12; ++memberId) {
         haveEntry(memberId);
@@ -254,6 +337,152 @@ TEST_F(OthersAfterTheStateMachine, MayDeleteOtherEntriesWhileAllAreDeleted) {
     EXPECT_EQ(sm->actionProfile().size(), 0u);
     EXPECT_EQ(pd.count(pdName("del_member")), 12u);
     EXPECT_EQ(live.growth().count("LagGroupActionProfileEntry"), 0u);
+}
+
+TEST_F(OthersAfterTheStateMachine, MayTakeTheProfileAwayWhileItsEntryIsProgrammed) {
+    std::int64_t topReactors = 0;
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        sm->lagGroupActionProfileDel();
+        topReactors = live.growth()["KelLagGroupActionProfile"];
+    });
+    addEntry(1, lagPort(5));
+    EXPECT_EQ(topReactors, 1) << "it is gone while it is still at work";
+    EXPECT_EQ(live.growth().count("KelLagGroupActionProfile"), 0u);
+    addEntry(2, lagPort(5));
+    EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5)));
+}
+
+TEST_F(OthersAfterTheStateMachine, MayEndTheProfileWhileItsEntryIsProgrammed) {
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        sm->lagGroupActionProfileDel();
+        profile = nullptr;
+    });
+    addEntry(1, lagPort(5));
+    EXPECT_EQ(live.growth().count("LagGroupActionProfile"), 0u);
+    EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5)));
+}
+
+TEST_F(OthersAfterTheStateMachine, MayLetGoOfTheStateMachineWhileAnEntryIsProgrammed) {
+    std::int64_t stateMachines = 0;
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        sm = nullptr;
+        stateMachines = live.growth()["LagGroupActionProfileSm"];
+    });
+    addEntry(1, lagPort(5));
+    EXPECT_EQ(stateMachines, 1) << "it is gone while it is still at work";
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+    EXPECT_THAT(pd.calls(), ElementsAre(addLagPort(5), delMember(1)));
+}
+
+/// A model with two entries that the state machine does not follow yet.
+LagGroupActionProfile::Ptr anotherProfile() {
+    auto other = newProfile();
+    other->entryIs(entryOf(1, lagPort(5)));
+    other->entryIs(entryOf(2, lagPort(5)));
+    return other;
+}
+
+TEST_F(OthersAfterTheStateMachine, MayTakeAProfileAwayWhileItIsTakenUp) {
+    const auto other = anotherProfile();
+    std::int64_t topReactors = 0;
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+        if (sm->lagGroupActionProfileDel()) {
+            topReactors = live.growth()["KelLagGroupActionProfile"];
+        }
+    });
+    auto* const top = topReactorOf(*profile).ptr();
+    top->notifierIs(Kel::PtrInterface::PtrConst(other));
+    EXPECT_EQ(topReactors, 1) << "it is gone while it is still at work";
+    EXPECT_EQ(live.growth().count("KelLagGroupActionProfile"), 0u);
+    EXPECT_EQ(pd.calls().size(), 2u);
+}
+
+TEST_F(OthersAfterTheStateMachine, MayLetGoOfTheStateMachineWhileItTakesUpAProfile) {
+    const auto other = anotherProfile();
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember,
+                            [&] { sm = nullptr; });
+    auto* const top = topReactorOf(*profile).ptr();
+    top->notifierIs(Kel::PtrInterface::PtrConst(other));
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+    ASSERT_EQ(pd.calls().size(), 4u); // both are added before both are deleted
+    EXPECT_EQ(pd.calls().at(1), addLagPort(5));
+}
+
+TEST_F(OthersAfterTheStateMachine, MayLetGoOfTheStateMachineWhileAGroupIsDeleted) {
+    haveEntry(1);
+    haveGroup(10);
+    std::int64_t stateMachines = 0;
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup, [&] {
+        sm = nullptr;
+        stateMachines = live.growth()["LagGroupActionProfileSm"];
+    });
+    profile->groupDel(RuxGroupId(10));
+    EXPECT_EQ(stateMachines, 1) << "it is gone while it is still at work";
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+    EXPECT_THAT(pd.calls(), ElementsAre(delGroup(2), delMember(1)));
+}
+
+TEST_F(OthersAfterTheStateMachine, MayLetGoOfTheStateMachineWhileItDeletesAll) {
+    const std::function<void(Sm&)> deletions[] = {
+        [](Sm& dying) { dying.actionProfileDelAll(); },
+        [](Sm& dying) { dying.kelDoZombieReactors(true); },
+    };
+    for (const auto& deleteAll : deletions) {
+        haveEntry(1);
+        haveEntry(2);
+        const U32 handles[] = {memberHandle(1), memberHandle(2)};
+        std::int64_t stateMachines = 0;
+        const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kMember, [&] {
+            sm = nullptr;
+            stateMachines += live.growth()["LagGroupActionProfileSm"];
+        });
+        deleteAll(*sm);
+        EXPECT_EQ(stateMachines, 2) << "once for each member";
+        EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+        EXPECT_THAT(pd.takeCalls(),
+                    UnorderedElementsAre(delMember(handles[0]), delMember(handles[1])));
+        profile->entryDelAll();
+        start();
+    }
+    haveEntry(1);
+    const U32 member = memberHandle(1);
+    haveGroup(10);
+    haveGroup(11);
+    const U32 groups[] = {groupHandle(10), groupHandle(11)};
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup,
+                            [&] { sm = nullptr; });
+    Sm& dying = *sm;
+    dying.groupDelAll();
+    EXPECT_EQ(live.growth().count("LagGroupActionProfileSm"), 0u);
+    EXPECT_THAT(pd.calls(),
+                UnorderedElementsAre(delGroup(groups[0]), delGroup(groups[1]), delMember(member)));
+}
+
+TEST_F(OthersDeathTest, LetTheStateMachineEndWithAFullGroupWhenTheyLetGoWhileThatIsMade) {
+    haveEntry(1);
+    const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup,
+                            [&] { sm = nullptr; });
+    EXPECT_EXIT(profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort),
+                testing::KilledBySignal(SIGABRT),
+                "KelGroupMember::handleMemberDel\\(\\): Assertion `actionProfileSm->helper\\(\\)->"
+                "sdkHandles\\(\\)->member\\(");
+}
+
+TEST_F(OthersDeathTest, MayNotTakeAwayTheGroupOrTheProfileWhileTheGroupsHandleIsAnnounced) {
+    haveEntry(1);
+    const std::pair<std::function<void()>, const char*> removals[] = {
+        {[&] { profile->groupDel(RuxGroupId(10)); },
+         "`lagGroupActionProfileSm\\(\\)->lagGroupActionProfile\\(\\)->group\\( groupId\\(\\) "
+         "\\)'"},
+        {[&] { sm->lagGroupActionProfileDel(); },
+         "`lagGroupActionProfileSm\\(\\)->lagGroupActionProfile\\(\\)'"},
+    };
+    for (const auto& [remove, text] : removals) {
+        const Reaction reaction(helper->sdkHandles(), LagGroupTableHandles::kGroup, remove);
+        EXPECT_EXIT(profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort),
+                    testing::KilledBySignal(SIGABRT),
+                    std::string("handleGroupAdd\\(\\): Assertion ") + text + " failed\\.");
+    }
 }
 
 TEST_F(OthersAfterTheStateMachine, MayThrowWhenTheHardwareHasFollowed) {

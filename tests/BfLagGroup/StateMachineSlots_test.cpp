@@ -95,12 +95,12 @@ TEST_F(VirtualTables, HoldEachReactorsOwnOperationsAndShareTheFrameworks) {
                                                          joinedReactor(10, 1).ptr(), group.ptr()};
     for (std::size_t a = 0; a < reactors.size(); ++a) {
         for (std::size_t b = 0; b < a; ++b) {
-            for (std::size_t slot : {0, 2, 6, 7, 8, 10, 11}) {
+            for (std::size_t slot : {0, 2, 3, 6, 7, 8, 10, 11}) {
                 EXPECT_EQ(virtual_slots::entry(*reactors[a], slot),
                           virtual_slots::entry(*reactors[b], slot))
                     << slot;
             }
-            for (std::size_t slot : {3, 4, 5, 9, 12}) {
+            for (std::size_t slot : {4, 5, 9, 12}) {
                 EXPECT_NE(virtual_slots::entry(*reactors[a], slot),
                           virtual_slots::entry(*reactors[b], slot))
                     << slot;
@@ -111,6 +111,16 @@ TEST_F(VirtualTables, HoldEachReactorsOwnOperationsAndShareTheFrameworks) {
     EXPECT_EQ(virtual_slots::entry(*reactors[0], 1), virtual_slots::entry(*reactors[1], 1));
     EXPECT_EQ(virtual_slots::entry(*reactors[0], 1), virtual_slots::entry(*reactors[2], 1));
     EXPECT_NE(virtual_slots::entry(*reactors[0], 1), virtual_slots::entry(*reactors[3], 1));
+}
+
+TEST_F(VirtualTables, OfReactorsGiveTheFrameworksType) {
+    haveEntry(1);
+    haveGroup(10);
+    for (const Kel::PtrInterface* reactor : std::initializer_list<const Kel::PtrInterface*>{
+             memberReactor(1).ptr(), groupReactor(10).ptr(), joinedReactor(10, 1).ptr()}) {
+        EXPECT_EQ(callSlot<const Kel::Type*>(*reactor, 3),
+                  &Kel::PtrInterface::NotifieeConst::fwkType_);
+    }
 }
 
 TEST_F(VirtualTables, AreWhatACallBySlotGoesThrough) {

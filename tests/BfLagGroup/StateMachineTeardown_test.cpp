@@ -84,6 +84,23 @@ TEST_F(ZombiePass, OfTheStateMachineThatFailsLeavesItUnmarked) {
     EXPECT_FALSE(sm->kelMarkedForDeletion());
 }
 
+template <class Reactor, class Owner>
+bool isOnAfterThePass(Owner* owner) {
+    const typename Reactor::Ptr reactor = new Reactor(nullptr, owner); // with nothing to follow
+    reactor->hasNotificationActiveIs(true);
+    reactor->kelDoZombieReactors(true);
+    EXPECT_TRUE(reactor->kelMarkedForDeletion());
+    return reactor->hasNotificationActive();
+}
+
+TEST_F(ZombiePass, SwitchesMembersAndTheTopReactorOffOnlyWhenTheyFollowSomething) {
+    EXPECT_TRUE(isOnAfterThePass<Sm::KelActionProfile>(static_cast<Sm*>(nullptr)));
+    EXPECT_TRUE(isOnAfterThePass<Sm::KelLagGroupActionProfile>(static_cast<Sm*>(nullptr)));
+    EXPECT_FALSE(isOnAfterThePass<Sm::KelGroup>(static_cast<Sm*>(nullptr)));
+    EXPECT_FALSE(
+        isOnAfterThePass<Sm::KelGroup::KelGroupMember>(static_cast<Sm::KelGroup*>(nullptr)));
+}
+
 TEST_F(Teardown, DeletesTheMembersFromTheHardware) {
     for (U32 memberId : {1, 2, 3}) {
         haveEntry(memberId);

@@ -6,24 +6,12 @@ namespace sm_test {
 namespace {
 
 using BfTable::BfTableException;
-using KelProfile = Sm::KelLagGroupActionProfile;
 using testing::KilledBySignal;
 
 /// The state machine is not started: the model can be filled before.
 using StateMachineStart = StateMachineTest;
 using StateMachineStartDeathTest = StateMachineTest;
 using StateMachine = RunningStateMachineTest;
-
-/// The reactor that is registered on the profile; the agent finds the state machine through it.
-Kel::Ptr<KelProfile> topReactorOf(const LagGroupActionProfile& profile) {
-    Kel::Ptr<KelProfile> top;
-    profile.notifieeList()->forEach([&](Kel::PtrInterface::NotifieeConst& notifiee) {
-        if (auto* reactor = dynamic_cast<KelProfile*>(&notifiee)) {
-            top = reactor;
-        }
-    });
-    return top;
-}
 
 TEST_F(StateMachineStart, OverAnEmptyModelTouchesNothing) {
     start();
@@ -382,6 +370,29 @@ TEST_F(StateMachine, PassesTheNotificationSwitchOnWhenItChanges) {
     sm->hasNotificationActiveIs(true);
     EXPECT_TRUE(topReactorOf(*profile)->hasNotificationActive());
     EXPECT_TRUE(joinedReactor(10, 1)->hasNotificationActive());
+}
+
+TEST_F(StateMachine, SwitchesANewReactorOnWhateverItsOwnSwitch) {
+    haveEntry(1);
+    const auto lag = haveGroup(10);
+    sm->hasNotificationActiveIs(false);
+    EXPECT_TRUE(sm->actionProfileIs(entryOf(2, lagPort(5)))->hasNotificationActive());
+    EXPECT_TRUE(
+        groupReactor(10)->groupMemberIs(lag->memberIs(RuxMemberId(2)))->hasNotificationActive());
+    EXPECT_TRUE(
+        sm->groupIs(profile->groupIs(RuxGroupId(11), 8, 1, kSetLagPort))->hasNotificationActive());
+    EXPECT_FALSE(sm->hasNotificationActive());
+    EXPECT_FALSE(groupReactor(10)->hasNotificationActive());
+}
+
+TEST_F(StateMachine, WithAMarkedTopReactorIgnoresTheModel) {
+    const auto top = topReactorOf(*profile);
+    top->kelDoZombieReactors(true);
+    top->hasNotificationActiveIs(true);
+    addEntry(1, lagPort(5));
+    profile->groupIs(RuxGroupId(10), 8, 1, kSetLagPort);
+    EXPECT_THAT(journal.take(), IsEmpty());
+    EXPECT_EQ(sm->actionProfile().size() + sm->group().size(), 0u);
 }
 
 TEST_F(StateMachine, KeepsTheModelAliveUntilItLetsGo) {

@@ -39,6 +39,16 @@ TEST_F(TableDeathTest, WritingAnEntryWithoutMatchIsFatalBeforeAnythingElse) {
                  ending("", assertion("entry.match() != __null", kEntryIs)));
 }
 
+TEST_F(TableDeathTest, WritingIsTracedBeforeItsMatchIsLookedAt) {
+    EXPECT_DEATH(
+        {
+            Kel::traceLevelIs("BfLagGroup", 9);
+            write(nullptr, toMember(1));
+        },
+        "^[^\n]+ entryIs " + test_support::escaped(kEntryIs) + "\n" +
+            assertion("entry.match() != __null", kEntryIs) + "$");
+}
+
 TEST_F(TableDeathTest, AddingToAMemberWithoutHandleIsFatalAfterStatusAndKey) {
     EXPECT_DEATH(write(m, toMember(3)),
                  ending("initStatus(m)\nalloc(m, false)\n", assertion("mbr_hdl", kEntryIs)));

@@ -291,5 +291,14 @@ TEST_F(TableDefaultMatchSpec, IsAnnouncedWhenItComesAndGoesAndOnlyThen) {
     EXPECT_THAT(follower.take(), ElementsAre(Notice{262, std::nullopt}));
 }
 
+TEST_F(TableDefaultMatchSpec, WhenThereIsNoneIsNotTheNullMatchOfAStaleRecord) {
+    handles().entryIs(nullptr, RuxSdkEntryHandle(77)); // as a restart leaves it
+    table->defaultMatchSpecDel();
+    forget();
+    table->entryDel(nullptr);
+    EXPECT_THAT(pd.calls(), ElementsAre(pdLine("table_delete", "entry=77")));
+    EXPECT_EQ(handles().entry().size(), 0u);
+}
+
 } // namespace
 } // namespace table_test

@@ -107,6 +107,16 @@ TEST_F(TableHelper, RefreshingAnnouncesTheHandleBeforeTheSession) {
     EXPECT_THAT(follower.take(), ElementsAre(Notice{258, std::nullopt}, Notice{259, std::nullopt}));
 }
 
+TEST_F(TableHelper, ReplacingDetachesTheOldObjectAfterItIsRefreshed) {
+    const Kel::Ptr<Kel::Entity> parent = new Kel::Entity("agent");
+    const auto pdLib = helper->pdLibIs("libpd.so", library, 7);
+    pdLib->parentIs(parent);
+    test_support::Follower follower(*pdLib);
+    helper->pdLibIs("libpd2.so", otherLibrary, 8);
+    EXPECT_THAT(follower.take(), ElementsAre(Notice{258, std::nullopt}, Notice{259, std::nullopt},
+                                             Notice{138, std::nullopt}));
+}
+
 TEST_F(TableHelper, AReplacedPdInterfaceIsReleased) {
     LiveObjects aroundReplacement;
     helper->pdLibIs("libpd.so", library, 7);
@@ -366,6 +376,14 @@ TEST_F(TableEnd, ReleasesDefaultMatchSpecStatusManagerKeyManagerAndHelperInThisO
     const std::string left =
         " BfPdLagGroupIntf LagGroupTable LagGroupTableHandles LagGroupTableHelper";
     EXPECT_THAT(journal.lines(), ElementsAre("statusManager" + left, "glimtKeyManager" + left));
+}
+
+TEST_F(TableEnd, AnnouncesThatTheDefaultMatchSpecGoes) {
+    auto table = makeTable();
+    test_support::Follower follower(*table);
+    table = nullptr;
+    EXPECT_THAT(follower.notices(), ElementsAre(Notice{262, std::nullopt}));
+    EXPECT_EQ(follower.notifier(), nullptr);
 }
 
 TEST_F(TableEnd, RemovesNothingFromTheChip) {

@@ -1,4 +1,8 @@
 // Reading match entries back from the chip, and what the table traces.
+#include <unistd.h>
+
+#include <cstdlib>
+
 #include "tests/BfLagGroup/TableWorld.h"
 #include "tests/support/StatusMatrix.h"
 #include "tests/support/TraceLines.h"
@@ -95,6 +99,15 @@ TEST_F(TableRead, OfTwoIdsWithOneHandleTheFirstInTheMapIsTaken) {
     }
     pd.entryReadsAs(1234, {{5, 255}, 10, true, false, 101, 0});
     EXPECT_EQ(read(1234).memberOrGroup(), toMember(first));
+}
+
+TEST_F(TableRead, AHandleOfZeroIsNobodys) {
+    handles().memberIs(RuxMemberId(3), RuxSdkMemberHandle(0));
+    handles().groupIs(RuxGroupId(30), RuxSdkGroupHandle(0));
+    for (const bool isMember : {true, false}) {
+        pd.entryReadsAs(1234, {{5, 255}, 10, isMember, !isMember, 0, 0});
+        EXPECT_EQ(read(1234).memberOrGroup(), LagGroupMemberOrGroupOrNone()) << isMember;
+    }
 }
 
 TEST_F(TableRead, TheDefaultEntryIsReadByItsHandleToo) {
@@ -201,6 +214,19 @@ TEST_F(TableTrace, BelowLevelEightTheTableIsSilent) {
     table->entry(m);
     table->entryDel(m);
     EXPECT_THAT(trace.texts(), IsEmpty());
+}
+
+TEST(TableTraceDeathTest, IsOffInANewProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    unsetenv("KEL_TRACE");
+    EXPECT_EXIT(
+        {
+            TableWorld world;
+            world.write(world.m, toMember(1));
+            world.table->entry(world.m);
+            _exit(0);
+        },
+        testing::ExitedWithCode(0), "^$");
 }
 
 } // namespace

@@ -112,6 +112,13 @@ TEST_F(EntityTree, SettingTheSameParentAgainKeepsThePlaceAndTakesTheAttribute) {
     EXPECT_THAT(childrenOf(*root_), ElementsAre("other[10]", "group[11]"));
 }
 
+TEST_F(EntityTree, BeingGivenItsOwnParentAgainChangesNothing) {
+    makeTree();
+    member_->parentIs(group_);
+    EXPECT_EQ(member_->parentAttrName(), "member");
+    EXPECT_EQ(member_->fullName(), "lagGroup/group[10]/member[3]");
+}
+
 TEST_F(EntityTree, ADyingParentDetachesItsChildren) {
     makeTree();
     const Node::Ptr second = new Node("4");

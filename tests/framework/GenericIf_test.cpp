@@ -184,6 +184,31 @@ TEST_F(TypedAttributes, AKeyThatCannotBeHashedIsRefused) {
         "Test::Node.entity wants a Kel::Name, not a U32");
 }
 
+template <class Object>
+concept CanBeWritten = requires(Object&& object) {
+    Kel::attributeIs(std::forward<Object>(object), "colour", Kel::U16{7});
+};
+template <class Object>
+concept CanBeDeletedFrom = requires(Object&& object) {
+    Kel::attributeDel(std::forward<Object>(object), "shade");
+};
+template <class Object>
+constexpr bool kIsReadOnly = !CanBeWritten<Object> && !CanBeDeletedFrom<Object>;
+
+static_assert(CanBeWritten<Lamp&> && CanBeDeletedFrom<Lamp&>);
+static_assert(CanBeWritten<Lamp::Ptr&> && CanBeDeletedFrom<Lamp::Ptr>);
+static_assert(CanBeWritten<const Lamp::Ptr&>, "the pointer is const, not the lamp");
+static_assert(CanBeWritten<Point&>);
+static_assert(kIsReadOnly<const Lamp&> && kIsReadOnly<const Point&>);
+static_assert(kIsReadOnly<Lamp::PtrConst&> && kIsReadOnly<const Lamp::PtrConst&>);
+
+TEST_F(TypedAttributes, OfWhatIsConstCanBeRead) {
+    const Lamp::PtrConst lamp = lamp_;
+    const Point point{1, 2};
+    EXPECT_EQ(Kel::attribute<Kel::U32>(lamp, "serial"), Kel::attribute<Kel::U32>(*lamp, "serial"));
+    EXPECT_EQ(Kel::attribute<Kel::U32>(point, "y"), 2u);
+}
+
 TEST_F(TypedAttributes, ANullPointerHasNoAttributes) {
     lamp_ = nullptr;
     EXPECT_EQ(messageOf<Kel::MutatorArgNullPointerException>(
@@ -296,6 +321,63 @@ TEST(RawOperation, AnAttributeOfAnotherIdIsUnknownAndACountedClassHasNoValueCode
     const auto genericIf = Lamp::fwkType_.genericIf;
     EXPECT_EQ(genericIf(object, &result, &strange, Kel::Operation::read, nullptr), 2);
     EXPECT_EQ(genericIf(object, &result, nullptr, Kel::Operation::isDefault, nullptr), 2);
+}
+
+/// A class whose attributes have the lamp's ids, but other types.
+class Kettle : public Kel::Object<Kettle, Kel::PtrInterface> {
+  public:
+    Kel::U32 litres = 0x01020304;
+    Kel::U32 watts = 0x05060708;
+    static const Kel::Type fwkType_;
+};
+struct KettleAttributes {
+    using Table = Kel::AttributeTable<Kettle, Kel::FieldRow<"litres", 130, &Kettle::litres>,
+                                      Kel::FieldRow<"watts", 132, &Kettle::watts>>;
+};
+constinit const Kel::Type Kettle::fwkType_ =
+    KettleAttributes::Table::objectType("Test::Kettle", Kel::PtrInterface::fwkType_);
+
+TEST(RawOperation, AnAttributeOfAnotherClassIsUnknownThoughItsIdIsNot) {
+    const Kel::Ptr<Kettle> kettle = new Kettle;
+    const auto read = [&](const Kel::Attribute* attribute, void* result) {
+        return Kettle::fwkType_.genericIf(static_cast<Kel::PtrInterface*>(kettle.ptr()), result,
+                                          attribute, Kel::Operation::read, nullptr);
+    };
+    Kel::U16 colour[2] = {7, 7};
+    EXPECT_EQ(read(Lamp::fwkType_.attribute(132), colour), 2);
+    EXPECT_THAT(colour, testing::ElementsAre(7, 7));
+    Kel::U32 litres = 0;
+    EXPECT_EQ(read(Lamp::fwkType_.attribute(130), &litres), 2) << "of the same type";
+    EXPECT_EQ(read(Kettle::fwkType_.attribute(130), &litres), 0);
+    EXPECT_EQ(litres, 0x01020304u);
+}
+
+/// A class that has one of its base's attributes again, and one under the same id but another type.
+class Beacon : public Kel::Object<Beacon, Lamp> {
+  public:
+    Kel::U32 range = 9;
+    static const Kel::Type fwkType_;
+};
+struct BeaconAttributes {
+    using Table = Kel::AttributeTable<Beacon, Kel::ScalarRow<"serial", 130, &Beacon::serial>,
+                                      Kel::FieldRow<"range", 132, &Beacon::range>>;
+};
+constinit const Kel::Type Beacon::fwkType_ =
+    BeaconAttributes::Table::objectType("Test::Beacon", Lamp::fwkType_);
+
+TEST(RawOperation, AnAttributeOfABaseIsKnownWhereItHasTheSameType) {
+    const Kel::Ptr<Beacon> beacon = new Beacon;
+    const auto read = [&](Kel::AttributeId id, void* result) {
+        return Beacon::fwkType_.genericIf(static_cast<Kel::PtrInterface*>(beacon.ptr()), result,
+                                          Lamp::fwkType_.attribute(id), Kel::Operation::read,
+                                          nullptr);
+    };
+    Kel::U32 serial = 1;
+    EXPECT_EQ(read(130, &serial), 0);
+    EXPECT_EQ(serial, 0u);
+    Kel::U16 colour[2] = {7, 7};
+    EXPECT_EQ(read(132, colour), 2);
+    EXPECT_THAT(colour, testing::ElementsAre(7, 7));
 }
 
 TEST(RawOperation, AValueIsComparedWithTheDefaultAndWithAnother) {

@@ -68,6 +68,9 @@ class HashMapChecker<HashMap<T, Key, Seed, Allocator>> {
 template <class Map>
 class HashMap2018Checker {
   public:
+    /// An array as the collection makes it when it grows.
+    static void makeTable(U32 homesLog2, U32 slack) { Map::Table::make(homesLog2, slack); }
+
     static const char* defectOf(const Map& map) {
         const auto& table = map.table_;
         if (table.capacity == 0) {

@@ -1,5 +1,8 @@
 /// What only one kind of keyed collection does.
 
+#include <algorithm>
+#include <functional>
+#include <unordered_map>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -19,6 +22,45 @@ using HandleMap = Kel::HashMap2018<Kel::HashMap2018NodeExternKey<Id, U32>, 18015
 
 ElementPtr make(U32 n) {
     return new Element(Id(n));
+}
+
+/// Keys that do not follow from their hash.
+template <class Kind>
+class CollidingKeys : public testing::Test {};
+using KindsOfSuchKeys =
+    testing::Types<Bucketed<U64>, Bucketed<Kel::Name>, OpenInternal<U64>, OpenExternal<U64>>;
+TYPED_TEST_SUITE(CollidingKeys, KindsOfSuchKeys);
+
+/// Two keys of the same hash.
+template <class Key>
+std::pair<Key, Key> collision(U32 seed) {
+    std::unordered_map<U32, U32> numberOfHash;
+    for (U32 n = 0;; ++n) {
+        const auto [before, isNew] = numberOfHash.emplace(Kel::keyHash(keyOf<Key>(n), seed), n);
+        if (!isNew) {
+            return {keyOf<Key>(before->second), keyOf<Key>(n)};
+        }
+    }
+}
+
+TYPED_TEST(CollidingKeys, areToldApartByTheKeyItself) {
+    using Key = typename TypeParam::Key;
+    using Kept = typename TypeParam::Element;
+    const auto [low, high] = collision<Key>(TypeParam::Map::kSeed);
+    for (const auto& [a, b] : {std::pair<Key, Key>(low, high), std::pair<Key, Key>(high, low)}) {
+        typename TypeParam::Map map;
+        const Kel::Ptr<Kept> first = new Kept(a);
+        const Kel::Ptr<Kept> second = new Kept(b);
+        TypeParam::add(map, first);
+        EXPECT_EQ(TypeParam::find(map, b), nullptr);
+        EXPECT_FALSE(TypeParam::remove(map, b));
+        TypeParam::add(map, second);
+        EXPECT_EQ(TypeParam::find(map, a), first.ptr());
+        EXPECT_EQ(TypeParam::find(map, b), second.ptr());
+        EXPECT_EQ(TypeParam::remove(map, b), second);
+        EXPECT_EQ(TypeParam::find(map, b), nullptr);
+        EXPECT_EQ(TypeParam::find(map, a), first.ptr());
+    }
 }
 
 TEST(HashMap, ofOneBucketPutsEveryKeyInBucketZero) {
@@ -76,6 +118,25 @@ TEST(HashMap, itsIteratorYieldsAPlainPointer) {
         const Kel::Ptr<Element> keep = element;
         EXPECT_EQ(keep->kelReferenceCount(), 2u);
     }
+}
+
+TEST(HashMap, visitsAnIdOnceThoughItIsMadeAgainFurtherBack) {
+    std::vector<ElementPtr> ones;
+    for (int i = 0; i < 10; ++i) {
+        ones.push_back(make(1));
+    }
+    std::ranges::sort(ones, std::less<>(), &ElementPtr::ptr);
+    BucketMap map;
+    map.newMember(ones[0]);
+    std::size_t deletions = 0;
+    map.memberDelAll([&](const Id& id) {
+        map.deleteMember(id);
+        if (++deletions < ones.size()) {
+            map.newMember(ones[deletions]);
+        }
+    });
+    EXPECT_EQ(deletions, 1u);
+    EXPECT_EQ(map.lookup(Id(1)), ones[1].ptr());
 }
 
 TEST(HashMapDeathTest, refusesASecondElementOfTheSameKey) {
@@ -218,6 +279,93 @@ TEST(HashMap2018, takesEightBytesForAHandleUnderAnId) {
     EXPECT_EQ(sizeof(HandleMap::Node), 8u);
     EXPECT_EQ(sizeof(EntryMap::Node), 16u);
     EXPECT_EQ(sizeof(PointerMap::Node), 16u);
+}
+
+TEST(HashMap2018, deletesAKeyOnceThoughItIsMadeAgain) {
+    HandleMap map;
+    for (U32 n = 0; n < 20; ++n) {
+        map.memberIs(Id(n), n);
+    }
+    U32 deletions = 0;
+    map.memberDelAll([&](const Id& id) {
+        map.deleteMemberG(id);
+        if (++deletions < 100) {
+            map.memberIs(id, 7);
+        }
+    });
+    EXPECT_EQ(deletions, 20u);
+    EXPECT_EQ(map.size(), 20u);
+}
+
+template <class Map>
+std::vector<typename Map::Key> walkByKeys(Map& map, bool deletes) {
+    std::vector<typename Map::Key> keys;
+    for (const auto* node = map.begin().currNodeMaybeStale(); node;
+         node = map.findNextG(keys.back())) {
+        keys.push_back(node->fwkKey());
+        if (deletes) {
+            map.deleteMemberG(keys.back());
+        }
+    }
+    return keys;
+}
+
+TEST(HashMap2018, isWalkedByKeysTooAlsoWhileTheyAreDeleted) {
+    using WordMap = Kel::HashMap2018<Kel::HashMap2018NodeExternKey<U64, U32>, 95370541u>;
+    HandleMap ids;
+    WordMap words;
+    EXPECT_EQ(ids.findNextG(Id(7)), nullptr);
+    for (U32 n = 0; n < 300; ++n) {
+        ids.memberIs(Id(n), n);
+        words.memberIs(n, n);
+    }
+    std::vector<Id> idsInOrder;
+    for (auto& node : ids) {
+        idsInOrder.push_back(node.key());
+    }
+    std::vector<U64> wordsInOrder;
+    for (auto& node : words) {
+        wordsInOrder.push_back(node.key());
+    }
+    EXPECT_EQ(walkByKeys(ids, false), idsInOrder);
+    EXPECT_EQ(walkByKeys(ids, true), idsInOrder);
+    EXPECT_TRUE(ids.empty());
+    EXPECT_EQ(walkByKeys(words, false), wordsInOrder);
+    EXPECT_EQ(walkByKeys(words, true), wordsInOrder);
+    EXPECT_TRUE(words.empty());
+}
+
+/// Gives no memory for the bits, and remembers how many words of them were wanted.
+template <class T>
+struct BitCountingAllocator {
+    using value_type = T;
+
+    BitCountingAllocator() = default;
+    template <class U>
+    explicit BitCountingAllocator(const BitCountingAllocator<U>&) {}
+
+    T* allocate(std::size_t count) {
+        if constexpr (std::is_same_v<T, U64>) {
+            wordsWanted = count;
+            throw std::bad_alloc();
+        }
+        return nullptr; // of the nodes, which are not made before there are bits
+    }
+    void deallocate(T*, std::size_t) {}
+
+    inline static std::size_t wordsWanted = 0;
+};
+
+TEST(HashMap2018, countsTheBitsOfItsLargestArray) {
+    using Node = Kel::HashMap2018NodeExternKey<Id, U32>;
+    using Map = Kel::HashMap2018<Node, 1801576338u, BitCountingAllocator<Node>>;
+    for (const U32 homesLog2 : {3u, 10u, 28u, 29u}) {
+        const std::size_t homes = std::size_t{1} << homesLog2;
+        EXPECT_THROW(Kel::HashMap2018Checker<Map>::makeTable(homesLog2, 64), std::bad_alloc);
+        // One bit for each slot, and eight for each home.
+        EXPECT_EQ(BitCountingAllocator<U64>::wordsWanted, (homes + 64 + 63) / 64 + homes / 8)
+            << homesLog2;
+    }
 }
 
 TEST(HashMap2018, itsIteratorKnowsWhetherItsNodeIsStillThere) {

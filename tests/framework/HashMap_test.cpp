@@ -294,6 +294,15 @@ TYPED_TEST(KeyedCollection, emptyAllBucketsReleasesEverythingAndLeavesAUsableCol
     this->expectSound(map);
 }
 
+TYPED_TEST(KeyedCollection, memberDelAllWithoutACallbackReleasesEverything) {
+    typename TestFixture::Map map;
+    this->fill(map, 300);
+    map._memberDelAll();
+    EXPECT_TRUE(map.empty());
+    EXPECT_EQ(TestFixture::Element::live, 0);
+    this->expectSound(map);
+}
+
 TYPED_TEST(KeyedCollection, isConsistentForDestructorsThatRunWhileItIsEmptied) {
     typename TestFixture::Map map;
     this->fill(map, 40);

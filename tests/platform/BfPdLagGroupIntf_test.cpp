@@ -166,6 +166,15 @@ TEST_F(PdInterface, SettingTheHandleResolvesAnewAndAMissingOperationIsTracedAgai
     EXPECT_EQ(bound(*intf), Bound(1, "p4_pd_velmor_switch_lagPortActionProfile_del_member"));
 }
 
+TEST_F(PdInterface, SettingTheSameHandleAfterAReloadResolvesAnewToo) {
+    const Intf intf = new BfPdLagGroupIntf("pd", library(), 0);
+    auto& operation = intf->p4_pd_velmor_switch_lagGroup_table_delete;
+    operation.functionIs(nullptr); // bound to what is no longer there
+    intf->dlHandleIs(library());
+    EXPECT_TRUE(operation.isBound());
+    EXPECT_EQ(operation(7u, 3, 42u), 0u);
+}
+
 TEST_F(PdInterface, ItsAttributesAreServedGenerically) {
     const Intf intf = new BfPdLagGroupIntf("pd", nullptr, 5);
     const Kel::Type& type = *intf->fwkType();

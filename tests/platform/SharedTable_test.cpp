@@ -5,6 +5,7 @@
 
 #include "platform/Glimt/MbbVantof.h"
 #include "platform/MbbGlimtKey/InProcessTable.h"
+#include "platform/Pello/StateException.h"
 
 namespace {
 
@@ -111,6 +112,20 @@ TEST_F(SharedTable, AReaderOfItsOwnMeetsTheCorruptionAsAnException) {
         EXPECT_EQ(e.id(), 64u);
     }
     EXPECT_EQ(table_.corruptions(), 0u) << "reporting is the reader's";
+}
+
+TEST_F(SharedTable, StateThatCannotBeUsedIsNoCorruption) {
+    struct Unusable : Table {
+        bool advance(Glimt::IterHint&, EntryConfig&) const override {
+            throw Pello::StateException("/state/entries", "not this user's");
+        }
+    } unusable;
+    unusable.recordIs({1, RuxTable::RuxSdkEntryHandle(1001)});
+    int visits = 0;
+    EXPECT_THROW(Glimt::walk<EntryConfig>(unusable, [&](const EntryConfig&) { ++visits; }),
+                 Pello::StateException);
+    EXPECT_EQ(visits, 1);
+    EXPECT_EQ(unusable.corruptions(), 0u);
 }
 
 TEST_F(SharedTable, WhatTheVisitorThrowsPassesAndIsNotReported) {
