@@ -32,7 +32,9 @@ void sayNo(int socket, const std::string& why) {
 Server::Server(std::string control, const Log& log)
     : log_(log), terminate_(loop_.onSignal(SIGTERM, [this](auto) { stop("SIGTERM", 0); })),
       interrupt_(loop_.onSignal(SIGINT, [this](auto) { stop("SIGINT", 0); })),
-      control_(std::move(control)) {
+      control_(std::move(control)),
+      retry_(loop_.onTime([this](auto) { listener_.enabledIs(true); })),
+      grace_(loop_.onTime([this](auto) { loop_.exit(status_); })) {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGHUP, SIG_IGN);
 }
@@ -53,11 +55,11 @@ void Server::stop(const std::string& reason, int status) {
     status_ = status;
     log_.write(LogLevel::info, "stop", {{"reason", reason}});
     sd_notify(0, "STOPPING=1\nSTATUS=Stopping");
+    retry_.enabledIs(false);
     listener_ = {};
-    retry_ = {};
     control_.close();
     waiting_.clear();
-    grace_ = loop_.onTime(kGrace, [this](auto) { loop_.exit(status_); });
+    grace_.startIn(kGrace);
     for (auto at = clients_.begin(); at != clients_.end();) {
         Client& client = *(at++)->second; // settling may drop it
         client.connection.endInput();
@@ -99,7 +101,7 @@ void Server::pauseAccepting(int error) {
     }
     log_.write(LogLevel::error, "cannot-accept", {{"message", std::strerror(error)}});
     listener_.enabledIs(false);
-    retry_ = loop_.onTime(kAcceptPause, [this](auto) { listener_.enabledIs(true); });
+    retry_.startIn(kAcceptPause);
 }
 
 std::string Server::objection(const Peer& peer) const {

@@ -78,13 +78,13 @@ class Server {
     EventSource terminate_;
     EventSource interrupt_;
     ControlSocket control_;
+    EventSource retry_;
+    EventSource grace_;
     MakeRunner makeRunner_;
     Obstacle obstacle_;
 
     EventSource listener_;
-    EventSource retry_;
     EventSource turn_;
-    EventSource grace_;
 
     std::map<std::uint64_t, std::unique_ptr<Client>> clients_;
     std::uint64_t latestClient_ = 0;

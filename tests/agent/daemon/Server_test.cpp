@@ -11,6 +11,7 @@
 #include "agent/daemon/Wire.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
+#include "tests/agent/daemon/FewDescriptors.h"
 
 namespace LagAgent {
 namespace {
@@ -24,7 +25,19 @@ struct Shared {
     int gate = -1; // 'gate' waits until there is a byte
     bool isNextRefused = false;
     std::string obstacle{};
+    std::vector<Pello::FileDescriptor> descriptors{};
 };
+
+/// All descriptors that the process may have.
+std::vector<Pello::FileDescriptor> allDescriptors() {
+    const rlimit few{64, 64};
+    ::setrlimit(RLIMIT_NOFILE, &few);
+    std::vector<Pello::FileDescriptor> all;
+    do {
+        all.emplace_back(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
+    } while (all.back());
+    return all;
+}
 
 /// Commands with which a test can see and steer what the server does.
 class FakeRunner final : public CommandRunner {
@@ -56,6 +69,10 @@ class FakeRunner final : public CommandRunner {
         } else if (word == "obstacle") {
             shared_.obstacle = joined(words);
             outcome.error = Error{ErrorKind::storage, "not kept"};
+        } else if (word == "hoard") {
+            shared_.descriptors = allDescriptors();
+        } else if (word == "release") {
+            shared_.descriptors.clear();
         } else if (word == "throw") {
             throw std::runtime_error("thrown");
         }
@@ -292,6 +309,25 @@ TEST_F(ServerTest, ThereAreSoManyClientsAndNoMore) {
         isGreeted = Client(daemon.control()).hears().contains("hello");
     }
     EXPECT_TRUE(isGreeted);
+}
+
+TEST_F(ServerTest, ClientThatComesWhenDescriptorsHaveRunOutIsServedWhenThereAreSome) {
+    if (!kCanRunOutOfDescriptors) {
+        GTEST_SKIP() << "the sanitizer needs descriptors itself";
+    }
+    auto one = client();
+    one.textOf("hoard");
+    Client late(daemon.control());
+    for (int i = 0; i < 10'000 && daemon.log().find("event=cannot-accept") == std::string::npos;
+         ++i) {
+        EXPECT_NE("", one.textOf("command"));
+    }
+    EXPECT_THAT(daemon.log(), HasSubstr("level=error event=cannot-accept message=\"Too many open "
+                                        "files\"\n"));
+    one.textOf("release");
+    EXPECT_EQ("lag-agent", late.hears()["hello"]);
+    EXPECT_EQ("1", late.textOf("lines"));
+    EXPECT_EQ(0, daemon.stop());
 }
 
 TEST_F(ServerTest, AnotherUserIsTurnedAway) {
