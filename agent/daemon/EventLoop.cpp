@@ -109,6 +109,7 @@ EventSource EventLoop::onTurn(EventSource::Handler handler) {
 }
 
 int EventLoop::run() {
+    checked(sd_event_set_watchdog(event_.get(), 1), "cannot feed the watchdog");
     const int status = checked(sd_event_loop(event_.get()), "the event loop failed");
     if (failure_) {
         std::rethrow_exception(std::exchange(failure_, nullptr));

@@ -1,5 +1,6 @@
 #include "agent/daemon/Server.h"
 
+#include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <systemd/sd-daemon.h>
@@ -77,8 +78,10 @@ void Server::exitWhenDone() {
 // ---- Clients come and go -------------------------------------------------------------------
 
 void Server::accept() {
+    // One descriptor is left free: without it the watchdog would not be fed.
+    const Pello::FileDescriptor spare(::fcntl(control_.fd(), F_DUPFD_CLOEXEC, 0));
     Pello::FileDescriptor socket(
-        ::accept4(control_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        spare ? ::accept4(control_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK) : -1);
     if (!socket) {
         pauseAccepting(errno);
         return;

@@ -36,7 +36,7 @@ TEST_F(Serve, TellsTheManagerHowItStartsThatItIsReadyAndThatItStops) {
     for (const char* phase : {"taking the state directory", "loading the driver", "desired state",
                               "chip", "tables", "factories", "audit"}) {
         expected.push_back(std::string("STATUS=Starting: ") + phase +
-                           "\nEXTEND_TIMEOUT_USEC=30000000");
+                           "\nEXTEND_TIMEOUT_USEC=30000000\nWATCHDOG=1");
     }
     expected.push_back("READY=1\nSTATUS=Taking commands");
     EXPECT_EQ(expected, daemon.said);

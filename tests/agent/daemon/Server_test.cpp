@@ -315,8 +315,9 @@ TEST_F(ServerTest, ClientThatComesWhenDescriptorsHaveRunOutIsServedWhenThereAreS
     if (!kCanRunOutOfDescriptors) {
         GTEST_SKIP() << "the sanitizer needs descriptors itself";
     }
-    auto one = client();
+    auto one = client(), two = client();
     one.textOf("hoard");
+    two.hangUp(); // the one descriptor is not for clients
     Client late(daemon.control());
     for (int i = 0; i < 10'000 && daemon.log().find("event=cannot-accept") == std::string::npos;
          ++i) {
@@ -402,6 +403,20 @@ TEST_F(ServerTest, ClientThatNeverTakesItsAnswerDoesNotHoldUpTheEnd) {
     one.run("big 2000000");
     char byte;
     ASSERT_EQ(1, ::recv(one.fd(), &byte, 1, MSG_PEEK));
+    EXPECT_EQ(0, daemon.stop());
+}
+
+TEST(ServerWatchdog, IsFedByTheLoop) {
+    Daemon daemon;
+    daemon.start([&] {
+        ::mkdir(daemon.directory().c_str(), 0700);
+        ::setenv("WATCHDOG_USEC", "200000", 1);
+        const Log log(STDERR_FILENO, {});
+        return Server(daemon.control(), log).run([] { return nullptr; });
+    });
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ("WATCHDOG=1", daemon.manager.hears());
+    }
     EXPECT_EQ(0, daemon.stop());
 }
 
