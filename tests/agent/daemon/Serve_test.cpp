@@ -187,6 +187,23 @@ TEST_F(Serve, RefusedPdCallIsAWarning) {
                   "status=9 message="));
 }
 
+TEST_F(Serve, ReaderOfItsLogThatStopsDoesNotHoldItUp) {
+    int ends[2];
+    ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
+    const Pello::FileDescriptor reader(ends[0]), writer(ends[1]);
+    const std::string all(static_cast<std::size_t>(::fcntl(ends[0], F_GETPIPE_SZ)), '.');
+    ASSERT_EQ(static_cast<ssize_t>(all.size()), ::write(writer.get(), all.data(), all.size()));
+    const std::string directory = daemon.directory();
+    daemon.start([&] {
+        ::dup2(writer.get(), STDERR_FILENO);
+        return ::execl(LAG_AGENT, "lag-agent", "serve", "--state-dir", directory.c_str(), nullptr);
+    });
+    for (int i = 0; i < 1000; ++i) {
+        EXPECT_EQ("", client().textOf("nonsense"));
+    }
+    EXPECT_EQ(0, daemon.stop());
+}
+
 TEST_F(Serve, LogCanBeJson) {
     daemon.startProgram("--log-json");
     client().textOf("nonsense \"\n\u00ff\"");
