@@ -6,6 +6,7 @@
 #include "agent/Options.h"
 #include "agent/TerminalProgress.h"
 #include "agent/daemon/Serve.h"
+#include "programs/StandardStreams.h"
 
 using namespace LagAgent;
 
@@ -28,9 +29,7 @@ int run(const Options& options) {
     }
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     int exitCode = kExitGood;
     if (isServe(argc, argv)) {
         const auto options = readServeOptions(argc, argv, &exitCode);
@@ -38,4 +37,11 @@ int main(int argc, char** argv) {
     }
     const auto options = readOptions(argc, argv, &exitCode);
     return options ? run(*options) : exitCode;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Programs::occupyClosedStreams();
+    return Programs::finalStatus("lag-agent", run(argc, argv), kExitCommandFailed);
 }

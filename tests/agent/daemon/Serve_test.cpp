@@ -138,6 +138,20 @@ TEST_F(Serve, StartThatFailsIsStatusTwoAndALineOfTheLog) {
     }
 }
 
+TEST_F(Serve, ClosedStandardStreamsAreNotOtherFiles) {
+    daemon.startProgram("<&- >&- 2>&-");
+    EXPECT_EQ("", client().textOf("nonsense"));
+    EXPECT_EQ(0, daemon.stop());
+    int files = 0;
+    for (const auto& file : std::filesystem::directory_iterator(daemon.directory())) {
+        std::ostringstream text;
+        text << std::ifstream(file.path()).rdbuf();
+        EXPECT_THAT(text.str(), testing::Not(HasSubstr("event="))) << file.path();
+        ++files;
+    }
+    EXPECT_LT(1, files);
+}
+
 TEST_F(Serve, HelpSucceeds) {
     const auto run = runProgram("serve --help");
     EXPECT_EQ(0, run.status);
