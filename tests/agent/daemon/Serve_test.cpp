@@ -127,7 +127,8 @@ TEST_F(Serve, StartThatFailsIsStatusTwoAndALineOfTheLog) {
              {"--state-dir /nonexistent/state",
               "/nonexistent/state: cannot create the directory: No such file or directory"},
              {"--state-dir /dev/null", "/dev/null: refused: it is a link or no directory"},
-             {"--control /nonexistent/control" + directory, "/nonexistent/control.lock: No such"},
+             {"--control /nonexistent/control" + directory,
+              "/nonexistent/control.lock: cannot open it: No such"},
              {"--nonsense", "--nonsense"},
              {"--log-level loud", "--log-level"},
              {"a-file", "a-file"}}) {
