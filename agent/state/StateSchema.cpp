@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "agent/Errors.h"
+#include "agent/state/WalIndexRoom.h"
 #include "platform/Pello/StateException.h"
 
 namespace LagAgent {
@@ -238,6 +239,7 @@ void writeAheadIs(const SqliteConnection& database) {
 
 SqliteConnection openChecked(const std::string& path, const ChipScope& scope) {
     SqliteConnection database(path);
+    giveWalIndexRoom(database.get());
     // Closing a refused database must not write its log into it.
     database.optionIs(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, true);
     database.optionIs(SQLITE_DBCONFIG_DEFENSIVE, true);
