@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <string>
+#include <type_traits>
 
 #include "platform/Pello/FileDescriptor.h"
 
@@ -22,6 +23,8 @@ struct Methods {
     Pello::FileDescriptor index{};
     off_t allocated = 0;
 };
+
+static_assert(std::is_standard_layout_v<Methods>, "its address is that of its first part");
 
 Methods& methodsOf(sqlite3_file* file) {
     return *const_cast<Methods*>(reinterpret_cast<const Methods*>(file->pMethods));

@@ -31,16 +31,21 @@ class WalIndexRoomTest : public testing::Test {
     void freeIs(std::size_t bytes) const {
         const auto filler = place_.root() / "filler";
         std::filesystem::remove(filler);
-        ::sync(); // or the room of what was removed comes later
+        settle(); // or the room of what was removed comes later
         const auto free = std::filesystem::space(place_.root()).free;
         table_files::contentIs(filler, std::string(free > bytes ? free - bytes : 0, 'x'));
-        ::sync();
+        settle();
     }
 
     Place image_; // gone last
     Place place_;
 
   private:
+    void settle() const {
+        const Pello::FileDescriptor root(::open(place_.root().c_str(), O_RDONLY | O_CLOEXEC));
+        EXPECT_EQ(0, ::syncfs(root.get()));
+    }
+
     bool isMounted_ = false;
 };
 
