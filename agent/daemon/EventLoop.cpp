@@ -108,6 +108,13 @@ EventSource EventLoop::onTurn(EventSource::Handler handler) {
     });
 }
 
+EventSource EventLoop::afterEvents(EventSource::Handler handler) {
+    return made(std::move(handler), [&](sd_event_source** source, void* target) {
+        return sd_event_add_post(
+            event_.get(), source, [](sd_event_source*, void* t) { return dispatch(t, 0); }, target);
+    });
+}
+
 int EventLoop::run() {
     checked(sd_event_set_watchdog(event_.get(), 1), "cannot feed the watchdog");
     const int status = checked(sd_event_loop(event_.get()), "the event loop failed");

@@ -62,6 +62,9 @@ class EventLoop {
     /// Once, when all others had their turn that were due before this was made.
     EventSource onTurn(EventSource::Handler handler);
 
+    /// After each event that another source was for.
+    EventSource afterEvents(EventSource::Handler handler);
+
     /// Returns what `exit` was given. Feeds systemd's watchdog, if there is one, between handlers:
     /// a handler that never returns ends the process.
     int run();

@@ -76,12 +76,18 @@ void Log::write(LogLevel level, std::string_view event,
     if (level < options_.level) {
         return;
     }
-    if (dropped_ != 0 && put(line(LogLevel::warning, "log-dropped", {{"events", dropped_}}))) {
-        dropped_ = 0;
-    }
-    if (dropped_ != 0 || !put(line(level, event, fields))) {
+    if (!flush() || !put(line(level, event, fields))) {
         ++dropped_;
     }
+}
+
+bool Log::flush() const {
+    rest_.erase(0, file_.write(rest_));
+    if (rest_.empty() && dropped_ != 0 &&
+        put(line(LogLevel::warning, "log-dropped", {{"events", dropped_}}))) {
+        dropped_ = 0;
+    }
+    return rest_.empty() && dropped_ == 0;
 }
 
 std::string Log::line(LogLevel level, std::string_view event,
@@ -103,8 +109,7 @@ std::string Log::line(LogLevel level, std::string_view event,
 
 /// Writes the line as far as the file takes it; false when that is not at all.
 bool Log::put(std::string line) const {
-    rest_.erase(0, file_.write(rest_));
-    const std::size_t written = rest_.empty() ? file_.write(line) : 0;
+    const std::size_t written = file_.write(line);
     if (written != 0) {
         rest_ = line.substr(written);
     }

@@ -34,8 +34,8 @@ struct LogField {
  * terminal would act on, are escaped: whatever a client sends stays a value. Where the file is the
  * journal, a line begins with the journal's priority ("<6>") and the journal's own time serves.
  *
- * Nobody is waited for. An event that the file does not take is dropped, and the next one that it
- * takes comes behind one that says how many were:
+ * Nobody is waited for. An event that the file does not take is dropped, and as soon as it takes
+ * something it is told how many were:
  *
  *     ts=2026-11-21T11:12:19.480Z level=warning event=log-dropped events=17
  *
@@ -50,6 +50,9 @@ class Log {
 
     void write(LogLevel level, std::string_view event,
                std::initializer_list<LogField> fields = {}) const;
+
+    /// Writes what is due of earlier events; false when the file does not take it yet.
+    bool flush() const;
 
   private:
     std::string line(LogLevel level, std::string_view event,

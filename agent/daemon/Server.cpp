@@ -21,6 +21,7 @@ namespace {
 /// How long clients have to take their answers when the daemon stops.
 constexpr std::chrono::seconds kGrace(5);
 constexpr std::chrono::seconds kAcceptPause(1);
+constexpr std::chrono::seconds kLogPause(1);
 
 /// For somebody who is turned away instead of greeted. What the new socket has no room for is lost.
 void sayNo(int socket, const std::string& why) {
@@ -33,7 +34,8 @@ void sayNo(int socket, const std::string& why) {
 Server::Server(std::string control, const Log& log)
     : log_(log), terminate_(loop_.onSignal(SIGTERM, [this](auto) { stop("SIGTERM", 0); })),
       interrupt_(loop_.onSignal(SIGINT, [this](auto) { stop("SIGINT", 0); })),
-      control_(std::move(control)),
+      control_(std::move(control)), logRetry_(loop_.onTime([](auto) {})), // and then the check
+      logCheck_(loop_.afterEvents([this](auto) { checkLog(); })),
       retry_(loop_.onTime([this](auto) { listener_.enabledIs(true); })),
       grace_(loop_.onTime([this](auto) { loop_.exit(status_); })) {
     std::signal(SIGPIPE, SIG_IGN);
@@ -72,6 +74,13 @@ void Server::stop(const std::string& reason, int status) {
 void Server::exitWhenDone() {
     if (isStopping_ && clients_.empty()) {
         loop_.exit(status_);
+    }
+}
+
+/// A reader of the log who comes back is told what is missing, even if nothing happens any more.
+void Server::checkLog() {
+    if (!log_.flush()) {
+        logRetry_.startIn(kLogPause);
     }
 }
 

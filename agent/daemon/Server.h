@@ -72,12 +72,15 @@ class Server {
     void guarded(Client& client, Work work);
     void drop(Client& client);
     void exitWhenDone();
+    void checkLog();
 
     const Log& log_;
     EventLoop loop_;
     EventSource terminate_;
     EventSource interrupt_;
     ControlSocket control_;
+    EventSource logRetry_;
+    EventSource logCheck_;
     EventSource retry_;
     EventSource grace_;
     MakeRunner makeRunner_;

@@ -420,6 +420,35 @@ TEST(ServerWatchdog, IsFedByTheLoop) {
     EXPECT_EQ(0, daemon.stop());
 }
 
+TEST(ServerLog, SaysHowMuchIsMissingAsSoonAsItCan) {
+    int ends[2];
+    ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
+    const Pello::FileDescriptor reader(ends[0]), writer(ends[1]);
+    Daemon daemon;
+    daemon.start([&] {
+        ::mkdir(daemon.directory().c_str(), 0700);
+        const Log log(writer.get(), {});
+        return Server(daemon.control(), log).run([]() -> std::unique_ptr<CommandRunner> {
+            throw std::runtime_error("no script");
+        });
+    });
+    const auto come = [&] { EXPECT_TRUE(Client(daemon.control()).hears().contains("error")); };
+    for (int i = 0; i < 2000; ++i) {
+        come();
+    }
+    std::string text;
+    pollfd waiting{reader.get(), POLLIN, 0};
+    while (text.find("event=log-dropped events=") == std::string::npos &&
+           ::poll(&waiting, 1, 60'000) == 1) {
+        char buffer[1 << 16];
+        const ssize_t size = ::read(reader.get(), buffer, sizeof buffer);
+        ASSERT_LT(0, size);
+        text.append(buffer, static_cast<std::size_t>(size));
+    }
+    EXPECT_THAT(text, testing::ContainsRegex("level=warning event=log-dropped events=[0-9]+\n"));
+    EXPECT_EQ(0, daemon.stop());
+}
+
 TEST_F(ServerTest, HangUpOfATerminalIsNothing) {
     daemon.signal(SIGHUP);
     daemon.signal(SIGPIPE);
