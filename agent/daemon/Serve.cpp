@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <csignal>
+
 #include "agent/daemon/AgentRunner.h"
 #include "agent/daemon/Server.h"
 #include "agent/daemon/StartProgress.h"
@@ -51,6 +53,7 @@ std::string obstacleOf(const Agent& agent) {
 } // namespace
 
 int serve(const ServeOptions& options) {
+    std::signal(SIGPIPE, SIG_IGN); // of the log, as of clients
     const Log log(STDERR_FILENO, options.log);
     int failed = kExitNotStarted;
     try {

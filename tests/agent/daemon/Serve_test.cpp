@@ -219,6 +219,20 @@ TEST_F(Serve, ReaderOfItsLogThatStopsDoesNotHoldItUp) {
     EXPECT_EQ(0, daemon.stop());
 }
 
+TEST_F(Serve, ReaderOfItsLogThatIsGoneDoesNotEndIt) {
+    int ends[2];
+    ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
+    ::close(ends[0]);
+    const Pello::FileDescriptor writer(ends[1]);
+    const std::string directory = daemon.directory();
+    daemon.start([&] {
+        ::dup2(writer.get(), STDERR_FILENO);
+        return ::execl(LAG_AGENT, "lag-agent", "serve", "--state-dir", directory.c_str(), nullptr);
+    });
+    EXPECT_EQ("", client().textOf("nonsense"));
+    EXPECT_EQ(0, daemon.stop());
+}
+
 TEST_F(Serve, LogCanBeJson) {
     daemon.startProgram("--log-json");
     client().textOf("nonsense \"\n\u00ff\"");
