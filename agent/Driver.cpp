@@ -8,6 +8,7 @@ namespace LagAgent {
 
 using BfLagGroup::LagGroupActionProfile;
 using BfLagGroup::LagGroupActionProfileSm;
+using BfLagGroup::LagGroupMatchSpec;
 
 namespace {
 
@@ -23,6 +24,13 @@ LagGroupActionProfileSm* stateMachineOf(const LagGroupActionProfile& profile) {
     return found;
 }
 
+/// The driver has no entry of that match spec in the chip.
+bool isGone(const RuxTable::MatchSpecBase::PtrConst& match,
+            const BfLagGroup::LagGroupTableHandles& handles) {
+    const auto* spec = match ? dynamic_cast<const LagGroupMatchSpec*>(&*match) : nullptr;
+    return spec && handles.entry(LagGroupMatchSpec::PtrConst(spec)).value() == 0;
+}
+
 } // namespace
 
 Driver::Driver(const PdLibrary& library, const Target& target, const KeyManagerPtr& keys)
@@ -34,6 +42,13 @@ Driver::Driver(const PdLibrary& library, const Target& target, const KeyManagerP
         throw CommandError(ErrorKind::start, "no state machine follows the action profile");
     }
     Kel::attributeIs(sm_, "sessionHandle", Kel::U32{library_.session()});
+    const LagGroupActionProfile* const profile = &*profile_;
+    const auto* const entryHandles = &handles();
+    status_->whatIsGoneIs(
+        [entryHandles](const auto& match) { return isGone(match, *entryHandles); },
+        [profile](RuxTable::RuxMemberId id) { return !profile->entry(id); },
+        [profile](RuxTable::RuxGroupId id) { return !profile->group(id); });
+    asking_.reset(&*status_);
 }
 
 void Driver::chipMemberDel(std::uint32_t member) const {

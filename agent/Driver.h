@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "BfLagGroup/Factories.h"
 #include "BfLagGroup/LagGroupActionProfileSm.h"
 #include "agent/PdLibrary.h"
@@ -23,9 +25,7 @@ class Driver {
     BfLagGroup::LagGroupTable& table() const noexcept { return *table_; }
     BfLagGroup::LagGroupActionProfile& profile() const noexcept { return *profile_; }
     const BfLagGroup::LagGroupActionProfileSm& stateMachine() const noexcept { return *sm_; }
-    const RuxTableStatusManager::InProcessStatusManager& status() const noexcept {
-        return *status_;
-    }
+    RuxTableStatusManager::InProcessStatusManager& status() const noexcept { return *status_; }
 
     const BfLagGroup::LagGroupTableHelper& helper() const noexcept { return *table_->helper(); }
     BfLagGroup::LagGroupTableHandles& handles() const { return helper().requiredHandles(); }
@@ -38,11 +38,18 @@ class Driver {
     void chipGroupDel(std::uint32_t group) const;
 
   private:
+    using StatusManager = RuxTableStatusManager::InProcessStatusManager;
+    struct StopAsking {
+        void operator()(StatusManager* status) const { status->whatIsGoneIs({}, {}, {}); }
+    };
+
     const PdLibrary& library_;
-    RuxTableStatusManager::InProcessStatusManager::Ptr status_;
+    StatusManager::Ptr status_;
     BfLagGroup::LagGroupTable::Ptr table_;
     BfLagGroup::LagGroupActionProfile::Ptr profile_;
     BfLagGroup::LagGroupActionProfileSm::Ptr sm_;
+    /// The status manager as long as it asks the others what is gone: no longer than they live.
+    std::unique_ptr<StatusManager, StopAsking> asking_;
 };
 
 } // namespace LagAgent

@@ -7,6 +7,7 @@
 #include "agent/TerminalProgress.h"
 #include "agent/daemon/Restore.h"
 #include "agent/daemon/Serve.h"
+#include "programs/StandardStreams.h"
 
 using namespace LagAgent;
 
@@ -29,9 +30,7 @@ int run(const Options& options) {
     }
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     int exitCode = kExitGood;
     if (isServe(argc, argv)) {
         const auto options = readServeOptions(argc, argv, &exitCode);
@@ -43,4 +42,11 @@ int main(int argc, char** argv) {
     }
     const auto options = readOptions(argc, argv, &exitCode);
     return options ? run(*options) : exitCode;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Programs::occupyClosedStreams();
+    return Programs::finalStatus("lag-agent", run(argc, argv), kExitCommandFailed);
 }

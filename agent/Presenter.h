@@ -35,6 +35,9 @@ class Presenter {
     /// Nothing is written when that outcome is shown.
     bool isSilentAbout(const Outcome& outcome) const;
 
+    /// Results could not be written, as on a full disk.
+    bool hasLost() const { return !out_; }
+
   private:
     void showJson(const Outcome& outcome, const Place& place);
     void showText(const Outcome& outcome, const Place& place);

@@ -38,7 +38,7 @@ bool Session::runLine(std::string_view line, const Place& place) {
         progress_.hide();
     }
     presenter_.show(outcome, place);
-    return !outcome.error;
+    return !outcome.error && !presenter_.hasLost();
 }
 
 bool Session::end(const Place& place) {

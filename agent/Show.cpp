@@ -126,7 +126,7 @@ std::uint64_t attempts(const Records& records) {
 }
 
 void showStatus(Agent& agent, Reply& reply) {
-    const auto& status = agent.driver.status();
+    auto& status = agent.driver.status();
     Listing listing({"objects", "known", "attempts"});
     listing.add({"entries", status.entries().size(), attempts(status.entries())});
     listing.add({"members", status.members().size(), attempts(status.members())});

@@ -29,7 +29,7 @@ std::string described(std::string_view phase, std::size_t done, std::size_t tota
 }
 
 TerminalProgress::TerminalProgress(int fd, Duration patience)
-    : fd_(fd), isTerminal_(isatty(fd) == 1), next_(Clock::now() + patience) {}
+    : file_(fd), isTerminal_(isatty(fd) == 1), next_(Clock::now() + patience) {}
 
 TerminalProgress::~TerminalProgress() {
     hide();
@@ -45,18 +45,13 @@ void TerminalProgress::show(std::string_view phase, std::size_t done, std::size_
     }
     next_ = now + kInterval;
     isShown_ = true;
-    write(kEraseLine + described(phase, done, total));
+    file_.write(kEraseLine + described(phase, done, total));
 }
 
 void TerminalProgress::hide() {
     if (std::exchange(isShown_, false)) {
-        write(kEraseLine);
+        file_.write(kEraseLine);
     }
-}
-
-/// A terminal that takes no more is no reason to stop the work.
-void TerminalProgress::write(const std::string& text) const {
-    [[maybe_unused]] const ssize_t written = ::write(fd_, text.data(), text.size());
 }
 
 } // namespace LagAgent

@@ -4,11 +4,12 @@
 #include <string>
 
 #include "agent/Progress.h"
+#include "agent/UnwaitingFile.h"
 
 namespace LagAgent {
 
 /// Progress as one line of a terminal that overwrites itself, and that is gone when this object is.
-/// Nothing is written to anything but a terminal.
+/// Nothing is written to anything but a terminal, and nothing to one that takes no more.
 class TerminalProgress final : public Progress {
   public:
     using Duration = std::chrono::milliseconds;
@@ -24,9 +25,7 @@ class TerminalProgress final : public Progress {
   private:
     using Clock = std::chrono::steady_clock;
 
-    void write(const std::string& text) const;
-
-    int fd_;
+    UnwaitingFile file_;
     bool isTerminal_;
     bool isShown_ = false;
     Clock::time_point next_; // not before then

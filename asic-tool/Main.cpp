@@ -12,6 +12,7 @@
 #include "asic-tool/Status.h"
 #include "asic-tool/WatchLoop.h"
 #include "asic/SoftwareAsic.h"
+#include "programs/StandardStreams.h"
 
 using namespace asic_tool;
 
@@ -86,9 +87,7 @@ int run(const Options& options) {
     return kExitGood;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     int exitCode = kExitGood;
     const auto options = readOptions(argc, argv, &exitCode);
     if (!options)
@@ -99,4 +98,11 @@ int main(int argc, char** argv) {
         std::cerr << "velmor-asic: " << e.what() << std::endl;
         return kExitNotDone;
     }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Programs::occupyClosedStreams();
+    return Programs::finalStatus("velmor-asic", run(argc, argv), kExitNotDone);
 }

@@ -142,7 +142,7 @@ std::optional<Options> readOptions(int argc, const char* const* argv, int* exitC
     app.require_subcommand(1);
     app.footer(
         "Exit status: 0; 1 if 'watch' saw a lookup without port, with a wrong one or that of an\n"
-        "inactive member; 2 for bad arguments or a file that cannot be used.");
+        "inactive member; 2 for bad arguments, a file that cannot be used, or lost output.");
 
     const auto add = [&](Command command, const char* name, const char* description) {
         CLI::App* const sub = app.add_subcommand(name, description);

@@ -50,6 +50,9 @@ class AttachedChip {
 
     void powerCycle();
 
+    /// See ChipFile.
+    [[nodiscard]] bool isCutShort() const noexcept { return file_.isCutShort(); }
+
     /// The time in which one process alone may make a call that the file records.
     class Turn {
       public:

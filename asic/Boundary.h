@@ -220,7 +220,7 @@ Status performAttached(Runtime& runtime, const Work& work, const Arguments&... a
         const bool isChange =
             isOwn && status == P4_PD_STATUS_SUCCESS && kOperations[index].kind == Kind::change;
         turn.record(recordOf<index>(status, arguments...), isChange);
-        return status;
+        return attached.isCutShort() ? Status{P4_PD_STATUS_INTERNAL_ERROR} : status;
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "asic/Chips.h"
 #include "asic/Generation.h"
+#include "asic/MappingGuard.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -20,6 +21,7 @@ namespace asic {
 namespace {
 
 constexpr mode_t kMode = S_IRUSR | S_IWUSR;
+constexpr const char* kCutShort = "was cut short while it was in use";
 
 IdentityWords identityOf(const velmor_asic_chip_config_t& config) noexcept {
     IdentityWords words{};
@@ -246,9 +248,11 @@ void ChipFile::map() {
     if (memory == MAP_FAILED)
         failed("map the file", errno);
     layout_.reset(static_cast<ChipFileLayout*>(memory));
+    guardMapping(memory, kAreasAt);
 }
 
 void ChipFile::Unmap::operator()(ChipFileLayout* layout) const noexcept {
+    unguardMapping(layout);
     ::munmap(layout, kAreasAt);
 }
 
@@ -259,6 +263,16 @@ void ChipFile::lock() {
     while (::fcntl(file_.get(), F_SETLKW, &whole) != 0)
         if (errno != EINTR)
             failed("lock the file", errno);
+    if (isCutShort()) {
+        unlock();
+        refuse(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
+    }
+}
+
+bool ChipFile::isCutShort() const noexcept {
+    struct stat state {};
+    return hasLostPages(layout_.get()) ||
+           (::fstat(file_.get(), &state) == 0 && state.st_size < static_cast<off_t>(kAreasAt));
 }
 
 void ChipFile::unlock() noexcept {
@@ -285,8 +299,11 @@ void ChipFile::writeChunk(std::uint64_t area, std::uint64_t chunk,
 
 void ChipFile::readChunk(std::uint64_t area, std::uint64_t chunk, std::span<Change> changes) {
     if (!moveAll(::pread, file_.get(), reinterpret_cast<char*>(changes.data()),
-                 changes.size_bytes(), placeOf(area, chunk)))
+                 changes.size_bytes(), placeOf(area, chunk))) {
+        if (errno == 0)
+            refuse(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
         failed("read the file", errno);
+    }
 }
 
 } // namespace asic

@@ -51,9 +51,12 @@ class ChipFile {
         return layout_->calls[sequence % kRingSize];
     }
 
-    /// Waits for the lock. Not recursive.
+    /// Waits for the lock. Not recursive. INTERNAL_ERROR, and no lock, when the file is cut short.
     void lock();
     void unlock() noexcept;
+
+    /// Another program has taken a part of the mapping away: what is stored there is lost.
+    [[nodiscard]] bool isCutShort() const noexcept;
 
     /// Gives both areas this many chunks. REQUIRES: the lock.
     void roomIs(std::uint64_t chunks);

@@ -14,8 +14,9 @@ declare -A may=(
     [platform]="platform framework pd"
     [BfLagGroup]="BfLagGroup driver-status platform framework"
     [asic]="asic pd"
-    [asic-tool]="asic-tool asic pd"
-    [agent]="agent BfLagGroup driver-status platform framework pd"
+    [programs]="programs"
+    [asic-tool]="asic-tool asic pd programs"
+    [agent]="agent programs BfLagGroup driver-status platform framework pd"
 )
 # The agent controls the software ASIC, where there is one, through its C header; from one place.
 exception="agent/AsicControl.* asic/SoftwareAsic.h"

@@ -9,6 +9,25 @@
 
 namespace LagAgent {
 
+namespace {
+
+void addPatience(CLI::App& app, Patience& patience) {
+    const auto add = [&](const char* name, const char* description, auto apply) {
+        app.add_option_function<int>(
+               name, [=](int seconds) { apply(std::chrono::seconds(seconds)); }, description)
+            ->check(CLI::Range(1, 86400))
+            ->type_name("SECONDS");
+    };
+    add("--wait",
+        "Wait so long in all for a daemon to listen and to greet (default: not at all for one to "
+        "listen, 60 seconds for it to greet)",
+        [&](auto seconds) { patience.listening = patience.greeting = seconds; });
+    add("--timeout", "Give an answer up after so long (default: never)",
+        [&](auto seconds) { patience.answer = seconds; });
+}
+
+} // namespace
+
 std::optional<ControlOptions> readControlOptions(int argc, const char* const* argv, int* exitCode) {
     ControlOptions options;
     std::string stateDirectory;
@@ -19,12 +38,7 @@ std::optional<ControlOptions> readControlOptions(int argc, const char* const* ar
                    "input, or at a prompt")
         ->excludes(addInput(app, "-b,--batch", options.input));
     addSocket(app, stateDirectory, options.control);
-    app.add_option_function<int>(
-           "--wait", [&](int seconds) { options.patience = std::chrono::seconds(seconds); },
-           "Try again for so long while no daemon listens there")
-        ->check(CLI::Range(0, 86400))
-        ->type_name("SECONDS")
-        ->default_str("0");
+    addPatience(app, options.patience);
     addPresentation(app, options.presenter);
     app.footer(std::string(kStatusHelp) +
                "It is 2 too when no daemon can be reached.\n"

@@ -1,19 +1,18 @@
 #pragma once
 
-#include <chrono>
 #include <optional>
 #include <string>
 
 #include "agent/Presenter.h"
 #include "agent/Session.h"
+#include "agent/ctl/RemoteRunner.h"
 
 namespace LagAgent {
 
 /// What the command line of `lagctl` asks for.
 struct ControlOptions {
     std::string control{};
-    /// How long to try again while no daemon listens there.
-    std::chrono::seconds patience{};
+    Patience patience{};
     PresenterOptions presenter{};
     Input input{};
 };

@@ -6,6 +6,7 @@
 #include "agent/TerminalProgress.h"
 #include "agent/ctl/ControlOptions.h"
 #include "agent/ctl/RemoteRunner.h"
+#include "programs/StandardStreams.h"
 
 using namespace LagAgent;
 
@@ -27,7 +28,8 @@ int run(const ControlOptions& options) {
 } // namespace
 
 int main(int argc, char** argv) {
+    Programs::occupyClosedStreams();
     int exitCode = kExitGood;
     const auto options = readControlOptions(argc, argv, &exitCode);
-    return options ? run(*options) : exitCode;
+    return Programs::finalStatus("lagctl", options ? run(*options) : exitCode, kExitCommandFailed);
 }

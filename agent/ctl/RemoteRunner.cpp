@@ -1,7 +1,9 @@
 #include "agent/ctl/RemoteRunner.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -9,6 +11,7 @@
 
 #include "agent/Text.h"
 #include "agent/daemon/Address.h"
+#include "agent/daemon/ControlSocket.h"
 
 namespace LagAgent {
 
@@ -23,36 +26,38 @@ constexpr std::chrono::milliseconds kRetryPause(20);
 /// Connects to that address, or returns the error's number.
 int tryToConnect(const sockaddr_un& address, Pello::FileDescriptor& socket) {
     // A socket of its own for each try: what one is like after a failure is not specified.
-    socket = Pello::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    socket =
+        Pello::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const bool isConnected =
         socket &&
         ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     return isConnected ? 0 : errno;
 }
 
-/// No daemon has been started there yet, or the one that was is dead.
-bool mayCome(int error) {
-    return error == ENOENT || error == ECONNREFUSED;
-}
-
 } // namespace
 
-RemoteRunner::RemoteRunner(std::string control, std::chrono::seconds patience)
-    : control_(std::move(control)) {
+RemoteRunner::RemoteRunner(std::string control, Patience patience)
+    : control_(std::move(control)), patience_(patience) {
+    const auto begin = Clock::now();
     try {
-        connect(patience);
-        Wire::readHello(receive());
+        connect(begin);
+        Wire::readHello(receive(begin + patience_.greeting));
     } catch (const CommandError& e) {
         lost("cannot reach a daemon at " + control_ + ": " + e.what());
     }
 }
 
-void RemoteRunner::connect(std::chrono::seconds patience) {
+void RemoteRunner::connect(Clock::time_point begin) {
     const sockaddr_un address = addressOf(control_);
-    const auto end = std::chrono::steady_clock::now() + patience;
     while (const int error = tryToConnect(address, socket_)) {
-        if (!mayCome(error) || std::chrono::steady_clock::now() >= end) {
-            lost(std::strerror(error));
+        // No daemon has been started there yet, or the one that was is dead.
+        const bool mayCome = error == ENOENT || error == ECONNREFUSED;
+        const bool isCrowded = error == EAGAIN;
+        const auto patience = mayCome     ? patience_.listening
+                              : isCrowded ? patience_.greeting
+                                          : std::chrono::seconds();
+        if (Clock::now() >= begin + patience) {
+            lost(isCrowded ? "too many clients are waiting there" : std::strerror(error));
         }
         std::this_thread::sleep_for(kRetryPause);
     }
@@ -75,8 +80,12 @@ std::optional<Error> RemoteRunner::atEnd() {
 
 Wire::Answer RemoteRunner::ask(const Wire::Request& request) {
     try {
-        send(Wire::encode(request));
-        return Wire::answerOf(receive());
+        End end;
+        if (patience_.answer.count() != 0) {
+            end = Clock::now() + patience_.answer;
+        }
+        send(Wire::encode(request), end);
+        return Wire::answerOf(receive(end));
     } catch (const CommandError& e) {
         isLost_ = isOver_ = true;
         Wire::Answer none;
@@ -89,24 +98,48 @@ Wire::Answer RemoteRunner::ask(const Wire::Request& request) {
     }
 }
 
-void RemoteRunner::send(std::string_view text) {
+/// Until the socket can be used so.
+void RemoteRunner::await(short events, const End& end) const {
+    using std::chrono::milliseconds;
+    pollfd waiting{socket_.get(), events, 0};
+    int timeout = -1;
+    do {
+        if (end) {
+            const auto left = std::chrono::ceil<milliseconds>(*end - Clock::now());
+            timeout = static_cast<int>(std::max(left, milliseconds(0)).count());
+        }
+        const int ready = ::poll(&waiting, 1, timeout);
+        if (ready > 0) {
+            return;
+        }
+        if (ready == 0) {
+            lost("process " + std::to_string(peerOf(socket_.get()).process) +
+                 " does not answer in time: it is busy, starting or stopped");
+        }
+    } while (errno == EINTR);
+    lost(std::strerror(errno));
+}
+
+void RemoteRunner::send(std::string_view text, const End& end) {
     while (!text.empty()) {
+        await(POLLOUT, end);
         const ssize_t size = ::send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL);
-        if (size < 0 && errno != EINTR) {
+        if (size < 0 && errno != EINTR && errno != EAGAIN) {
             lost(std::strerror(errno));
         }
         text.remove_prefix(size > 0 ? static_cast<std::size_t>(size) : 0);
     }
 }
 
-std::string RemoteRunner::receive() {
+std::string RemoteRunner::receive(const End& end) {
     std::array<char, 1 << 16> bytes;
     while (!in_.hasLine()) {
+        await(POLLIN, end);
         const ssize_t size = ::recv(socket_.get(), bytes.data(), bytes.size(), 0);
         if (size == 0) {
             lost("it closed the connection");
         }
-        if (size < 0 && errno != EINTR) {
+        if (size < 0 && errno != EINTR && errno != EAGAIN) {
             lost(std::strerror(errno));
         }
         in_.add({bytes.data(), size > 0 ? static_cast<std::size_t>(size) : 0});

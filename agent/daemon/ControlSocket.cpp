@@ -1,7 +1,5 @@
 #include "agent/daemon/ControlSocket.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -10,6 +8,7 @@
 
 #include "agent/Errors.h"
 #include "agent/daemon/Address.h"
+#include "platform/Pello/StateException.h"
 
 namespace LagAgent {
 
@@ -48,23 +47,15 @@ ControlSocket::ControlSocket(std::string path) : path_(std::move(path)) {
 }
 
 void ControlSocket::lock() {
-    const std::string name = path_ + ".lock";
-    lock_ = Pello::FileDescriptor(::open(
-        name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY, S_IRUSR | S_IWUSR));
-    if (!lock_) {
-        cannotListen(path_, name + ": " + std::strerror(errno));
+    try {
+        lock_.emplace(Kel::String(path_ + ".lock"), Kel::String(path_));
+    } catch (const Pello::StateException& e) {
+        const auto socket = newSocket(path_);
+        if (connectTo(socket, path_) == 0) {
+            cannotReplace(path_, socket);
+        }
+        cannotListen(path_, e.what());
     }
-    if (::flock(lock_.get(), LOCK_EX | LOCK_NB) == 0) {
-        return;
-    }
-    if (errno != EWOULDBLOCK) {
-        cannotListen(path_, name + ": " + std::strerror(errno));
-    }
-    const auto socket = newSocket(path_);
-    if (connectTo(socket, path_) == 0) {
-        cannotReplace(path_, socket);
-    }
-    cannotListen(path_, "another daemon has it, and is starting or ending");
 }
 
 void ControlSocket::removeStale() const {

@@ -2,9 +2,11 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 
 #include "platform/Pello/FileDescriptor.h"
+#include "platform/Pello/LockFile.h"
 
 namespace LagAgent {
 
@@ -36,7 +38,7 @@ class ControlSocket {
     void listen();
 
     std::string path_;
-    Pello::FileDescriptor lock_;
+    std::optional<Pello::LockFile> lock_;
     Pello::FileDescriptor socket_;
 };
 

@@ -28,6 +28,14 @@ void EventSource::eventsAre(std::uint32_t events) {
     checked(sd_event_source_set_io_events(source_.get(), events), "cannot change an event");
 }
 
+void EventSource::startIn(std::chrono::microseconds delay) {
+    constexpr const char* kWhat = "cannot start a timer";
+    checked(
+        sd_event_source_set_time_relative(source_.get(), static_cast<std::uint64_t>(delay.count())),
+        kWhat);
+    checked(sd_event_source_set_enabled(source_.get(), SD_EVENT_ONESHOT), kWhat);
+}
+
 EventLoop::EventLoop() {
     sd_event* event = nullptr;
     checked(sd_event_new(&event), "cannot make an event loop");
@@ -81,12 +89,14 @@ EventSource EventLoop::onSignal(int signal, EventSource::Handler handler) {
     return result;
 }
 
-EventSource EventLoop::onTime(std::chrono::microseconds delay, EventSource::Handler handler) {
-    return made(std::move(handler), [&](sd_event_source** source, void* target) {
-        return sd_event_add_time_relative(
-            event_.get(), source, CLOCK_MONOTONIC, static_cast<std::uint64_t>(delay.count()), 0,
+EventSource EventLoop::onTime(EventSource::Handler handler) {
+    auto result = made(std::move(handler), [&](sd_event_source** source, void* target) {
+        return sd_event_add_time(
+            event_.get(), source, CLOCK_MONOTONIC, 0, 0,
             [](sd_event_source*, std::uint64_t, void* t) { return dispatch(t, 0); }, target);
     });
+    result.enabledIs(false);
+    return result;
 }
 
 EventSource EventLoop::onTurn(EventSource::Handler handler) {
@@ -98,7 +108,15 @@ EventSource EventLoop::onTurn(EventSource::Handler handler) {
     });
 }
 
+EventSource EventLoop::afterEvents(EventSource::Handler handler) {
+    return made(std::move(handler), [&](sd_event_source** source, void* target) {
+        return sd_event_add_post(
+            event_.get(), source, [](sd_event_source*, void* t) { return dispatch(t, 0); }, target);
+    });
+}
+
 int EventLoop::run() {
+    checked(sd_event_set_watchdog(event_.get(), 1), "cannot feed the watchdog");
     const int status = checked(sd_event_loop(event_.get()), "the event loop failed");
     if (failure_) {
         std::rethrow_exception(std::exchange(failure_, nullptr));

@@ -22,6 +22,9 @@ class EventSource {
     EventSource() = default;
 
     void enabledIs(bool isEnabled);
+    /// Of a timer: its handler is called once, after that time from now. Takes neither memory nor
+    /// descriptors.
+    void startIn(std::chrono::microseconds delay);
     /// Of a file's source: what to wait for.
     void eventsAre(std::uint32_t events);
 
@@ -53,12 +56,17 @@ class EventLoop {
     EventSource onFile(int fd, std::uint32_t events, EventSource::Handler handler);
     /// Blocks the signal, and calls the handler for it before any other that is due.
     EventSource onSignal(int signal, EventSource::Handler handler);
-    /// Once, after that time.
-    EventSource onTime(std::chrono::microseconds delay, EventSource::Handler handler);
+    /// A timer, which has yet to be started. Made beforehand, so that what it is for can also be a
+    /// shortage of descriptors: the first one takes one.
+    EventSource onTime(EventSource::Handler handler);
     /// Once, when all others had their turn that were due before this was made.
     EventSource onTurn(EventSource::Handler handler);
 
-    /// Returns what `exit` was given.
+    /// After each event that another source was for.
+    EventSource afterEvents(EventSource::Handler handler);
+
+    /// Returns what `exit` was given. Feeds systemd's watchdog, if there is one, between handlers:
+    /// a handler that never returns ends the process.
     int run();
     void exit(int status);
 

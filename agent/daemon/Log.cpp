@@ -1,10 +1,8 @@
 #include "agent/daemon/Log.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -71,13 +69,29 @@ std::string logfmtValue(std::string_view value) {
     return isPlain ? escaped : '"' + escaped + '"';
 }
 
-Log::Log(int fd, LogOptions options) : fd_(fd), options_(options), isJournal_(isJournal(fd)) {}
+Log::Log(int fd, LogOptions options) : file_(fd), options_(options), isJournal_(isJournal(fd)) {}
 
 void Log::write(LogLevel level, std::string_view event,
                 std::initializer_list<LogField> fields) const {
     if (level < options_.level) {
         return;
     }
+    if (!flush() || !put(line(level, event, fields))) {
+        ++dropped_;
+    }
+}
+
+bool Log::flush() const {
+    rest_.erase(0, file_.write(rest_));
+    if (rest_.empty() && dropped_ != 0 &&
+        put(line(LogLevel::warning, "log-dropped", {{"events", dropped_}}))) {
+        dropped_ = 0;
+    }
+    return rest_.empty() && dropped_ == 0;
+}
+
+std::string Log::line(LogLevel level, std::string_view event,
+                      std::initializer_list<LogField> fields) const {
     Json record = Json::object();
     if (!isJournal_) {
         record["ts"] = now();
@@ -87,18 +101,19 @@ void Log::write(LogLevel level, std::string_view event,
     for (const auto& field : fields) {
         record[std::string(field.name)] = field.value;
     }
-    const std::string text =
-        (isJournal_ ? namesOf(level).journalPriority : "") +
-        (options_.json ? record.dump(-1, ' ', true, Json::error_handler_t::replace)
-                       : logfmt(record)) +
-        "\n";
-    for (std::string_view rest = text; !rest.empty();) {
-        const ssize_t written = ::write(fd_, rest.data(), rest.size());
-        if (written < 0 && errno != EINTR) {
-            return; // nobody to tell
-        }
-        rest.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+    return (isJournal_ ? namesOf(level).journalPriority : "") +
+           (options_.json ? record.dump(-1, ' ', true, Json::error_handler_t::replace)
+                          : logfmt(record)) +
+           "\n";
+}
+
+/// Writes the line as far as the file takes it; false when that is not at all.
+bool Log::put(std::string line) const {
+    const std::size_t written = file_.write(line);
+    if (written != 0) {
+        rest_ = line.substr(written);
     }
+    return written != 0;
 }
 
 } // namespace LagAgent

@@ -68,6 +68,7 @@ std::string obstacleOf(const Agent& agent) {
 } // namespace
 
 int serve(const ServeOptions& options) {
+    std::signal(SIGPIPE, SIG_IGN); // of the log, as of clients
     const Log log(STDERR_FILENO, options.log);
     int failed = kExitNotStarted;
     try {

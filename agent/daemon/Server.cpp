@@ -1,5 +1,6 @@
 #include "agent/daemon/Server.h"
 
+#include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <systemd/sd-daemon.h>
@@ -20,6 +21,7 @@ namespace {
 /// How long clients have to take their answers when the daemon stops.
 constexpr std::chrono::seconds kGrace(5);
 constexpr std::chrono::seconds kAcceptPause(1);
+constexpr std::chrono::seconds kLogPause(1);
 
 /// For somebody who is turned away instead of greeted. What the new socket has no room for is lost.
 void sayNo(int socket, const std::string& why) {
@@ -32,7 +34,10 @@ void sayNo(int socket, const std::string& why) {
 Server::Server(std::string control, const Log& log)
     : log_(log), terminate_(loop_.onSignal(SIGTERM, [this](auto) { stop("SIGTERM", 0); })),
       interrupt_(loop_.onSignal(SIGINT, [this](auto) { stop("SIGINT", 0); })),
-      control_(std::move(control)) {
+      control_(std::move(control)), logRetry_(loop_.onTime([](auto) {})), // and then the check
+      logCheck_(loop_.afterEvents([this](auto) { checkLog(); })),
+      retry_(loop_.onTime([this](auto) { listener_.enabledIs(true); })),
+      grace_(loop_.onTime([this](auto) { loop_.exit(status_); })) {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGHUP, SIG_IGN);
 }
@@ -53,11 +58,11 @@ void Server::stop(const std::string& reason, int status) {
     status_ = status;
     log_.write(LogLevel::info, "stop", {{"reason", reason}});
     sd_notify(0, "STOPPING=1\nSTATUS=Stopping");
+    retry_.enabledIs(false);
     listener_ = {};
-    retry_ = {};
     control_.close();
     waiting_.clear();
-    grace_ = loop_.onTime(kGrace, [this](auto) { loop_.exit(status_); });
+    grace_.startIn(kGrace);
     for (auto at = clients_.begin(); at != clients_.end();) {
         Client& client = *(at++)->second; // settling may drop it
         client.connection.endInput();
@@ -72,11 +77,20 @@ void Server::exitWhenDone() {
     }
 }
 
+/// A reader of the log who comes back is told what is missing, even if nothing happens any more.
+void Server::checkLog() {
+    if (!log_.flush()) {
+        logRetry_.startIn(kLogPause);
+    }
+}
+
 // ---- Clients come and go -------------------------------------------------------------------
 
 void Server::accept() {
+    // One descriptor is left free: without it the watchdog would not be fed.
+    const Pello::FileDescriptor spare(::fcntl(control_.fd(), F_DUPFD_CLOEXEC, 0));
     Pello::FileDescriptor socket(
-        ::accept4(control_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        spare ? ::accept4(control_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK) : -1);
     if (!socket) {
         pauseAccepting(errno);
         return;
@@ -99,7 +113,7 @@ void Server::pauseAccepting(int error) {
     }
     log_.write(LogLevel::error, "cannot-accept", {{"message", std::strerror(error)}});
     listener_.enabledIs(false);
-    retry_ = loop_.onTime(kAcceptPause, [this](auto) { listener_.enabledIs(true); });
+    retry_.startIn(kAcceptPause);
 }
 
 std::string Server::objection(const Peer& peer) const {

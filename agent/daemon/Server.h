@@ -72,19 +72,22 @@ class Server {
     void guarded(Client& client, Work work);
     void drop(Client& client);
     void exitWhenDone();
+    void checkLog();
 
     const Log& log_;
     EventLoop loop_;
     EventSource terminate_;
     EventSource interrupt_;
     ControlSocket control_;
+    EventSource logRetry_;
+    EventSource logCheck_;
+    EventSource retry_;
+    EventSource grace_;
     MakeRunner makeRunner_;
     Obstacle obstacle_;
 
     EventSource listener_;
-    EventSource retry_;
     EventSource turn_;
-    EventSource grace_;
 
     std::map<std::uint64_t, std::unique_ptr<Client>> clients_;
     std::uint64_t latestClient_ = 0;

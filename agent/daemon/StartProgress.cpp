@@ -29,7 +29,7 @@ void StartProgress::show(std::string_view phase, std::size_t done, std::size_t t
         nextStatus_ = now + kStatusInterval;
         // As long as it gets on, a start may take its time.
         sd_notify(0, ("STATUS=Starting: " + described(phase, done, total) +
-                      "\nEXTEND_TIMEOUT_USEC=30000000")
+                      "\nEXTEND_TIMEOUT_USEC=30000000\nWATCHDOG=1")
                          .c_str());
     }
 }

@@ -136,8 +136,9 @@ void StateDatabase::write(std::size_t statement, std::initializer_list<SqliteVal
 void StateDatabase::takeRoomForCommit() {
     constexpr const char* kWhat = "take room for the transaction's end";
     constexpr off_t kCommitBytes = 64 * 1024; // One page, and what aligns it to the disk's sectors.
-    if (sqlite3_db_cacheflush(connection_.get()) != SQLITE_OK) {
-        connection_.fail(kWhat);
+    // It returns its error without leaving it with the connection.
+    if (const int status = sqlite3_db_cacheflush(connection_.get()); status != SQLITE_OK) {
+        storageFailed(path(), kWhat, sqlite3_errstr(status));
     }
     if (!log_) {
         log_ = openLog(*directory_);

@@ -13,6 +13,7 @@
 
 #include "agent/Errors.h"
 #include "agent/state/StateReading.h"
+#include "agent/state/WalIndexRoom.h"
 #include "platform/Pello/StateException.h"
 
 namespace LagAgent {
@@ -280,6 +281,7 @@ void convert(const SqliteConnection& database) {
 
 SqliteConnection openChecked(const std::string& path, const ChipScope& scope) {
     SqliteConnection database(path);
+    giveWalIndexRoom(database.get());
     // Closing a refused database must not write its log into it.
     database.optionIs(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, true);
     database.optionIs(SQLITE_DBCONFIG_DEFENSIVE, true);

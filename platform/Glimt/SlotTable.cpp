@@ -256,7 +256,9 @@ std::size_t SlotTable::freeSlot(const SlotContent& content) {
         ++reservationsLost_;
     }
     if (free_.empty()) {
-        throw Pello::StateException(description_.name, "full: the slots left are corrupt");
+        throw Pello::StateException(description_.name,
+                                    "full: the slots left are corrupt; a restart of the agent "
+                                    "clears them");
     }
     const std::size_t slot = free_.back();
     free_.pop_back();

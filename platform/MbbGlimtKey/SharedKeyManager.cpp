@@ -105,7 +105,9 @@ void SharedKeyManager::latestSerialIs(U32 serial) {
 EntryKey SharedKeyManager::nextKey(U32 low) {
     if (latestSerial_ == std::numeric_limits<U32>::max()) {
         throw Pello::StateException(entries_.slots().description().name,
-                                    "no key is left: all serial numbers were given out");
+                                    "no key is left: all serial numbers were given out; to begin "
+                                    "anew, stop the agent, remove the files 'entries', 'members' "
+                                    "and 'groups' of its state directory, and start it again");
     }
     latestSerialIs(latestSerial_ + 1);
     return EntryKey{latestSerial_} << kSerialShift | low;

@@ -169,5 +169,23 @@ TEST_F(LagTest, AgentThatKeepsNothingHasNoStartToShowAndNothingToAudit) {
     }
 }
 
+TEST_F(LagTest, StatusIsOfTheObjectsThatAreThere) {
+    const auto known = [this] {
+        std::vector<std::size_t> sizes;
+        const Json status = run("show status").reply.json()["status"];
+        for (const auto& row : status) {
+            sizes.push_back(row["known"]);
+        }
+        return sizes;
+    };
+    EXPECT_EQ((std::vector<std::size_t>{1, 3, 1}), known());
+    good({"member add 4 action setLagPort port 4",
+          "group add 20 size 4 initial 1 action setLagPort",
+          "entry set value 6 mask 0xff priority 9 group 20"});
+    EXPECT_EQ((std::vector<std::size_t>{2, 4, 2}), known());
+    good({"entry del value 6 mask 0xff priority 9", "group del 20", "member del 4"});
+    EXPECT_EQ((std::vector<std::size_t>{1, 3, 1}), known());
+}
+
 } // namespace
 } // namespace LagAgent

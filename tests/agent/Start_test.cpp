@@ -114,6 +114,17 @@ TEST(Start, QuietShowsErrorsOnly) {
     EXPECT_THAT(run.err, HasSubstr("stdin:3: "));
 }
 
+TEST(Start, ResultThatIsLostIsAFailureAndEndsTheScript) {
+    for (const char* arguments : {"", "-json", "--help", "--version", "serve --help"}) {
+        for (const char* out : {" > /dev/full", " >&-"}) {
+            const auto run = runCommandLine(
+                std::string("sh -c '" LAG_AGENT " ") + arguments + out + "'", "show\nnonsense\n");
+            EXPECT_EQ(1, run.status) << arguments << out;
+            EXPECT_EQ("lag-agent: cannot write to standard output: results are lost\n", run.err);
+        }
+    }
+}
+
 TEST(Start, QuitEndsTheCommands) {
     EXPECT_EQ(0, runProgram("", "quit\nnonsense\n").status);
 }

@@ -119,6 +119,19 @@ class Running {
     std::FILE* output_ = nullptr;
 };
 
+TEST_F(VelmorAsicTest, ResultThatIsLostIsAFailure) {
+    fill();
+    for (const char* arguments : {"show FILE", "calls FILE", "--help", "--version"}) {
+        for (const char* out : {" > /dev/full", " >&-"}) {
+            const std::string error = directory_.file("err");
+            const int status = std::system((commandLine(arguments) + out + " 2> " + error).c_str());
+            EXPECT_EQ(2, WEXITSTATUS(status)) << arguments << out;
+            EXPECT_EQ("velmor-asic: cannot write to standard output: results are lost\n",
+                      slurp(error));
+        }
+    }
+}
+
 TEST_F(VelmorAsicTest, ShowsWhatTheChipHoldsWithoutLeavingACall) {
     fill();
     std::uint64_t generation = 0;

@@ -146,6 +146,32 @@ TEST_F(StatusManager, KeepsARecordOfEachObjectAndCountsTheAttempts) {
     EXPECT_EQ(match->kelReferenceCount(), 2u);
 }
 
+TEST_F(StatusManager, ForgetsWhatIsGone) {
+    // There is member 7, and group 7, and no other.
+    unsigned asked = 0;
+    const auto isGone = [&](auto id) { return ++asked != 0 && id.value() != 7; };
+    const RuxTable::MatchSpecBase::PtrConst kept = new Match;
+    std::vector<RuxTable::MatchSpecBase::PtrConst> held; // by somebody else who keeps records
+    manager_->whatIsGoneIs([&](const auto& match) { return ++asked != 0 && match != kept; }, isGone,
+                           isGone);
+    manager_->initStatus(kept);
+    for (Kel::U32 id = 1; id <= 50'000; ++id) {
+        held.emplace_back(new Match);
+        manager_->initStatus(held.back());
+        manager_->initAdtStatus(RuxTable::RuxMemberId(id));
+        manager_->initSelGroupStatus(RuxTable::RuxGroupId(id));
+    }
+    EXPECT_LE(asked, 3 * 2 * 50'000u); // a constant number of times for each
+    asked = 0;
+    EXPECT_EQ(manager_->entries().size(), 1u);
+    EXPECT_EQ(manager_->members().size(), 1u);
+    EXPECT_EQ(manager_->groups().size(), 1u);
+    EXPECT_LE(asked, 3 * 64u); // that many were kept
+    EXPECT_EQ(manager_->entries().at(kept), 1u);
+    EXPECT_EQ(manager_->members().at(RuxTable::RuxMemberId(7)), 1u);
+    EXPECT_EQ(manager_->groups().at(RuxTable::RuxGroupId(7)), 1u);
+}
+
 TEST_F(StatusManager, CountsTheTwoResynchronisationsApart) {
     EXPECT_EQ(manager_->resyncs(), 0u);
     EXPECT_EQ(manager_->selAdtResyncs(), 0u);

@@ -270,7 +270,11 @@ TEST_F(SharedKeyManagerTest, TheLatestKeyOnlyRisesAndWithItAllLaterKeys) {
 
 TEST_F(SharedKeyManagerTest, WhenTheSerialNumbersAreUsedUpNoKeyIsGivenTwice) {
     manager_->latestKeyIs(~EntryKey{0});
-    const std::string used = "entries: no key is left: all serial numbers were given out";
+    const std::string used =
+        "entries: no key is left: all serial numbers were given out; to begin anew, stop the "
+        "agent, "
+        "remove the files 'entries', 'members' and 'groups' of its state directory, and start it "
+        "again";
     EXPECT_EQ(refusalOf([this] { manager_->alloc(match_, false); }), used);
     EXPECT_EQ(refusalOf([this] { manager_->allocAnon(1); }), used);
 }

@@ -295,6 +295,17 @@ TEST_F(SlotTableTest, ACorruptSlotIsNeverWrittenOver) {
     EXPECT_EQ(word(2, 0), 1u);
 }
 
+TEST_F(SlotTableTest, WithoutASlotThatIsSoundItSaysWhatHelps) {
+    const std::size_t slots =
+        (words_.size() - SlotFormat::kHeaderWords) / SlotFormat::slotWords(description_);
+    for (std::size_t slot = 0; slot < slots; ++slot) {
+        word(slot, 0) = 1;
+    }
+    SlotTable table = open();
+    EXPECT_EQ(refusalOf([&] { table.contentIs(entry(1, 1)); }),
+              "entries: full: the slots left are corrupt; a restart of the agent clears them");
+}
+
 TEST_F(SlotTableTest, DamageAfterTheOpeningIsFoundByTheWalk) {
     SlotTable table = open();
     table.contentIs(entry(1, 10));

@@ -105,10 +105,43 @@ TEST_F(Lagctl, QuietAndCallsAreAsLocally) {
                            "lagPortActionProfile_add_member_with_setLagPort(sess_hdl="));
 }
 
+TEST_F(Lagctl, ResultThatIsLostIsAFailure) {
+    const std::string program = LAGCTL " --state-dir " + daemon.directory() + " ";
+    const auto shell = [&](const std::string& command, const std::string& input = "") {
+        return runCommandLine("sh -c '" + program + command + "'", input);
+    };
+    const std::string lost = "lagctl: cannot write to standard output: results are lost\n";
+    for (const char* command : {"show", "-json show", "--help", "--version"}) {
+        for (const char* out : {" > /dev/full", " >&-"}) {
+            const auto run = shell(std::string(command) + out);
+            EXPECT_EQ(1, run.status) << command << out;
+            EXPECT_EQ(lost, run.err) << command << out;
+        }
+    }
+    // It is an error of the script too.
+    EXPECT_EQ(1, shell("> /dev/full", "show\nmember add 1 action setLagPort port 1\n").status);
+    EXPECT_EQ("members:\n  none\n", lagctl("show members").out);
+    // What has no result loses none.
+    EXPECT_EQ(0, shell("member add 1 action setLagPort port 1 >&-").status);
+    EXPECT_THAT(lagctl("show members").out, HasSubstr("setLagPort"));
+}
+
+TEST_F(Lagctl, DaemonThatIsStoppedIsNotWaitedForLongerThanToldTo) {
+    daemon.signal(SIGSTOP);
+    const auto run = lagctl("--wait 1 show");
+    EXPECT_EQ(2, run.status);
+    EXPECT_EQ("lagctl: cannot reach a daemon at " + daemon.control() + ": process " +
+                  std::to_string(daemon.pid()) +
+                  " does not answer in time: it is busy, starting or stopped\n",
+              run.err);
+    daemon.signal(SIGCONT);
+    EXPECT_EQ(0, lagctl("--wait 60 --timeout 60 show").status);
+}
+
 TEST_F(Lagctl, WrongArgumentsAreStatusTwo) {
     for (const char* arguments :
          {"--nonsense", "-batch /nonexistent.cmds", "-batch x show", "-batch /tmp", "--pd x show",
-          "--wait -1 show", "--wait soon show", "--wait 86401 show"}) {
+          "--wait -1 show", "--wait soon show", "--wait 86401 show", "--timeout 0 show"}) {
         const auto run = lagctl(arguments);
         EXPECT_EQ(2, run.status) << arguments;
         EXPECT_NE("", run.err) << arguments;
@@ -186,7 +219,8 @@ TEST(LagctlAlone, LooksWhereADaemonOfTheSameEnvironmentIs) {
 
 TEST(LagctlAlone, HelpAndVersionSucceed) {
     EXPECT_THAT(runCommandLine(LAGCTL " --help").out,
-                AllOf(HasSubstr("'quit' ends lagctl"), HasSubstr("--wait SECONDS")));
+                AllOf(HasSubstr("'quit' ends lagctl"), HasSubstr("--wait SECONDS"),
+                      HasSubstr("60 seconds for it to")));
     EXPECT_EQ("lagctl 1.0.0\n", runCommandLine(LAGCTL " --version").out);
 }
 

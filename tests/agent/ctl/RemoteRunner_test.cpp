@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "agent/daemon/Address.h"
 #include "agent/daemon/ControlSocket.h"
 #include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/FewDescriptors.h"
@@ -34,20 +35,26 @@ class RemoteRunnerTest : public testing::Test {
             if (!answer.empty() && ::recv(client.get(), request, sizeof request, 0) > 0) {
                 say(client, answer);
             }
+            if (isSilent) {
+                ::pause();
+            }
             ::_exit(0); // without a destructor, which would remove the socket
             return 0;
         });
     }
 
-    std::string objection() const {
+    std::string objection(Patience patience = {}) const {
         try {
-            const RemoteRunner runner(control);
+            const RemoteRunner runner(control, patience);
         } catch (const CommandError& e) {
             EXPECT_EQ(ErrorKind::connection, e.kind());
             return e.what();
         }
         return "";
     }
+
+    /// The daemon says no more, and stays.
+    bool isSilent = false;
 
     TestDirectory folder;
     const std::string control = folder / "control";
@@ -93,6 +100,34 @@ TEST_F(RemoteRunnerTest, AnswerThatMakesNoSenseEndsTheScript) {
         EXPECT_TRUE(runner.isOver());
         EXPECT_FALSE(runner.atEnd()); // it was told once
     }
+}
+
+TEST_F(RemoteRunnerTest, AnswerThatDoesNotComeInTimeEndsTheScript) {
+    isSilent = true;
+    for (const char* answer : {"", "{\"text\":\"half"}) {
+        daemonSays(Wire::hello(), answer);
+        RemoteRunner runner(control, {.answer = std::chrono::seconds(1)});
+        const auto outcome = runner.run("show");
+        ASSERT_TRUE(outcome.error);
+        EXPECT_EQ("lost the daemon at " + control +
+                      " before it answered, so this may have been carried out or not: process " +
+                      std::to_string(::getpid()) +
+                      " does not answer in time: it is busy, starting or stopped",
+                  outcome.error->message);
+        EXPECT_TRUE(runner.isOver());
+    }
+}
+
+TEST_F(RemoteRunnerTest, SocketThatTakesNoMoreClientsIsNotWaitedForLongerThanToldTo) {
+    const Pello::FileDescriptor crowded(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = addressOf(control);
+    const auto* const place = reinterpret_cast<const sockaddr*>(&address);
+    ASSERT_EQ(0, ::bind(crowded.get(), place, sizeof address));
+    ASSERT_EQ(0, ::listen(crowded.get(), 0));
+    const Pello::FileDescriptor first(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(0, ::connect(first.get(), place, sizeof address));
+    EXPECT_EQ("cannot reach a daemon at " + control + ": too many clients are waiting there",
+              objection({.greeting = std::chrono::seconds(1)}));
 }
 
 TEST_F(RemoteRunnerTest, EmptyLineIsNotSent) {

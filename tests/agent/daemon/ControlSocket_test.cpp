@@ -1,7 +1,5 @@
 #include "agent/daemon/ControlSocket.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -11,6 +9,7 @@
 
 #include "agent/Errors.h"
 #include "agent/daemon/Address.h"
+#include "platform/Pello/LockFile.h"
 #include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/FewDescriptors.h"
@@ -84,9 +83,10 @@ TEST_F(ControlSocketTest, OfALivingDaemonIsNot) {
 
 TEST_F(ControlSocketTest, OfADaemonThatHasNotGotItYetIsLeftToIt) {
     leaveStaleSocket();
-    const Pello::FileDescriptor lock(::open((path + ".lock").c_str(), O_RDWR | O_CLOEXEC));
-    ASSERT_EQ(0, ::flock(lock.get(), LOCK_EX | LOCK_NB));
-    EXPECT_THAT(complaint(), EndsWith(": another daemon has it, and is starting or ending"));
+    const Pello::LockFile lock(Kel::String(path + ".lock"), "the test");
+    EXPECT_EQ("cannot take commands at " + path + ": " + path +
+                  ": in use by another agent, process " + std::to_string(::getpid()),
+              complaint());
     EXPECT_TRUE(std::filesystem::exists(path));
 }
 
@@ -104,6 +104,27 @@ TEST_F(ControlSocketTest, FileThatIsNoSocketIsLeftAlone) {
     EXPECT_THAT(complaint(), EndsWith(": there is a file that is no socket"));
     std::string text;
     std::ifstream(path) >> text;
+    EXPECT_EQ("precious", text);
+}
+
+TEST_F(ControlSocketTest, LockThatAnotherUserCouldHaveMadeIsRefused) {
+    const std::string lock = path + ".lock";
+    const std::string refused = "cannot take commands at " + path + ": " + lock + ": refused: ";
+    std::ofstream(folder / "other") << "precious";
+    ASSERT_EQ(0, ::chmod((folder / "other").c_str(), 0600));
+    ASSERT_EQ(0, ::link((folder / "other").c_str(), lock.c_str()));
+    EXPECT_EQ(refused + "it has 2 links, not 1", complaint());
+    ::unlink(lock.c_str());
+    ASSERT_EQ(0, ::mkfifo(lock.c_str(), 0600));
+    EXPECT_EQ(refused + "it is not a regular file", complaint());
+    ::unlink(lock.c_str());
+    std::ofstream(lock) << "";
+    ASSERT_EQ(0, ::chmod(lock.c_str(), 0660));
+    EXPECT_EQ(refused + "its mode is 0660, not 0600", complaint());
+    ASSERT_EQ(0, ::chmod(lock.c_str(), 0600));
+    EXPECT_EQ("", complaint());
+    std::string text;
+    std::ifstream(folder / "other") >> text;
     EXPECT_EQ("precious", text);
 }
 

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,7 +14,10 @@
 namespace LagAgent {
 namespace {
 
+using testing::EndsWith;
+using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::Not;
 
 /// A log into a pipe.
 class LogTest : public testing::Test {
@@ -33,6 +37,12 @@ class LogTest : public testing::Test {
         char buffer[8192];
         const ssize_t size = ::read(out_.get(), buffer, sizeof buffer);
         return {buffer, static_cast<std::size_t>(size > 0 ? size : 0)};
+    }
+
+    /// Writing waits, as it does by default, and the pipe takes 4096 bytes.
+    void fileWaits() const {
+        EXPECT_EQ(0, ::fcntl(in_.get(), F_SETFL, 0));
+        EXPECT_EQ(4096, ::fcntl(in_.get(), F_SETPIPE_SZ, 4096));
     }
 
     /// As systemd does for a service whose standard error is the journal.
@@ -74,7 +84,7 @@ TEST_F(LogTest, NothingThatIsSentForgesALine) {
     log().write(LogLevel::info, "failed", {{"message", "x\nts=1 level=error event=forged"}});
     const std::string text = written();
     EXPECT_EQ(text.size() - 1, text.find('\n'));
-    EXPECT_THAT(text, testing::EndsWith("message=\"x\\x0ats=1 level=error event=forged\"\n"));
+    EXPECT_THAT(text, EndsWith("message=\"x\\x0ats=1 level=error event=forged\"\n"));
 }
 
 TEST_F(LogTest, JsonIsOneDocumentALine) {
@@ -92,7 +102,7 @@ TEST_F(LogTest, WhatIsLessImportantIsLeftOut) {
     log().write(LogLevel::debug, "unseen");
     EXPECT_EQ("", written());
     log({.level = LogLevel::debug}).write(LogLevel::debug, "seen");
-    EXPECT_THAT(written(), testing::EndsWith(" level=debug event=seen\n"));
+    EXPECT_THAT(written(), EndsWith(" level=debug event=seen\n"));
     log({.level = LogLevel::error}).write(LogLevel::warning, "unseen");
     EXPECT_EQ("", written());
 }
@@ -108,6 +118,39 @@ TEST_F(LogTest, JournalGetsPrioritiesAndNoTime) {
               written());
     log({.json = true}).write(LogLevel::info, "a");
     EXPECT_EQ("<6>{\"level\":\"info\",\"event\":\"a\"}\n", written());
+}
+
+TEST_F(LogTest, ReaderThatStopsIsNotWaitedForAndIsToldHowMuchIsMissing) {
+    fileWaits();
+    const Log log = this->log();
+    for (int i = 0; i < 1000; ++i) {
+        log.write(LogLevel::info, "early");
+    }
+    const std::string text = written();
+    const auto lines = std::count(text.begin(), text.end(), '\n');
+    EXPECT_LT(0, lines);
+    EXPECT_THAT(text, EndsWith(" level=info event=early\n")); // no line in part
+    log.write(LogLevel::info, "late");
+    EXPECT_THAT(written(),
+                MatchesRegex("ts=[^ ]* level=warning event=log-dropped events=" +
+                             std::to_string(1000 - lines) + "\nts=[^ ]* level=info event=late\n"));
+    log.write(LogLevel::info, "later");
+    EXPECT_THAT(written(), MatchesRegex("ts=[^ ]* level=info event=later\n"));
+}
+
+TEST_F(LogTest, LineThatIsTakenInPartIsWrittenToItsEndFirst) {
+    fileWaits();
+    const Log log = this->log();
+    log.write(LogLevel::info, "long", {{"x", std::string(5000, 'x')}});
+    log.write(LogLevel::info, "dropped");
+    std::string text = written();
+    EXPECT_THAT(text, Not(HasSubstr("\n")));
+    log.write(LogLevel::info, "next");
+    text += written();
+    EXPECT_THAT(text, MatchesRegex("ts=[^ ]* level=info event=long x=x*\n"
+                                   "ts=[^ ]* level=warning event=log-dropped events=1\n"
+                                   "ts=[^ ]* level=info event=next\n"));
+    EXPECT_EQ(5002, std::count(text.begin(), text.end(), 'x')); // and two in names
 }
 
 TEST_F(LogTest, JournalOfAnotherFileChangesNothing) {

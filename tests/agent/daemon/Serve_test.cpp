@@ -36,7 +36,7 @@ TEST_F(Serve, TellsTheManagerHowItStartsThatItIsReadyAndThatItStops) {
     for (const char* phase : {"taking the state directory", "loading the driver", "desired state",
                               "chip", "tables", "factories", "audit", "mending", "model"}) {
         expected.push_back(std::string("STATUS=Starting: ") + phase +
-                           "\nEXTEND_TIMEOUT_USEC=30000000");
+                           "\nEXTEND_TIMEOUT_USEC=30000000\nWATCHDOG=1");
     }
     expected.push_back("READY=1\nSTATUS=Taking commands");
     EXPECT_EQ(expected, daemon.said);
@@ -127,7 +127,8 @@ TEST_F(Serve, StartThatFailsIsStatusTwoAndALineOfTheLog) {
              {"--state-dir /nonexistent/state",
               "/nonexistent/state: cannot create the directory: No such file or directory"},
              {"--state-dir /dev/null", "/dev/null: refused: it is a link or no directory"},
-             {"--control /nonexistent/control" + directory, "/nonexistent/control.lock: No such"},
+             {"--control /nonexistent/control" + directory,
+              "/nonexistent/control.lock: cannot open it: No such"},
              {"--nonsense", "--nonsense"},
              {"--log-level loud", "--log-level"},
              {"a-file", "a-file"}}) {
@@ -136,6 +137,20 @@ TEST_F(Serve, StartThatFailsIsStatusTwoAndALineOfTheLog) {
         EXPECT_THAT(run.err, HasSubstr(message)) << arguments;
         EXPECT_FALSE(std::filesystem::exists(daemon.control())) << arguments;
     }
+}
+
+TEST_F(Serve, ClosedStandardStreamsAreNotOtherFiles) {
+    daemon.startProgram("<&- >&- 2>&-");
+    EXPECT_EQ("", client().textOf("nonsense"));
+    EXPECT_EQ(0, daemon.stop());
+    int files = 0;
+    for (const auto& file : std::filesystem::directory_iterator(daemon.directory())) {
+        std::ostringstream text;
+        text << std::ifstream(file.path()).rdbuf();
+        EXPECT_THAT(text.str(), testing::Not(HasSubstr("event="))) << file.path();
+        ++files;
+    }
+    EXPECT_LT(1, files);
 }
 
 TEST_F(Serve, HelpSucceeds) {
@@ -185,6 +200,37 @@ TEST_F(Serve, RefusedPdCallIsAWarning) {
                   "setLagPort port 1\" "
                   "function=p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setLagPort "
                   "status=9 message="));
+}
+
+TEST_F(Serve, ReaderOfItsLogThatStopsDoesNotHoldItUp) {
+    int ends[2];
+    ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
+    const Pello::FileDescriptor reader(ends[0]), writer(ends[1]);
+    const std::string all(static_cast<std::size_t>(::fcntl(ends[0], F_GETPIPE_SZ)), '.');
+    ASSERT_EQ(static_cast<ssize_t>(all.size()), ::write(writer.get(), all.data(), all.size()));
+    const std::string directory = daemon.directory();
+    daemon.start([&] {
+        ::dup2(writer.get(), STDERR_FILENO);
+        return ::execl(LAG_AGENT, "lag-agent", "serve", "--state-dir", directory.c_str(), nullptr);
+    });
+    for (int i = 0; i < 1000; ++i) {
+        EXPECT_EQ("", client().textOf("nonsense"));
+    }
+    EXPECT_EQ(0, daemon.stop());
+}
+
+TEST_F(Serve, ReaderOfItsLogThatIsGoneDoesNotEndIt) {
+    int ends[2];
+    ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
+    ::close(ends[0]);
+    const Pello::FileDescriptor writer(ends[1]);
+    const std::string directory = daemon.directory();
+    daemon.start([&] {
+        ::dup2(writer.get(), STDERR_FILENO);
+        return ::execl(LAG_AGENT, "lag-agent", "serve", "--state-dir", directory.c_str(), nullptr);
+    });
+    EXPECT_EQ("", client().textOf("nonsense"));
+    EXPECT_EQ(0, daemon.stop());
 }
 
 TEST_F(Serve, LogCanBeJson) {

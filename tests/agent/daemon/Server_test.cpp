@@ -11,6 +11,7 @@
 #include "agent/daemon/Wire.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
+#include "tests/agent/daemon/FewDescriptors.h"
 
 namespace LagAgent {
 namespace {
@@ -24,7 +25,19 @@ struct Shared {
     int gate = -1; // 'gate' waits until there is a byte
     bool isNextRefused = false;
     std::string obstacle{};
+    std::vector<Pello::FileDescriptor> descriptors{};
 };
+
+/// All descriptors that the process may have.
+std::vector<Pello::FileDescriptor> allDescriptors() {
+    const rlimit few{64, 64};
+    ::setrlimit(RLIMIT_NOFILE, &few);
+    std::vector<Pello::FileDescriptor> all;
+    do {
+        all.emplace_back(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
+    } while (all.back());
+    return all;
+}
 
 /// Commands with which a test can see and steer what the server does.
 class FakeRunner final : public CommandRunner {
@@ -56,6 +69,10 @@ class FakeRunner final : public CommandRunner {
         } else if (word == "obstacle") {
             shared_.obstacle = joined(words);
             outcome.error = Error{ErrorKind::storage, "not kept"};
+        } else if (word == "hoard") {
+            shared_.descriptors = allDescriptors();
+        } else if (word == "release") {
+            shared_.descriptors.clear();
         } else if (word == "throw") {
             throw std::runtime_error("thrown");
         }
@@ -294,6 +311,26 @@ TEST_F(ServerTest, ThereAreSoManyClientsAndNoMore) {
     EXPECT_TRUE(isGreeted);
 }
 
+TEST_F(ServerTest, ClientThatComesWhenDescriptorsHaveRunOutIsServedWhenThereAreSome) {
+    if (!kCanRunOutOfDescriptors) {
+        GTEST_SKIP() << "the sanitizer needs descriptors itself";
+    }
+    auto one = client(), two = client();
+    one.textOf("hoard");
+    two.hangUp(); // the one descriptor is not for clients
+    Client late(daemon.control());
+    for (int i = 0; i < 10'000 && daemon.log().find("event=cannot-accept") == std::string::npos;
+         ++i) {
+        EXPECT_NE("", one.textOf("command"));
+    }
+    EXPECT_THAT(daemon.log(), HasSubstr("level=error event=cannot-accept message=\"Too many open "
+                                        "files\"\n"));
+    one.textOf("release");
+    EXPECT_EQ("lag-agent", late.hears()["hello"]);
+    EXPECT_EQ("1", late.textOf("lines"));
+    EXPECT_EQ(0, daemon.stop());
+}
+
 TEST_F(ServerTest, AnotherUserIsTurnedAway) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "only root can be somebody else";
@@ -366,6 +403,49 @@ TEST_F(ServerTest, ClientThatNeverTakesItsAnswerDoesNotHoldUpTheEnd) {
     one.run("big 2000000");
     char byte;
     ASSERT_EQ(1, ::recv(one.fd(), &byte, 1, MSG_PEEK));
+    EXPECT_EQ(0, daemon.stop());
+}
+
+TEST(ServerWatchdog, IsFedByTheLoop) {
+    Daemon daemon;
+    daemon.start([&] {
+        ::mkdir(daemon.directory().c_str(), 0700);
+        ::setenv("WATCHDOG_USEC", "200000", 1);
+        const Log log(STDERR_FILENO, {});
+        return Server(daemon.control(), log).run([] { return nullptr; });
+    });
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ("WATCHDOG=1", daemon.manager.hears());
+    }
+    EXPECT_EQ(0, daemon.stop());
+}
+
+TEST(ServerLog, SaysHowMuchIsMissingAsSoonAsItCan) {
+    int ends[2];
+    ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
+    const Pello::FileDescriptor reader(ends[0]), writer(ends[1]);
+    Daemon daemon;
+    daemon.start([&] {
+        ::mkdir(daemon.directory().c_str(), 0700);
+        const Log log(writer.get(), {});
+        return Server(daemon.control(), log).run([]() -> std::unique_ptr<CommandRunner> {
+            throw std::runtime_error("no script");
+        });
+    });
+    const auto come = [&] { EXPECT_TRUE(Client(daemon.control()).hears().contains("error")); };
+    for (int i = 0; i < 2000; ++i) {
+        come();
+    }
+    std::string text;
+    pollfd waiting{reader.get(), POLLIN, 0};
+    while (text.find("event=log-dropped events=") == std::string::npos &&
+           ::poll(&waiting, 1, 60'000) == 1) {
+        char buffer[1 << 16];
+        const ssize_t size = ::read(reader.get(), buffer, sizeof buffer);
+        ASSERT_LT(0, size);
+        text.append(buffer, static_cast<std::size_t>(size));
+    }
+    EXPECT_THAT(text, testing::ContainsRegex("level=warning event=log-dropped events=[0-9]+\n"));
     EXPECT_EQ(0, daemon.stop());
 }
 
