@@ -28,12 +28,14 @@ Json handleOrNone(std::uint32_t handle) {
 void showMembers(Agent& agent, Reply& reply) {
     using Entry = BfLagGroup::LagGroupActionProfileEntry;
     Listing listing({"id", "action", "port", "handle", "groups", "abandoned"});
+    const auto& memberships = agent.configuration.memberships();
+    auto membership = memberships.begin();
     for (const auto& entry : sorted<Entry::Ptr>(agent.driver.profile().entry(),
                                                 [](const Entry& e) { return e.memberId(); })) {
         const auto id = entry->memberId();
         Json groups = Json::array();
-        for (const auto group : agent.configuration.groupsOf(id)) {
-            groups.push_back(group.value());
+        for (; membership != memberships.end() && membership->first <= id.value(); ++membership) {
+            groups.push_back(membership->second);
         }
         listing.add({id.value(), nameOf(entry->action()->actionType()),
                      entry->action()->egrL2AintfPort(),
