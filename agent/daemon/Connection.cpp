@@ -97,7 +97,7 @@ void Connection::send() {
 Outcome Connection::answer() {
     Outcome outcome = carryOut(*runner_, *in_.next());
     Wire::Answer answer{std::move(outcome), runner_->isOver()};
-    out_ = Wire::encode(answer);
+    out_ = Wire::encode(answer).whole();
     send();
     return std::move(answer.outcome);
 }
