@@ -46,8 +46,8 @@ class FakeRunner final : public CommandRunner {
             ::kill(::getpid(), SIGTERM);
         } else if (word == "big") {
             text = std::string(std::stoul(words.at(1)), 'x');
-        } else if (word == "rows") {
-            outcome.reply.add("rows", rows(std::stoul(words.at(1))));
+        } else if (word == "rows" || word == "terminating-rows") {
+            outcome.reply.add("rows", rows(std::stoul(words.at(1)), word != "rows"));
             return outcome;
         } else if (word == "made") {
             text = std::to_string(shared_.rowsMade);
@@ -74,8 +74,12 @@ class FakeRunner final : public CommandRunner {
     bool isOver() const override { return isOver_; }
 
   private:
-    Listing rows(std::size_t count) {
-        return {{"row"}, count, [&made = shared_.rowsMade](std::size_t row) {
+    /// A signal to end may come in the midst of them.
+    Listing rows(std::size_t count, bool terminates) {
+        return {{"row"}, count, [count, terminates, &made = shared_.rowsMade](std::size_t row) {
+                    if (terminates && row == count / 2) {
+                        ::kill(::getpid(), SIGTERM);
+                    }
                     ++made;
                     return Cells{row};
                 }};
@@ -103,7 +107,8 @@ class ServerTest : public testing::Test {
             Server server(daemon.control(), log);
             const int status =
                 server.run([&] { return newRunner(shared); }, [&] { return shared.obstacle; });
-            log.write(LogLevel::info, "rows-made", {{"all", shared.rowsMade < kRows ? "no" : "yes"}});
+            log.write(LogLevel::info, "rows-made",
+                      {{"all", shared.rowsMade < kRows ? "no" : "yes"}});
             return status;
         });
     }
@@ -443,6 +448,13 @@ TEST_F(ServerTest, LongAnswerUnderWayIsMadeAndTakenToItsEnd) {
     EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
     EXPECT_EQ(30'000u, one.hears()["result"]["rows"].size());
     EXPECT_TRUE(one.hears().is_null());
+    EXPECT_EQ(0, daemon.exitStatus());
+}
+
+TEST_F(ServerTest, LongAnswerThatWaitsForItsTurnWhenTheSignalComesIsMadeToItsEndToo) {
+    auto one = client();
+    one.run("terminating-rows 3000"); // which the socket takes, turn by turn
+    EXPECT_EQ(3000u, one.hears()["result"]["rows"].size());
     EXPECT_EQ(0, daemon.exitStatus());
 }
 
