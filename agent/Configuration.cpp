@@ -42,11 +42,11 @@ void Configuration::requireInStep() const {
 }
 
 bool Configuration::isAbandoned(MemberId member) const {
-    return profile().entry(member) && !driver_.stateMachine().actionProfile(member);
+    return !driver_.stateMachine().actionProfile(member) && profile().entry(member);
 }
 
 bool Configuration::isAbandoned(GroupId group) const {
-    return profile().group(group) && !driver_.stateMachine().group(group);
+    return !driver_.stateMachine().group(group) && profile().group(group);
 }
 
 bool Configuration::isAbandoned(GroupId group, MemberId member) const {

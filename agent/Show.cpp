@@ -47,6 +47,20 @@ Listing listingOf(std::vector<std::string> columns, Copied<Row> copied, CellsOf 
             [shared, cells](std::size_t row) { return cells(*shared, shared->rows[row]); }};
 }
 
+/// The elements of a collection by rising id, `idOf(element)`. They were mostly made in that order,
+/// and lie in memory as they were made, so they are best visited in it too.
+template <class Element, class Collection, class IdOf>
+std::vector<std::pair<std::uint32_t, const Element*>> byId(const Collection& collection,
+                                                           IdOf idOf) {
+    std::vector<std::pair<std::uint32_t, const Element*>> elements;
+    elements.reserve(collection.size());
+    for (const auto& element : collection) {
+        elements.emplace_back(idOf(*element).value(), &*element);
+    }
+    std::ranges::sort(elements);
+    return elements;
+}
+
 Cell handleOrNone(std::uint32_t handle) {
     return handle == 0 ? Cell() : Cell(handle);
 }
@@ -63,29 +77,26 @@ struct MemberRow {
 };
 
 Copied<MemberRow> copyMembers(const Agent& agent) {
+    using Entry = BfLagGroup::LagGroupActionProfileEntry;
     Copied<MemberRow> all;
     const auto& entries = agent.driver.profile().entry();
     all.rows.reserve(entries.size());
-    for (const auto& entry : entries) {
-        const auto id = entry->memberId();
-        const auto& action = *entry->action();
-        all.rows.push_back({.id = id.value(),
-                            .handle = agent.driver.handles().member(id).value(),
-                            .groups = {},
-                            .action = action.actionType(),
-                            .port = action.egrL2AintfPort(),
-                            .isAbandoned = agent.configuration.isAbandoned(id)});
-    }
-    std::ranges::sort(all.rows, {}, &MemberRow::id);
     const auto& memberships = agent.configuration.memberships();
     all.ids.reserve(memberships.size());
     auto membership = memberships.begin();
-    for (MemberRow& row : all.rows) {
-        row.groups.begin = all.ids.size();
-        for (; membership != memberships.end() && membership->first <= row.id; ++membership) {
+    for (const auto& [id, entry] :
+         byId<Entry>(entries, [](const Entry& e) { return e.memberId(); })) {
+        const std::size_t begin = all.ids.size();
+        for (; membership != memberships.end() && membership->first <= id; ++membership) {
             all.ids.push_back(membership->second);
         }
-        row.groups.end = all.ids.size();
+        const auto& action = *entry->action();
+        all.rows.push_back({.id = id,
+                            .handle = agent.driver.handles().member(RuxMemberId(id)).value(),
+                            .groups = {begin, all.ids.size()},
+                            .action = action.actionType(),
+                            .port = action.egrL2AintfPort(),
+                            .isAbandoned = agent.configuration.isAbandoned(RuxMemberId(id))});
     }
     return all;
 }
@@ -130,23 +141,23 @@ void copyMembersOf(const BfLagGroup::LagGroupGroup& group, GroupRow& row, Ids& i
 }
 
 Copied<GroupRow> copyGroups(const Agent& agent) {
+    using Group = BfLagGroup::LagGroupGroup;
     Copied<GroupRow> all;
     const auto& groups = agent.driver.profile().group();
     all.rows.reserve(groups.size());
-    for (const auto& group : groups) {
-        const auto id = group->groupId();
-        auto& row =
-            all.rows.emplace_back(GroupRow{.id = id.value(),
-                                           .size = group->groupSize(),
-                                           .initial = group->initialMemberId(),
-                                           .handle = agent.driver.handles().group(id).value(),
-                                           .active = {},
-                                           .inactive = {},
-                                           .action = group->actionType(),
-                                           .isAbandoned = agent.configuration.isAbandoned(id)});
+    for (const auto& [id, group] :
+         byId<Group>(groups, [](const Group& g) { return g.groupId(); })) {
+        auto& row = all.rows.emplace_back(
+            GroupRow{.id = id,
+                     .size = group->groupSize(),
+                     .initial = group->initialMemberId(),
+                     .handle = agent.driver.handles().group(RuxGroupId(id)).value(),
+                     .active = {},
+                     .inactive = {},
+                     .action = group->actionType(),
+                     .isAbandoned = agent.configuration.isAbandoned(RuxGroupId(id))});
         copyMembersOf(*group, row, all.ids);
     }
-    std::ranges::sort(all.rows, {}, &GroupRow::id);
     return all;
 }
 
