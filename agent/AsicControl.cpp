@@ -138,14 +138,20 @@ std::vector<PdCallRecord> AsicControl::calls(std::uint64_t begin, std::uint64_t 
     if (!functions_) {
         return records;
     }
+    std::string buffer(512, '\0'); // nearly every call is shorter
     forEachCall(begin, end, [&](const velmor_asic_call_t& call) {
-        const int length = functions_->log_format(call.sequence, nullptr, 0);
-        std::string text(static_cast<std::size_t>(std::max(length, 0)) + 1, '\0');
+        const auto format = [&] {
+            return functions_->log_format(call.sequence, buffer.data(), buffer.size());
+        };
+        int length = format();
+        if (length >= static_cast<int>(buffer.size())) {
+            buffer.resize(static_cast<std::size_t>(length) + 1);
+            length = format();
+        }
         // Other processes' calls may have pushed it out meanwhile.
-        if (length >= 0 &&
-            functions_->log_format(call.sequence, text.data(), text.size()) == length) {
-            text.pop_back();
-            records.push_back({call.sequence, call.operation, call.status, std::move(text)});
+        if (length >= 0) {
+            records.push_back({call.sequence, call.operation, call.status,
+                               buffer.substr(0, static_cast<std::size_t>(length))});
         }
     });
     return records;

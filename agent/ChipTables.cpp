@@ -1,5 +1,8 @@
 #include "agent/ChipTables.h"
 
+#include <algorithm>
+#include <memory>
+
 #include "agent/ValueType.h"
 #include "driver-status/PdCall.h"
 
@@ -118,59 +121,85 @@ Listing usageListing(const p4_pd_velmor_switch_usage_t& now) {
     return listing;
 }
 
-Listing memberListing(const ChipState& state) {
-    Listing listing({"handle", "action", "port"});
-    for (const auto& [handle, member] : state.members) {
-        const bool isKnown = member.action < actionNames().size();
-        const bool hasPort = member.action == P4_PD_ACTION_setLagPort;
-        listing.add({handle, isKnown ? Json(actionNames()[member.action]) : Json(),
-                     hasPort ? Json(member.port) : Json()});
+using Chip = std::shared_ptr<const ChipState>;
+
+/// The objects of a kind, in the order in which they are shown.
+template <class Object>
+using Shown = std::vector<const std::pair<const ChipHandle, Object>*>;
+
+template <class Object>
+Shown<Object> byHandle(const std::map<ChipHandle, Object>& objects) {
+    Shown<Object> shown;
+    shown.reserve(objects.size());
+    for (const auto& object : objects) {
+        shown.push_back(&object);
     }
-    return listing;
+    return shown;
 }
 
-Listing groupListing(const ChipState& state) {
-    Listing listing({"handle", "size", "active", "inactive"});
-    for (const auto& [handle, group] : state.groups) {
-        Json active = Json::array(), inactive = Json::array();
-        for (const auto& [member, isActive] : group.members) {
-            (isActive ? active : inactive).push_back(member);
-        }
-        listing.add({handle, group.size, std::move(active), std::move(inactive)});
-    }
-    return listing;
+/// A table of objects of `chip`; `cells(handle, object)` makes the row of one.
+template <class Object, class CellsOf>
+Listing listingOf(std::vector<std::string> columns, const Chip& chip, Shown<Object> shown,
+                  CellsOf cells) {
+    const std::size_t rows = shown.size();
+    return {std::move(columns), rows, [chip, shown = std::move(shown), cells](std::size_t row) {
+                return cells(shown[row]->first, shown[row]->second);
+            }};
+}
+
+Listing memberListing(const Chip& chip) {
+    return listingOf({"handle", "action", "port"}, chip, byHandle(chip->members),
+                     [](ChipHandle handle, const ChipMember& member) {
+                         const bool isKnown = member.action < actionNames().size();
+                         const bool hasPort = member.action == P4_PD_ACTION_setLagPort;
+                         return Cells{handle, isKnown ? Cell(actionNames()[member.action]) : Cell(),
+                                      hasPort ? Cell(member.port) : Cell()};
+                     });
+}
+
+Listing groupListing(const Chip& chip) {
+    return listingOf({"handle", "size", "active", "inactive"}, chip, byHandle(chip->groups),
+                     [](ChipHandle handle, const ChipGroup& group) {
+                         Ids active, inactive;
+                         for (const auto& [member, isActive] : group.members) {
+                             (isActive ? active : inactive).push_back(member);
+                         }
+                         return Cells{handle, group.size, std::move(active), std::move(inactive)};
+                     });
 }
 
 /// The default entry last.
-Listing entryListing(const ChipState& state) {
-    Listing listing({"handle", "default", "value", "mask", "priority", "member", "group"});
-    listing.hexIs({"value", "mask"});
-    for (const bool isDefault : {false, true}) {
-        for (const auto& [handle, entry] : state.entries) {
-            if (isDefault != !entry.name) {
-                continue;
-            }
-            const auto field = [&](std::uint32_t MatchKey::*member) {
-                return isDefault ? Json() : Json((*entry.name).*member);
+Listing entryListing(const Chip& chip) {
+    auto shown = byHandle(chip->entries);
+    std::ranges::stable_partition(shown,
+                                  [](auto* entry) { return entry->second.name.has_value(); });
+    return listingOf(
+        {"handle", "default", "value", "mask", "priority", "member", "group"}, chip,
+        std::move(shown), [](ChipHandle handle, const ChipEntry& entry) {
+            const auto field = [&]<class Value>(std::uint32_t MatchKey::*member, Value) {
+                return entry.name ? Cell(Value{(*entry.name).*member}) : Cell();
             };
             const auto target = [&](bool isGroup) {
-                return entry.target.isGroup == isGroup ? Json(entry.target.handle) : Json();
+                return entry.target.isGroup == isGroup ? Cell(entry.target.handle) : Cell();
             };
-            listing.add({handle, isDefault, field(&MatchKey::value), field(&MatchKey::mask),
-                         field(&MatchKey::priority), target(false), target(true)});
-        }
-    }
-    return listing;
+            return Cells{handle,
+                         !entry.name,
+                         field(&MatchKey::value, Hex()),
+                         field(&MatchKey::mask, Hex()),
+                         field(&MatchKey::priority, std::uint64_t()),
+                         target(false),
+                         target(true)};
+        });
 }
 
 } // namespace
 
 void ChipTables::show(Reply& reply) const {
-    const ChipState state = read();
-    reply.add("asic usage", usageListing(state.usage));
-    reply.add("asic members", memberListing(state));
-    reply.add("asic groups", groupListing(state));
-    reply.add("asic entries", entryListing(state));
+    const auto chip = std::make_shared<const ChipState>(read());
+    reply.add("asic usage", usageListing(chip->usage));
+    reply.add("asic members", memberListing(chip));
+    reply.add("asic groups", groupListing(chip));
+    reply.add("asic entries", entryListing(chip));
 }
 
 } // namespace LagAgent

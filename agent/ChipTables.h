@@ -18,6 +18,7 @@ class ChipTables {
     bool hasDefaultEntry() const { return defaultEntry() != 0; }
     /// Everything at once. `get_entry` is the one call among these that a call log shows.
     ChipState read() const;
+    /// Shows that. It is read at once, and made readable row by row.
     void show(Reply& reply) const;
 
   private:

@@ -141,7 +141,7 @@ void addHelp(const std::vector<const Command*>& commands, Reply& reply) {
     for (const Command* command : commands) {
         listing.add({command->pattern, command->help});
     }
-    reply.add("help", listing.json(), listing.text());
+    reply.add("help", std::move(listing), "");
 }
 
 void help(Agent&, const Arguments&, Reply& reply) {

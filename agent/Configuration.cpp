@@ -1,13 +1,19 @@
 #include "agent/Configuration.h"
 
-#include <algorithm>
-
 #include "agent/Errors.h"
 #include "agent/state/StateDatabase.h"
 
 // What members, groups and entries have in common: how they are kept, and who uses whom.
 
 namespace LagAgent {
+
+namespace {
+
+std::pair<bool, std::uint32_t> keyOf(const Configuration::Target& target) {
+    return {target.member(), target.id()};
+}
+
+} // namespace
 
 void Configuration::commit() {
     if (!desired_) {
@@ -36,11 +42,11 @@ void Configuration::requireInStep() const {
 }
 
 bool Configuration::isAbandoned(MemberId member) const {
-    return profile().entry(member) && !driver_.stateMachine().actionProfile(member);
+    return !driver_.stateMachine().actionProfile(member) && profile().entry(member);
 }
 
 bool Configuration::isAbandoned(GroupId group) const {
-    return profile().group(group) && !driver_.stateMachine().group(group);
+    return !driver_.stateMachine().group(group) && profile().group(group);
 }
 
 bool Configuration::isAbandoned(GroupId group, MemberId member) const {
@@ -49,24 +55,41 @@ bool Configuration::isAbandoned(GroupId group, MemberId member) const {
     return model && model->member(member) && !(reactor && reactor->groupMember(member));
 }
 
-std::vector<Configuration::GroupId> Configuration::groupsOf(MemberId member) const {
-    std::vector<GroupId> groups;
-    for (const auto& group : profile().group()) {
-        if (group->member(member)) {
-            groups.push_back(group->groupId());
+const Configuration::Memberships& Configuration::knownMemberships() const {
+    if (!memberships_.isCollected()) {
+        std::vector<Memberships::Pair> all;
+        for (const auto& group : profile().group()) {
+            for (const auto& member : group->member()) {
+                all.emplace_back(member->memberId().value(), group->groupId().value());
+            }
         }
+        memberships_.collectedAre(std::move(all));
     }
-    std::ranges::sort(groups, {}, [](GroupId group) { return group.value(); });
-    return groups;
+    return memberships_;
+}
+
+std::optional<Configuration::GroupId> Configuration::lowestGroupOf(MemberId member) const {
+    const auto group = knownMemberships().lowestOf(member.value());
+    return group ? std::optional(GroupId(*group)) : std::nullopt;
 }
 
 void Configuration::requireUnused(const Target& target) const {
-    for (const auto& [entry, installed] : entries_) {
-        if (installed.target == target) {
-            refuse("the " + nameOf(entry) + " points at " + nameOf(target) +
-                   ": delete it or point it elsewhere first");
+    if (!pointing_.isCollected()) {
+        std::vector<decltype(pointing_)::Pair> all;
+        for (const auto& [entry, installed] : entries_) {
+            all.emplace_back(keyOf(installed.target), entry);
         }
+        pointing_.collectedAre(std::move(all));
     }
+    if (const auto entry = pointing_.lowestOf(keyOf(target))) {
+        refuse("the " + nameOf(*entry) + " points at " + nameOf(target) +
+               ": delete it or point it elsewhere first");
+    }
+}
+
+void Configuration::pointingWasChanged(const EntryName& entry, const Target& target) noexcept {
+    const auto found = entries_.find(entry);
+    pointing_.is(keyOf(target), entry, found != entries_.end() && found->second.target == target);
 }
 
 } // namespace LagAgent

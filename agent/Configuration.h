@@ -1,9 +1,11 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "agent/Driver.h"
+#include "agent/Usage.h"
 #include "agent/state/DesiredState.h"
 
 namespace LagAgent {
@@ -36,6 +38,9 @@ struct InstalledEntry {
  * the driver hears of it: what cannot be kept never reaches the chip. The changes are kept when
  * `commit` has returned. An operation that has thrown has left the model and the chip as they were,
  * and is to be followed by `rollback`; so an abandoned object is still desired.
+ *
+ * No operation costs more where there are more groups or entries. Who is in which group is known
+ * from the first question on, and groups are changed through this object alone from then on.
  */
 class Configuration {
   public:
@@ -63,9 +68,7 @@ class Configuration {
     void entryDel(const EntryName& entry);
     const Entries& entries() const noexcept { return entries_; }
     /// Takes over an entry that is in the chip and in the database already.
-    void installedEntryIs(const EntryName& entry, InstalledEntry installed) {
-        entries_.insert_or_assign(entry, std::move(installed));
-    }
+    void installedEntryIs(const EntryName& entry, InstalledEntry installed);
 
     /// Keeps what was changed since the latest `commit` or `rollback`. Throws `DesiredStateLost`
     /// when that cannot be: the chip is ahead of the database then, `isOutOfStep` for good, and
@@ -79,8 +82,11 @@ class Configuration {
     bool isAbandoned(GroupId group) const;
     bool isAbandoned(GroupId group, MemberId member) const;
 
-    /// The groups that hold the member, in rising order.
-    std::vector<GroupId> groupsOf(MemberId member) const;
+    /// Member and group id of each group member, in rising order.
+    using Memberships = Usage<std::uint32_t, std::uint32_t>;
+    const std::set<Memberships::Pair>& memberships() const { return knownMemberships().all(); }
+    /// The lowest group that holds the member.
+    std::optional<GroupId> lowestGroupOf(MemberId member) const;
 
   private:
     /// Writes a change of the desired state, `change(database)`, where there is one. Comes after
@@ -105,6 +111,11 @@ class Configuration {
     /// Refuses while an entry points at the target.
     void requireUnused(const Target& target) const;
 
+    class MembershipScope;
+    const Memberships& knownMemberships() const;
+    /// Looks again whether the entry points at the target.
+    void pointingWasChanged(const EntryName& entry, const Target& target) noexcept;
+
     void dropFailedGroup(GroupId group);
     void putBack(const BfLagGroup::LagGroupGroup& removed);
     void abandonedMemberDel(MemberId member);
@@ -114,6 +125,8 @@ class Configuration {
     Driver& driver_;
     StateDatabase* desired_;
     Entries entries_;
+    mutable Memberships memberships_;
+    mutable Usage<std::pair<bool, std::uint32_t>, EntryName> pointing_; // (is member, id) -> entry
     bool isOutOfStep_ = false;
 };
 

@@ -1,4 +1,7 @@
 #include "agent/Configuration.h"
+
+#include <utility>
+
 #include "agent/Errors.h"
 #include "agent/Values.h"
 #include "agent/state/StateDatabase.h"
@@ -24,7 +27,14 @@ void Configuration::entrySet(const EntryName& entry, const Target& target) {
     desire([&](StateDatabase& desired) { desired.entryIs(entry, target); });
     // When the chip refuses, the entry stays as it was; a new one is not entered.
     driver_.table().entryIs({match, target});
-    entries_.insert_or_assign(entry, InstalledEntry{match, target});
+    installedEntryIs(entry, {match, target});
+}
+
+void Configuration::installedEntryIs(const EntryName& entry, InstalledEntry installed) {
+    const auto [place, isNew] = entries_.try_emplace(entry, installed);
+    const Target before = std::exchange(place->second, std::move(installed)).target;
+    pointingWasChanged(entry, before);
+    pointingWasChanged(entry, place->second.target);
 }
 
 void Configuration::entryDel(const EntryName& entry) {
@@ -38,7 +48,9 @@ void Configuration::entryDel(const EntryName& entry) {
     }
     desire([&](StateDatabase& desired) { desired.entryDel(entry); });
     driver_.table().entryDel(installed->second.match);
+    const Target before = installed->second.target;
     entries_.erase(installed);
+    pointingWasChanged(entry, before);
 }
 
 } // namespace LagAgent

@@ -9,6 +9,27 @@ namespace LagAgent {
 using BfLagGroup::LagGroupGroup;
 using BfLagGroup::LagGroupMember;
 
+/// When it ends, however it does, it is looked up again which of the members are in the group.
+class Configuration::MembershipScope {
+  public:
+    MembershipScope(Configuration& configuration, GroupId group, std::vector<MemberId> members)
+        : configuration_(configuration), group_(group), members_(std::move(members)) {}
+    ~MembershipScope() {
+        const auto model = configuration_.profile().group(group_);
+        for (const MemberId member : members_) {
+            configuration_.memberships_.is(member.value(), group_.value(),
+                                           model && model->member(member));
+        }
+    }
+    MembershipScope(const MembershipScope&) = delete;
+    MembershipScope& operator=(const MembershipScope&) = delete;
+
+  private:
+    Configuration& configuration_;
+    GroupId group_;
+    std::vector<MemberId> members_;
+};
+
 LagGroupGroup::Ptr Configuration::requiredGroup(GroupId group) const {
     const auto model = profile().group(group);
     if (!model) {
@@ -65,6 +86,7 @@ void Configuration::groupAdd(GroupId group, std::uint32_t size, MemberId initial
     desire([&](StateDatabase& desired) {
         desired.groupIs(group, {size, initial.value(), type, {{initial.value(), true}}});
     });
+    const MembershipScope scope(*this, group, {initial});
     changeOrUndo([&] { profile().groupIs(group, size, initial.value(), type); },
                  [&] { dropFailedGroup(group); });
 }
@@ -95,7 +117,12 @@ void Configuration::dropFailedGroup(GroupId group) {
 void Configuration::groupDel(GroupId group) {
     const auto model = requiredGroup(group);
     requireUnused({group.value(), false});
+    std::vector<MemberId> members;
+    for (const auto& member : model->member()) {
+        members.push_back(member->memberId());
+    }
     desire([&](StateDatabase& desired) { desired.groupDel(group); });
+    const MembershipScope scope(*this, group, std::move(members));
     if (isAbandoned(group)) {
         abandonedGroupDel(group);
         return;
@@ -128,6 +155,7 @@ void Configuration::groupMemberAdd(GroupId group, MemberId member) {
     }
     requireJoinable(member, group, model->actionType());
     desire([&](StateDatabase& desired) { desired.groupMemberIs(group, member, true); });
+    const MembershipScope scope(*this, group, {member});
     changeOrUndo([&] { model->memberIs(member); },
                  [&] {
                      Silence silence(*model);
@@ -145,6 +173,7 @@ void Configuration::groupMemberDel(GroupId group, MemberId member) {
         refuse(nameOf(group) + " would be empty: delete the group instead");
     }
     desire([&](StateDatabase& desired) { desired.groupMemberDel(group, member); });
+    const MembershipScope scope(*this, group, {member});
     if (isAbandoned(group, member)) {
         abandonedGroupMemberDel(group, member);
         return;

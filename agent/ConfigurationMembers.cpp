@@ -37,9 +37,9 @@ void Configuration::memberSet(MemberId member, ActionType type, std::uint16_t po
     const auto entry = requiredMember(member);
     requireNotAbandoned({member.value(), true});
     const auto before = entry->action();
-    const auto groups = groupsOf(member);
-    if (type != before->actionType() && !groups.empty()) {
-        refuse(nameOf(member) + " is in " + nameOf(groups.front()) + ", which takes " +
+    const auto group = lowestGroupOf(member);
+    if (group && type != before->actionType()) {
+        refuse(nameOf(member) + " is in " + nameOf(*group) + ", which takes " +
                nameOf(before->actionType()) + " only: take it out first");
     }
     desire([&](StateDatabase& desired) { desired.memberIs(member, {type, port}); });
@@ -52,9 +52,9 @@ void Configuration::memberSet(MemberId member, ActionType type, std::uint16_t po
 
 void Configuration::memberDel(MemberId member) {
     const auto entry = requiredMember(member);
-    for (const GroupId group : groupsOf(member)) {
-        const bool isLast = profile().group(group)->members() == 1;
-        refuse(nameOf(member) + " is " + (isLast ? "the only member of " : "in ") + nameOf(group) +
+    if (const auto group = lowestGroupOf(member)) {
+        const bool isLast = profile().group(*group)->members() == 1;
+        refuse(nameOf(member) + " is " + (isLast ? "the only member of " : "in ") + nameOf(*group) +
                (isLast ? ": delete the group first" : ": take it out first"));
     }
     requireUnused({member.value(), true});

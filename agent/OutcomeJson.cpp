@@ -1,6 +1,7 @@
 #include "agent/OutcomeJson.h"
 
 #include <limits>
+#include <memory>
 
 namespace LagAgent {
 
@@ -14,13 +15,15 @@ Json toJson(const Error& error) {
     return json;
 }
 
-Json toJson(const std::vector<PdCallRecord>& calls) {
-    Json json = Json::array();
-    for (const auto& call : calls) {
-        json.push_back(
-            {{"operation", call.operation}, {"status", call.status}, {"call", call.text}});
-    }
-    return json;
+void addCalls(std::vector<PdCallRecord> calls, ObjectPieces& object) {
+    const std::size_t count = calls.size();
+    const auto rows = std::make_shared<Listing>(
+        std::vector<std::string>{"operation", "status", "call"}, count,
+        [calls = std::move(calls)](std::size_t i) {
+            return Cells{calls[i].operation, calls[i].status, calls[i].text};
+        });
+    object.addArray("calls", count,
+                    [rows](std::size_t i, std::string& out) { rows->appendJson(i, out); });
 }
 
 void makesNoSense(const std::string& message) {
@@ -71,7 +74,7 @@ std::vector<PdCallRecord> callsOf(const Json& json) {
 }
 
 std::string toLine(const Json& document) {
-    return document.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return toText(document) + "\n";
 }
 
 } // namespace LagAgent

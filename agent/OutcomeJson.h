@@ -11,7 +11,7 @@ namespace LagAgent {
 
 /// Errors and PD calls as JSON, the same for tools and between daemon and client.
 Json toJson(const Error& error);
-Json toJson(const std::vector<PdCallRecord>& calls);
+void addCalls(std::vector<PdCallRecord> calls, ObjectPieces& object);
 
 /// Throws `CommandError` (connection): what came over the socket is not what should.
 [[noreturn]] void makesNoSense(const std::string& message);

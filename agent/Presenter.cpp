@@ -36,31 +36,31 @@ void Presenter::show(const Error& error, const Place& place) {
 
 bool Presenter::isSilentAbout(const Outcome& outcome) const {
     const bool saysNothing =
-        options_.quiet || (outcome.reply.text().empty() && !outcome.expectedError);
+        options_.quiet || (outcome.reply.textPieces().isEmpty() && !outcome.expectedError);
     return outcome.command.empty() ||
            (!options_.json && !options_.calls && !outcome.error && saysNothing);
 }
 
 void Presenter::showJson(const Outcome& outcome, const Place& place) {
-    Json document = Json::object();
+    ObjectPieces document;
     if (place.line != 0) {
-        document["line"] = place.line;
+        document.add("line", place.line);
     }
-    document["command"] = outcome.command;
-    document["ok"] = !outcome.error;
+    document.add("command", outcome.command);
+    document.add("ok", !outcome.error);
     if (outcome.error) {
-        document["error"] = toJson(*outcome.error);
+        document.add("error", toJson(*outcome.error));
     }
     if (outcome.expectedError) {
-        document["expectedError"] = toJson(*outcome.expectedError);
+        document.add("expectedError", toJson(*outcome.expectedError));
     }
-    if (!outcome.reply.json().empty()) {
-        document["result"] = outcome.reply.json();
+    if (!outcome.reply.isEmpty()) {
+        document.add("result", outcome.reply.jsonPieces());
     }
     if (options_.calls) {
-        document["calls"] = toJson(outcome.calls);
+        addCalls(outcome.calls, document);
     }
-    out_ << toLine(document) << std::flush;
+    out_ << document.pieces().whole() << std::endl;
 }
 
 void Presenter::showText(const Outcome& outcome, const Place& place) {

@@ -1,51 +1,42 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
-#include <vector>
+
+#include "agent/JsonPieces.h"
+#include "agent/Listing.h"
 
 namespace LagAgent {
 
-using Json = nlohmann::ordered_json;
-
-/// A table of values: rows under named columns. In JSON an array of objects.
-class Listing {
-  public:
-    explicit Listing(std::vector<std::string> columns) : columns_(std::move(columns)) {}
-
-    /// As text, the numbers of these columns are hexadecimal.
-    void hexIs(std::vector<std::string> columns) { hex_ = std::move(columns); }
-
-    /// REQUIRES: one value for each column; null for none.
-    void add(std::vector<Json> row);
-
-    Json json() const;
-    /// Aligned columns under their names, each line indented; one line for an empty table.
-    std::string text() const;
-
-  private:
-    std::vector<std::string> columns_;
-    std::vector<std::string> hex_;
-    std::vector<std::vector<Json>> rows_;
-};
-
-/// What a command has to say: the same for people and for tools.
+/// What a command has to say: the same for people and for tools. It is made when it is read, from
+/// values that were taken when the command ran, and costs little until then.
 class Reply {
   public:
     Reply() = default;
     /// What a reply held, as it came from elsewhere. REQUIRES: `json` is an object.
-    Reply(Json json, std::string text) : json_(std::move(json)), text_(std::move(text)) {}
+    Reply(Json json, std::string text);
 
-    /// A part under a name, in both forms.
-    void add(const std::string& name, Json json, const std::string& text);
-    void add(const std::string& name, const Listing& listing);
+    /// A part under a name of its own, in both forms.
+    void add(const std::string& name, Json json, std::string text);
+    /// The same as an array, of which `write(i, out)` writes an element.
+    void addArray(const std::string& name, std::size_t count, Pieces::Write write,
+                  const Pieces& text);
+    /// A table, for people under its name, or under `title`.
+    void add(const std::string& name, Listing listing) {
+        add(name, std::move(listing), name + ":\n");
+    }
+    void add(const std::string& name, Listing listing, std::string title);
 
-    const Json& json() const noexcept { return json_; }
-    const std::string& text() const noexcept { return text_; }
+    /// There is nothing for tools.
+    bool isEmpty() const noexcept { return json_.isEmpty(); }
+    Pieces jsonPieces() const { return json_.pieces(); }
+    const Pieces& textPieces() const noexcept { return text_; }
+
+    Json json() const;
+    std::string text() const { return text_.whole(); }
 
   private:
-    Json json_ = Json::object();
-    std::string text_;
+    ObjectPieces json_;
+    Pieces text_;
 };
 
 } // namespace LagAgent

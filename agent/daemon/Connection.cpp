@@ -94,12 +94,32 @@ void Connection::send() {
     }
 }
 
-Outcome Connection::answer() {
-    Outcome outcome = carryOut(*runner_, *in_.next());
-    Wire::Answer answer{std::move(outcome), runner_->isOver()};
-    out_ = Wire::encode(answer);
+std::optional<Outcome> Connection::takeTurn() {
+    std::optional<Outcome> outcome;
+    if (answer_.isAtEnd()) {
+        outcome = answerNext();
+    }
+    writeAnswer();
     send();
-    return std::move(answer.outcome);
+    return outcome;
+}
+
+Outcome Connection::answerNext() {
+    Outcome outcome = carryOut(*runner_, *in_.next());
+    Outcome summary{
+        .command = outcome.command, .error = outcome.error, .expectedError = outcome.expectedError};
+    answer_ = Wire::encode({std::move(outcome), runner_->isOver()});
+    return summary;
+}
+
+void Connection::writeAnswer() {
+    for (std::size_t i = 0; i < kPiecesOfTurn && out_.size() < kBytesOfTurn && !answer_.isAtEnd();
+         ++i) {
+        answer_.writeNext(out_);
+    }
+    if (answer_.isAtEnd()) {
+        answer_ = {}; // and with it what it was made from
+    }
 }
 
 void Connection::endInput() {
@@ -108,7 +128,7 @@ void Connection::endInput() {
 }
 
 bool Connection::isOver() const noexcept {
-    return isBroken_ || (isAtEnd_ && !in_.hasLine() && out_.empty());
+    return isBroken_ || (isAtEnd_ && !in_.hasLine() && answer_.isAtEnd() && out_.empty());
 }
 
 } // namespace LagAgent

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "agent/CommandRunner.h"
@@ -14,7 +15,8 @@ namespace LagAgent {
  * yet taken, and its script. Nothing here waits.
  *
  * Nothing is read while a request waits, and no request is carried out while an answer waits to be
- * taken, so a client holds one request and one answer of the daemon's memory at most.
+ * taken, so a client holds one request and one answer of the daemon's memory at most. Of the answer
+ * that is what it is made from, and no more text than one turn writes.
  */
 class Connection {
   public:
@@ -28,11 +30,18 @@ class Connection {
     /// Reads and writes what epoll found possible.
     void serve(std::uint32_t events);
 
-    /// There is a request to be carried out now.
-    bool hasRequest() const noexcept { return in_.hasLine() && out_.empty() && !isBroken_; }
-    /// Carries out the next request and answers it; what is no request is answered with an error.
-    /// REQUIRES: `hasRequest()`.
-    Outcome answer();
+    /// There is more of an answer to be sent now, or a request to be carried out.
+    bool hasWork() const noexcept {
+        return out_.empty() && !isBroken_ && (!answer_.isAtEnd() || in_.hasLine());
+    }
+    /// Goes on with the answer; or, when there is none, carries out the next request and begins to
+    /// answer it. What is no request is answered with an error. Returns what came of a request, but
+    /// for what it has to say. A turn writes `kPiecesOfTurn` pieces, or `kBytesOfTurn` bytes and
+    /// the rest of a piece. REQUIRES: `hasWork()`.
+    std::optional<Outcome> takeTurn();
+
+    static constexpr std::size_t kPiecesOfTurn = 500;
+    static constexpr std::size_t kBytesOfTurn = 1 << 16;
 
     /// Nothing more is read or carried out; the client may take what is left of its answer.
     void endInput();
@@ -41,13 +50,16 @@ class Connection {
     bool isOver() const noexcept;
 
   private:
+    Outcome answerNext();
+    void writeAnswer();
     void receive();
     void send();
 
     Pello::FileDescriptor socket_;
     std::unique_ptr<CommandRunner> runner_;
     LineBuffer in_;
-    std::string out_;
+    Pieces answer_;   // as far as it is not in `out_`
+    std::string out_; // what the socket has not taken yet
     std::size_t sent_ = 0;
     bool isAtEnd_ = false;  // the client sends no more
     bool isBroken_ = false; // the client is gone

@@ -66,7 +66,8 @@ void Server::stop(const std::string& reason, int status) {
     for (auto at = clients_.begin(); at != clients_.end();) {
         Client& client = *(at++)->second; // settling may drop it
         client.connection.endInput();
-        settle(client);
+        client.isWaiting = false;
+        settle(client); // an answer that is under way goes on
     }
     exitWhenDone();
 }
@@ -179,7 +180,7 @@ void Server::serve(Client& client, std::uint32_t events) {
     guarded(client, [&] { client.connection.serve(events); });
 }
 
-/// Sees to it that the next request is carried out, after what else is due.
+/// Sees to it that the next client has its turn, after what else is due.
 void Server::takeTurn() {
     if (!waiting_.empty() && !std::exchange(isTurnDue_, true)) {
         turn_ = loop_.onTurn([this](auto) { carryOutNext(); });
@@ -190,7 +191,7 @@ void Server::carryOutNext() {
     isTurnDue_ = false;
     turn_ = {};
     if (waiting_.empty()) {
-        return; // the server stops
+        return; // the clients are gone, or the server stops
     }
     const std::uint64_t number = waiting_.front();
     waiting_.pop_front();
@@ -207,7 +208,11 @@ void Server::carryOutNext() {
 
 void Server::carryOut(Client& client) {
     client.isWaiting = false;
-    guarded(client, [&] { logFailure(log_, client.number, client.connection.answer()); });
+    guarded(client, [&] {
+        if (const auto outcome = client.connection.takeTurn()) {
+            logFailure(log_, client.number, *outcome);
+        }
+    });
 }
 
 /// After anything that happened with a client: it goes, or waits for its turn, or for its socket.
@@ -217,7 +222,7 @@ void Server::settle(Client& client) {
         return;
     }
     client.source.eventsAre(client.connection.events());
-    if (!client.isWaiting && client.connection.hasRequest()) {
+    if (!client.isWaiting && client.connection.hasWork()) {
         waiting_.push_back(client.number);
         client.isWaiting = true;
         takeTurn();

@@ -15,7 +15,8 @@ namespace LagAgent {
 
 /**
  * Takes requests from clients on the control socket, and carries them out: one at a time, in the
- * order received, one of each client in turn.
+ * order received, one of each client in turn. A long answer takes many turns of its client, and the
+ * others have theirs between.
  *
  * From when it is made, clients can connect, and SIGTERM and SIGINT wait for `run`. SIGPIPE and
  * SIGHUP are ignored from then on. One thread; one server at a time in a process.
@@ -50,7 +51,7 @@ class Server {
         std::uint64_t number;
         Connection connection;
         EventSource source{};
-        bool isWaiting = false; // it is in `waiting_`
+        bool isWaiting = false; // for its turn: it is in `waiting_`
     };
 
     void accept();
@@ -91,7 +92,7 @@ class Server {
 
     std::map<std::uint64_t, std::unique_ptr<Client>> clients_;
     std::uint64_t latestClient_ = 0;
-    std::deque<std::uint64_t> waiting_; // numbers of clients with a request
+    std::deque<std::uint64_t> waiting_; // numbers of clients with something to do
     bool isTurnDue_ = false;
     bool isStopping_ = false;
     int status_ = 0;

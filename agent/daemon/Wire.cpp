@@ -79,28 +79,30 @@ Request requestOf(std::string_view document) {
     return {bytesOf(textOf(json, "run"))};
 }
 
-std::string encode(const Answer& answer) {
-    const Outcome& outcome = answer.outcome;
-    Json json = Json::object();
-    if (!outcome.reply.json().empty()) {
-        json["result"] = outcome.reply.json();
+Pieces encode(Answer answer) {
+    Outcome& outcome = answer.outcome;
+    ObjectPieces document;
+    if (!outcome.reply.isEmpty()) {
+        document.add("result", outcome.reply.jsonPieces());
     }
-    if (!outcome.reply.text().empty()) {
-        json["text"] = outcome.reply.text();
+    if (!outcome.reply.textPieces().isEmpty()) {
+        document.addText("text", outcome.reply.textPieces());
     }
     if (outcome.error) {
-        json["error"] = toJson(*outcome.error);
+        document.add("error", toJson(*outcome.error));
     }
     if (outcome.expectedError) {
-        json["expectedError"] = toJson(*outcome.expectedError);
+        document.add("expectedError", toJson(*outcome.expectedError));
     }
     if (!outcome.calls.empty()) {
-        json["calls"] = toJson(outcome.calls);
+        addCalls(std::move(outcome.calls), document);
     }
     if (answer.isOver) {
-        json["over"] = true;
+        document.add("over", true);
     }
-    return toLine(json);
+    Pieces line = document.pieces();
+    line.add("\n");
+    return line;
 }
 
 Answer answerOf(std::string_view document) {

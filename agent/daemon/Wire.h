@@ -50,7 +50,8 @@ struct Answer {
     /// The script is over.
     bool isOver = false;
 };
-std::string encode(const Answer& answer);
+/// The answer's line, written piece by piece: what it has to say may be long.
+Pieces encode(Answer answer);
 Answer answerOf(std::string_view document);
 
 } // namespace Wire

@@ -26,6 +26,7 @@ struct Shared {
     bool isNextRefused = false;
     std::string obstacle{};
     std::vector<Pello::FileDescriptor> descriptors{};
+    std::size_t rowsMade = 0;
 };
 
 /// All descriptors that the process may have.
@@ -58,6 +59,11 @@ class FakeRunner final : public CommandRunner {
             ::kill(::getpid(), SIGTERM);
         } else if (word == "big") {
             text = std::string(std::stoul(words.at(1)), 'x');
+        } else if (word == "rows" || word == "terminating-rows") {
+            outcome.reply.add("rows", rows(std::stoul(words.at(1)), word != "rows"));
+            return outcome;
+        } else if (word == "made") {
+            text = std::to_string(shared_.rowsMade);
         } else if (word == "lines") {
             text = std::to_string(lines_);
         } else if (word == "quit") {
@@ -85,6 +91,17 @@ class FakeRunner final : public CommandRunner {
     bool isOver() const override { return isOver_; }
 
   private:
+    /// A signal to end may come in the midst of them.
+    Listing rows(std::size_t count, bool terminates) {
+        return {{"row"}, count, [count, terminates, &made = shared_.rowsMade](std::size_t row) {
+                    if (terminates && row == count / 2) {
+                        ::kill(::getpid(), SIGTERM);
+                    }
+                    ++made;
+                    return Cells{row};
+                }};
+    }
+
     Shared& shared_;
     int lines_ = 0;
     bool isOver_ = false;
@@ -92,6 +109,9 @@ class FakeRunner final : public CommandRunner {
 
 class ServerTest : public testing::Test {
   protected:
+    /// Of an answer that does not fit into a socket.
+    static constexpr std::size_t kRows = 200'000;
+
     ServerTest() {
         int ends[2];
         EXPECT_EQ(0, ::pipe2(ends, O_CLOEXEC));
@@ -102,7 +122,11 @@ class ServerTest : public testing::Test {
             const Log log(STDERR_FILENO, {.level = LogLevel::debug});
             Shared shared{.gate = gate.get()};
             Server server(daemon.control(), log);
-            return server.run([&] { return newRunner(shared); }, [&] { return shared.obstacle; });
+            const int status =
+                server.run([&] { return newRunner(shared); }, [&] { return shared.obstacle; });
+            log.write(LogLevel::info, "rows-made",
+                      {{"all", shared.rowsMade < kRows ? "no" : "yes"}});
+            return status;
         });
     }
 
@@ -395,6 +419,79 @@ TEST_F(ServerTest, AnswerUnderWayIsTakenToItsEnd) {
     daemon.signal(SIGINT);
     EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
     EXPECT_EQ(2'000'000u, one.hears()["text"].get<std::string>().size());
+    EXPECT_EQ(0, daemon.exitStatus());
+}
+
+TEST_F(ServerTest, LongAnswerIsMadeBetweenTheCommandsOfOthers) {
+    auto one = client(), two = client();
+    one.run("gate");
+    one.run("rows 100000");
+    for (int i = 0; i < 10; ++i) {
+        two.run("made");
+    }
+    openGate();
+    std::size_t before = 0;
+    for (int i = 0; i < 10; ++i) {
+        const auto made = std::stoul(two.hears()["text"].get<std::string>());
+        EXPECT_LE(made, before + Connection::kPiecesOfTurn);
+        before = made;
+    }
+    EXPECT_LT(0u, before);
+    EXPECT_LT(before, 100'000u);
+    EXPECT_EQ("1", one.hears()["text"]);
+    const auto answer = one.hears();
+    ASSERT_EQ(100'000u, answer["result"]["rows"].size());
+    EXPECT_EQ(99'999u, answer["result"]["rows"][99'999]["row"]);
+    EXPECT_EQ(100'002, std::ranges::count(answer["text"].get<std::string>(), '\n'));
+}
+
+TEST_F(ServerTest, LongAnswerIsMadeNoFasterThanItIsTaken) {
+    auto slow = client(), other = client();
+    slow.run("rows " + std::to_string(kRows));
+    slow.run("command");
+    // The server is done with as much as the socket takes when others get the same answer twice.
+    std::string made, before;
+    do {
+        before = std::exchange(made, other.textOf("made"));
+    } while (made == "0" || made != before);
+    EXPECT_GT(kRows, std::stoul(made));
+    slow.hangUp();
+    while (daemon.log().find("event=client-gone client=1") == std::string::npos) {
+        expectServes();
+    }
+    EXPECT_EQ(made, other.textOf("made"));
+}
+
+TEST_F(ServerTest, SignalEndsTheServerWhileALongAnswerIsUnderWay) {
+    auto one = client(), two = client();
+    one.run("rows " + std::to_string(kRows));
+    char byte;
+    ASSERT_EQ(1, ::recv(one.fd(), &byte, 1, MSG_PEEK));
+    daemon.signal(SIGTERM);
+    EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
+    EXPECT_TRUE(two.hears().is_null());
+    one.hangUp();
+    EXPECT_EQ(0, daemon.exitStatus());
+    EXPECT_THAT(daemon.log(), HasSubstr("event=rows-made all=no\n"));
+}
+
+TEST_F(ServerTest, LongAnswerUnderWayIsMadeAndTakenToItsEnd) {
+    auto one = client();
+    one.run("rows 30000");
+    one.run("command");
+    char byte;
+    ASSERT_EQ(1, ::recv(one.fd(), &byte, 1, MSG_PEEK));
+    daemon.signal(SIGTERM);
+    EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
+    EXPECT_EQ(30'000u, one.hears()["result"]["rows"].size());
+    EXPECT_TRUE(one.hears().is_null());
+    EXPECT_EQ(0, daemon.exitStatus());
+}
+
+TEST_F(ServerTest, LongAnswerThatWaitsForItsTurnWhenTheSignalComesIsMadeToItsEndToo) {
+    auto one = client();
+    one.run("terminating-rows 3000"); // which the socket takes, turn by turn
+    EXPECT_EQ(3000u, one.hears()["result"]["rows"].size());
     EXPECT_EQ(0, daemon.exitStatus());
 }
 

@@ -57,7 +57,7 @@ TEST(Wire, AnswerComesBackWhole) {
     answer.outcome.expectedError = Error{ErrorKind::refused, "yes"};
     answer.outcome.calls = {{0, "operation", 3, "operation() -> 3"}};
     answer.isOver = true;
-    const std::string sent = Wire::encode(answer);
+    const std::string sent = Wire::encode(answer).whole();
     EXPECT_EQ(sent.size() - 1, sent.find('\n'));
     const auto received = Wire::answerOf(sent);
     EXPECT_EQ(R"({"z":1,"a":[{"big":4294967295}]})", received.outcome.reply.json().dump());
@@ -74,7 +74,7 @@ TEST(Wire, AnswerComesBackWhole) {
 }
 
 TEST(Wire, AnswerWithNothingToSayIsEmpty) {
-    EXPECT_EQ("{}\n", Wire::encode(Wire::Answer{}));
+    EXPECT_EQ("{}\n", Wire::encode(Wire::Answer{}).whole());
     const auto answer = Wire::answerOf("{}");
     EXPECT_FALSE(answer.outcome.error);
     EXPECT_FALSE(answer.outcome.expectedError);
@@ -86,7 +86,7 @@ TEST(Wire, AnswerWithNothingToSayIsEmpty) {
 TEST(Wire, BytesOfAnAnswerThatAreNoUtf8AreReplaced) {
     Wire::Answer answer;
     answer.outcome.reply = Reply(Json::object(), "\xff");
-    EXPECT_EQ("\xef\xbf\xbd", Wire::answerOf(Wire::encode(answer)).outcome.reply.text());
+    EXPECT_EQ("\xef\xbf\xbd", Wire::answerOf(Wire::encode(answer).whole()).outcome.reply.text());
 }
 
 TEST(Wire, WhatIsNoAnswerIsRefused) {
@@ -119,7 +119,7 @@ TEST(Wire, EveryKindOfErrorComesBack) {
     for (int i = 0; i <= static_cast<int>(ErrorKind::internal); ++i) {
         Wire::Answer answer;
         answer.outcome.error = Error{static_cast<ErrorKind>(i), "m"};
-        const auto back = Wire::answerOf(Wire::encode(answer));
+        const auto back = Wire::answerOf(Wire::encode(answer).whole());
         EXPECT_EQ(static_cast<ErrorKind>(i), back.outcome.error->kind);
     }
 }
