@@ -433,12 +433,13 @@ TEST_F(ServerTest, LongAnswerIsMadeBetweenTheCommandsOfOthers) {
     std::size_t before = 0;
     for (int i = 0; i < 10; ++i) {
         const auto made = std::stoul(two.hears()["text"].get<std::string>());
-        EXPECT_LE(made, before + Connection::kPiecesOfTurn);
+        // One turn while a request is read, if it has not been, and one before it has its own.
+        EXPECT_LE(made, before + 2 * Connection::kPiecesOfTurn);
         before = made;
     }
     EXPECT_LT(0u, before);
     EXPECT_LT(before, 100'000u);
-    EXPECT_EQ("1", one.hears()["text"]);
+    one.hears(); // the gate's: one of the others may have come before it
     const auto answer = one.hears();
     ASSERT_EQ(100'000u, answer["result"]["rows"].size());
     EXPECT_EQ(99'999u, answer["result"]["rows"][99'999]["row"]);
