@@ -20,8 +20,8 @@ Agent::Agent(const Target& target, const StateOptions* options, StateDatabase* d
       state(options ? openState(*options, target) : nullptr), driver(startDriver(target)),
       configuration(driver, state ? &state->database() : desired), flows(asic) {
     if (state) {
-        restart({driver, configuration, chip, *state, progress, options->acceptsLoss}, retry_,
-                start);
+        restart({driver, configuration, chip, *state, progress, lateJoins_, options->acceptsLoss},
+                retry_, start);
         start.total = Phases::Clock::now() - kProgramStart;
     }
 }

@@ -8,6 +8,7 @@
 #include "agent/Configuration.h"
 #include "agent/Flows.h"
 #include "agent/Progress.h"
+#include "agent/restart/LateJoins.h"
 #include "agent/restart/Retry.h"
 #include "agent/restart/StartReport.h"
 #include "agent/state/PersistentState.h"
@@ -76,6 +77,7 @@ class Agent {
     Driver startDriver(const Target& target);
 
     std::string harm_;
+    LateJoins lateJoins_; // of the driver
 };
 
 } // namespace LagAgent

@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "agent/restart/Finding.h"
+#include "agent/restart/LateJoins.h"
 #include "agent/restart/Situation.h"
 
 namespace LagAgent {
@@ -36,6 +37,8 @@ struct Identified {
     std::vector<Removal> unwantedMembers{};
     /// Groups that a start cut short had begun to make in the place of a desired one.
     std::map<std::uint32_t, Removal> halfMadeGroups{};
+    /// What the mending could not bring about.
+    std::set<LateJoins::Membership> lateJoins{};
     /// Objects to be removed of which neither record nor desired state explain how they came to be.
     std::vector<std::string> unexplained{};
 

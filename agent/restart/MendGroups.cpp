@@ -138,7 +138,7 @@ void Mending::mendGroups() {
         if (canMendInPlace(id, group)) {
             mendInPlace(id, group, difference);
         } else {
-            makeAnew(id, *difference.members);
+            makeAnew(id, difference);
         }
     }
     for (const auto& [id, finding] : identified_.missingGroups) {
@@ -187,14 +187,16 @@ void Mending::mendInPlace(std::uint32_t id, ChipHandle handle, const Difference&
         const auto wanted = wantedMembers(desired_.groups.at(id), identified_);
         const ChipGroup& group = chip().groups.at(handle);
         auto next = wanted.begin();
-        const auto skipThose = [&] {
+        const bool isInUse = isPointedAt(handle);
+        const auto findNext = [&] {
             next = std::find_if(next, wanted.end(), [&](const auto& member) {
-                return !group.members.contains(member.first);
+                return !group.members.contains(member.first) &&
+                       (member.second.isActive || !isInUse);
             });
             return next != wanted.end();
         };
         for (;;) {
-            if (skipThose() && group.members.size() < group.size) {
+            if (findNext() && group.members.size() < group.size) {
                 const auto& [member, wish] = *next;
                 writer_.memberJoin(handle, member, membershipName(id, wish.id));
                 if (!wish.isActive) {
@@ -209,6 +211,11 @@ void Mending::mendInPlace(std::uint32_t id, ChipHandle handle, const Difference&
         }
     }
     setStates(id, handle, false, difference.states);
+    for (const auto& [member, wish] : wantedMembers(desired_.groups.at(id), identified_)) {
+        if (!chip().groups.at(handle).members.contains(member)) {
+            identified_.lateJoins.insert({handle, member});
+        }
+    }
 }
 
 /// Makes those active, or inactive, that should be and are not.
@@ -287,8 +294,9 @@ void Mending::makeMissingGroup(std::uint32_t id, std::size_t finding) {
 }
 
 /// The record goes over to the new group last of all: until then it tells where the old one is
-/// from.
-void Mending::makeAnew(std::uint32_t id, std::size_t finding) {
+/// from. Without a free group the old one is mended as far as it can be.
+void Mending::makeAnew(std::uint32_t id, const Difference& difference) {
+    const std::size_t finding = *difference.members;
     writer_.findingIs(finding);
     const ChipHandle old = identified_.groups.at(id);
     const std::string oldName = chipName("group", old);
@@ -298,6 +306,7 @@ void Mending::makeAnew(std::uint32_t id, std::size_t finding) {
     const auto group = newGroup(id);
     if (!group) {
         identified_.findings[finding].detail += ": left so, since no group is free";
+        mendInPlace(id, old, difference);
         return;
     }
     identified_.groups.at(id) = *group;

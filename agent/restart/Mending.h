@@ -24,7 +24,8 @@ class HandleKeeper;
  *
  * A group cannot be mended in place when its size differs, or when it lacks a member that is to be
  * inactive and an entry points at it: the chip lets members join active. Where the chip has no free
- * group for the new one, the old one is left as it is, and its finding says so.
+ * group for the new one, the old one is mended as far as it can be: its finding says so, and the
+ * members that could not join are `Identified::lateJoins`.
  *
  * Death at any step leaves something that the next run identifies: what was added and not recorded
  * serves, or is one object that nothing refers to.
@@ -78,7 +79,7 @@ class Mending {
     std::optional<ChipHandle> nextToLeave(ChipHandle group,
                                           const std::map<ChipHandle, WantedMember>& wanted) const;
     void makeMissingGroup(std::uint32_t id, std::size_t finding);
-    void makeAnew(std::uint32_t id, std::size_t finding);
+    void makeAnew(std::uint32_t id, const Difference& difference);
     std::optional<ChipHandle> newGroup(std::uint32_t id);
     bool hasGroupRoom();
     void fill(std::uint32_t id, ChipHandle group);

@@ -53,6 +53,8 @@ class Restarting {
         state_.recordsIs(false);
         enterModel(context_.driver, context_.configuration, desired_, identified_, keeper_);
         state_.recordsIs(true);
+        context_.lateJoins.bind(context_.driver.helper().requiredPdLib(),
+                                std::move(identified_.lateJoins));
         report_.phases.end();
     }
 

@@ -2,6 +2,7 @@
 
 #include "agent/Configuration.h"
 #include "agent/Progress.h"
+#include "agent/restart/LateJoins.h"
 #include "agent/restart/Retry.h"
 #include "agent/restart/Situation.h"
 #include "agent/restart/StartReport.h"
@@ -22,6 +23,7 @@ struct RestartContext {
     PersistentState& state;
     /// May be null.
     Progress* progress;
+    LateJoins& lateJoins;
     bool acceptsLoss;
 };
 

@@ -220,6 +220,37 @@ TEST_F(RoomForNoneMore, LeavesAGroupWithoutAMemberThatWouldBeInactive) {
     });
 }
 
+TEST_F(RoomForNoneMore, LetsThatMemberJoinWhenItIsMadeActive) {
+    spoilt().back().spoil(place_);
+    AgentProcess agent(place_);
+    agent.tell("group member set 20 4 active");
+    agent.tell("expect calls 1");
+    agent.tell("expect calls lagPortActionProfile_add_member_to_group 1");
+    EXPECT_EQ(Json::array(), agent.tell("audit").at("findings"));
+    agent.tell("group member set 20 4 inactive");
+    agent.tell("expect calls lagPortActionProfile_group_member_state_set 1");
+    expectWhole(agent);
+    expectModel(agent, setUp_);
+}
+
+/// The command that was cut short is given again.
+TEST_F(RoomForNoneMore, LetsThatMemberLeaveWithoutACall) {
+    spoilt().back().spoil(place_);
+    AgentProcess agent(place_);
+    agent.tell("group member del 20 4");
+    agent.tell("expect calls 0");
+    expectWhole(agent);
+    agent.tell("group member add 20 4");
+    agent.tell("expect calls lagPortActionProfile_add_member_to_group 1");
+    expectWhole(agent);
+}
+
+TEST_F(RoomForNoneMore, ChangesAndDeletesThatGroupLikeAnother) {
+    spoilt().back().spoil(place_);
+    AgentProcess agent(place_);
+    expectWorksOn(agent);
+}
+
 TEST_F(RoomForTheScenario, LosesNothingByDeathsAtAnyStepOfTheAsic) {
     EXPECT_GE(fallDuringScenario(Death::Way::asicStep), 100 / kStride);
 }
