@@ -61,8 +61,7 @@ StateOptions takeState(const ServeOptions& options, const Log& log) {
 /// The chip has changed, and the desired state could not follow, or what the agent relies on has
 /// changed behind its back. The next start puts either right.
 std::string obstacleOf(const Agent& agent) {
-    return agent.configuration.isOutOfStep() ? "the desired state could not be kept"
-                                             : agent.harm();
+    return agent.configuration.isOutOfStep() ? "the desired state could not be kept" : agent.harm();
 }
 
 } // namespace
@@ -84,10 +83,12 @@ int serve(const ServeOptions& options) {
         progress.hide();
         logStart(agent.start, log);
         failed = kExitDaemonFailed;
+        StateDatabase& database = agent.requiredState().database();
         const int status = server.run([&] { return std::make_unique<AgentRunner>(agent, log); },
-                                      [&] { return obstacleOf(agent); });
+                                      [&] { return obstacleOf(agent); },
+                                      [&] { database.checkpointWithoutWaiting(); });
         if (obstacleOf(agent).empty()) {
-            agent.requiredState().database().checkpoint();
+            database.checkpoint();
         }
         return status;
     } catch (...) {

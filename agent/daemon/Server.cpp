@@ -22,6 +22,7 @@ namespace {
 constexpr std::chrono::seconds kGrace(5);
 constexpr std::chrono::seconds kAcceptPause(1);
 constexpr std::chrono::seconds kLogPause(1);
+constexpr std::chrono::seconds kIdlePause(1);
 
 /// For somebody who is turned away instead of greeted. What the new socket has no room for is lost.
 void sayNo(int socket, const std::string& why) {
@@ -37,14 +38,16 @@ Server::Server(std::string control, const Log& log)
       control_(std::move(control)), logRetry_(loop_.onTime([](auto) {})), // and then the check
       logCheck_(loop_.afterEvents([this](auto) { checkLog(); })),
       retry_(loop_.onTime([this](auto) { listener_.enabledIs(true); })),
-      grace_(loop_.onTime([this](auto) { loop_.exit(status_); })) {
+      grace_(loop_.onTime([this](auto) { loop_.exit(status_); })),
+      pause_(loop_.onTime([this](auto) { endPause(); })) {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGHUP, SIG_IGN);
 }
 
-int Server::run(MakeRunner makeRunner, Obstacle obstacle) {
+int Server::run(MakeRunner makeRunner, Obstacle obstacle, WhenIdle whenIdle) {
     makeRunner_ = std::move(makeRunner);
     obstacle_ = std::move(obstacle);
+    whenIdle_ = std::move(whenIdle);
     listener_ = loop_.onFile(control_.fd(), EPOLLIN, [this](auto) { accept(); });
     log_.write(LogLevel::info, "ready", {{"socket", control_.path()}});
     sd_notify(0, "READY=1\nSTATUS=Taking commands");
@@ -59,6 +62,7 @@ void Server::stop(const std::string& reason, int status) {
     log_.write(LogLevel::info, "stop", {{"reason", reason}});
     sd_notify(0, "STOPPING=1\nSTATUS=Stopping");
     retry_.enabledIs(false);
+    pause_.enabledIs(false);
     listener_ = {};
     control_.close();
     waiting_.clear();
@@ -82,6 +86,28 @@ void Server::exitWhenDone() {
 void Server::checkLog() {
     if (!log_.flush()) {
         logRetry_.startIn(kLogPause);
+    }
+}
+
+/// One timer a second at most, however many requests there are.
+void Server::startPause() {
+    if (!whenIdle_) {
+        return;
+    }
+    if (isPauseUnderWay_) {
+        isPauseBroken_ = true;
+        return;
+    }
+    isPauseUnderWay_ = true;
+    pause_.startIn(kIdlePause);
+}
+
+void Server::endPause() {
+    isPauseUnderWay_ = false;
+    if (std::exchange(isPauseBroken_, false)) {
+        startPause();
+    } else {
+        whenIdle_();
     }
 }
 
@@ -197,6 +223,7 @@ void Server::carryOutNext() {
     waiting_.pop_front();
     if (const auto found = clients_.find(number); found != clients_.end()) {
         carryOut(*found->second);
+        startPause();
     }
     if (const std::string why = obstacle_ ? obstacle_() : ""; !why.empty()) {
         log_.write(LogLevel::error, "failed",

@@ -28,6 +28,8 @@ class Server {
     /// Asked after every request: why what is on disk can be kept no longer, so that the daemon
     /// cannot go on. Empty: it can.
     using Obstacle = std::function<std::string()>;
+    /// Work for when no request has come for a while since the latest one.
+    using WhenIdle = std::function<void()>;
 
     /// Throws what `ControlSocket` does. REQUIRES: the log outlives this object.
     Server(std::string control, const Log& log);
@@ -38,7 +40,7 @@ class Server {
     /// which is in the log as an error, and whose request gets its answer too. A client that cannot
     /// be served, for want of memory or because `makeRunner` throws, is told so and goes; nothing
     /// else ends for it.
-    int run(MakeRunner makeRunner, Obstacle obstacle = {});
+    int run(MakeRunner makeRunner, Obstacle obstacle = {}, WhenIdle whenIdle = {});
 
     /// Ends `run`, which then returns that. More than once: the first call counts. Not to be called
     /// by a runner.
@@ -74,6 +76,8 @@ class Server {
     void drop(Client& client);
     void exitWhenDone();
     void checkLog();
+    void startPause();
+    void endPause();
 
     const Log& log_;
     EventLoop loop_;
@@ -84,8 +88,10 @@ class Server {
     EventSource logCheck_;
     EventSource retry_;
     EventSource grace_;
+    EventSource pause_;
     MakeRunner makeRunner_;
     Obstacle obstacle_;
+    WhenIdle whenIdle_;
 
     EventSource listener_;
     EventSource turn_;
@@ -94,6 +100,8 @@ class Server {
     std::uint64_t latestClient_ = 0;
     std::deque<std::uint64_t> waiting_; // numbers of clients with something to do
     bool isTurnDue_ = false;
+    bool isPauseUnderWay_ = false;
+    bool isPauseBroken_ = false; // by a request
     bool isStopping_ = false;
     int status_ = 0;
 };

@@ -212,6 +212,11 @@ void StateDatabase::checkpoint() noexcept {
                               nullptr);
 }
 
+void StateDatabase::checkpointWithoutWaiting() noexcept {
+    sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr,
+                              nullptr);
+}
+
 void StateDatabase::backup(const std::string& path) const {
     // Made here, so that it is a new file, and nobody else's.
     const Pello::FileDescriptor file(

@@ -77,6 +77,8 @@ class StateDatabase {
     /// Writes the log into the database, so that the file alone is whole. A failure leaves it for
     /// the next time.
     void checkpoint() noexcept;
+    /// The same without waiting for another program that reads the database.
+    void checkpointWithoutWaiting() noexcept;
     /// Writes a copy of the database as it is now, with mode 0600, to a new file. Throws where
     /// there is a file already.
     void backup(const std::string& path) const;

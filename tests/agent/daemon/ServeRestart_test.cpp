@@ -6,6 +6,8 @@
 #include <map>
 #include <sstream>
 
+#include "agent/Errors.h"
+#include "agent/state/Sqlite.h"
 #include "asic/SoftwareAsic.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
@@ -368,6 +370,32 @@ TEST_F(ServeBackup, WhatIsNoWholeCopyIsRefusedAndTheStateStays) {
     }
     daemon.startProgram();
     EXPECT_THAT(memberIds(), ElementsAre(1));
+}
+
+TEST_F(ServeRestart, TheDatabaseFileAloneIsWholeWhenNoCommandHasComeForAWhile) {
+    const std::string alone = daemon.folder / "alone", file = daemon.directory() + "/desired.db";
+    const auto entriesAlone = [&] {
+        std::int64_t entries = 0;
+        try {
+            std::filesystem::copy_file(file, alone,
+                                       std::filesystem::copy_options::overwrite_existing);
+            const SqliteConnection copy(alone);
+            SqliteStatement(copy, "count the entries", "SELECT count(*) FROM entries")
+                .run({}, [&](const SqliteRow& row) { entries = row.number(0); });
+        } catch (const CommandError&) {
+            return std::int64_t{-1}; // copied in the middle of it
+        }
+        return entries;
+    };
+    while (entriesAlone() != 3) {
+    }
+    const auto shown = result("show");
+    daemon.signal(SIGKILL);
+    EXPECT_EQ(-1, daemon.exitStatus());
+    std::filesystem::remove(file + "-wal");
+    daemon.startProgram();
+    EXPECT_EQ(shown, result("show"));
+    EXPECT_EQ(1, result("show start")["writes"]);
 }
 
 /// A chip with room for one group.
