@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 
@@ -51,6 +52,13 @@ struct ChipState {
     /// With the default entry, if one is set.
     std::map<ChipHandle, ChipEntry> entries{};
     p4_pd_velmor_switch_usage_t usage{};
+
+    /// Whether an entry points at the group. Looks at every entry.
+    bool isPointedAt(ChipHandle group) const {
+        return std::ranges::any_of(entries, [group](const auto& entry) {
+            return entry.second.target == ChipTarget{group, true};
+        });
+    }
 };
 
 } // namespace LagAgent

@@ -15,7 +15,7 @@ Audit audit(Situation situation) {
     Mending mending(situation.desired, identified, forecast, nullptr);
     result.obstacle = mending.obstacle();
     if (result.obstacle.empty()) {
-        result.obstacle = unexplainedRemovals(identified, false);
+        result.obstacle = unexplainedRemovals(identified, situation.isNew);
         mending.run();
     }
     result.findings = std::move(identified.findings);

@@ -1,7 +1,6 @@
 #include "agent/restart/Identification.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 
 namespace LagAgent {
@@ -10,17 +9,6 @@ using Kind = Finding::Kind;
 using Removal = Identified::Removal;
 using RuxTable::RuxGroupId;
 using RuxTable::RuxMemberId;
-
-const char* nameOf(Kind kind) {
-    constexpr std::array kNames{"corrupt table", "stale record",  "reservation", "unknown handle",
-                                "unrecorded",    "missing",       "orphan",      "group twice",
-                                "wrong action",  "wrong members", "wrong state", "wrong target"};
-    return kNames.at(static_cast<std::size_t>(kind));
-}
-
-std::string chipName(const char* kind, ChipHandle handle) {
-    return std::string("chip ") + kind + " " + std::to_string(handle);
-}
 
 ChipMember onChip(const DesiredMember& member) {
     const auto action = static_cast<std::uint32_t>(member.type);
@@ -164,15 +152,20 @@ class Search {
         }
     }
 
-    /// Handles that are recorded are nobody else's to adopt.
+    /// What is recorded is nobody else's to adopt, but a group whose id is not desired any more.
     void collectTaken() {
-        takenMembers_.reserve(records_.members.size());
+        recordedMembers_.reserve(records_.members.size());
+        recordedGroups_.reserve(records_.groups.size());
         takenGroups_.reserve(records_.groups.size());
         for (const auto& [id, handle] : records_.members) {
-            takenMembers_.emplace(handle, id);
+            recordedMembers_.emplace(handle, id);
         }
+        takenMembers_ = recordedMembers_;
         for (const auto& [id, handle] : records_.groups) {
-            takenGroups_.emplace(handle, id);
+            recordedGroups_.emplace(handle, id);
+            if (desired_.groups.contains(id)) {
+                takenGroups_.emplace(handle, id);
+            }
         }
     }
 
@@ -192,9 +185,10 @@ class Search {
     }
 
     void distrustGroups() {
+        const std::set<std::uint32_t> confirmed = groupsConfirmedByEntries();
         for (const auto& [id, desired] : desired_.groups) {
             const auto found = found_.groups.find(id);
-            if (found == found_.groups.end() || !takenGroups_.contains(found->second)) {
+            if (found == found_.groups.end() || confirmed.contains(id)) {
                 continue;
             }
             const auto& members = chip_.groups.at(found->second).members;
@@ -208,6 +202,20 @@ class Search {
                          nameOf(RuxGroupId(id)));
             }
         }
+    }
+
+    /// Ids of groups whose entries point where they should.
+    std::set<std::uint32_t> groupsConfirmedByEntries() const {
+        std::set<std::uint32_t> confirmed;
+        for (const auto& [name, handle] : found_.entries) {
+            const auto& desired = desired_.entries.at(name);
+            const auto group = found_.groups.find(desired.id());
+            if (!desired.member() && group != found_.groups.end() &&
+                chip_.entries.at(handle).target == ChipTarget{group->second, true}) {
+                confirmed.insert(desired.id());
+            }
+        }
+        return confirmed;
     }
 
     void distrustMembers() {
@@ -252,8 +260,15 @@ class Search {
     }
 
     void adoptGroup(std::uint32_t id, ChipHandle group) {
+        if (const auto replaced = found_.groups.find(id);
+            replaced != found_.groups.end() && !recordedGroups_.contains(replaced->second)) {
+            takenGroups_.erase(replaced->second);
+        }
         found_.groups.insert_or_assign(id, group);
         takenGroups_.emplace(group, id);
+        if (const auto record = recordedGroups_.find(group); record != recordedGroups_.end()) {
+            found_.forgottenGroups.push_back(record->second);
+        }
         foundUnrecorded(nameOf(RuxGroupId(id)), "group", group);
     }
 
@@ -339,6 +354,7 @@ class Search {
         if (free.empty()) {
             return;
         }
+        std::vector<std::uint32_t> differing;
         for (const auto& [id, desired] : desired_.groups) {
             const auto found = found_.groups.find(id);
             const bool isFound = found != found_.groups.end();
@@ -348,7 +364,8 @@ class Search {
             const auto alike = free.find(keysOf(wantedMembers(desired, found_)));
             const auto isBetter = [&, id = id](ChipHandle handle) {
                 return isFreeGroup(handle) &&
-                       (!isFound || isAsDesired(desired, chip_.groups.at(handle), found_));
+                       (!isFound || (!recordedGroups_.contains(handle) &&
+                                     isAsDesired(desired, chip_.groups.at(handle), found_)));
             };
             if (alike != free.end() && !desired.members.empty()) {
                 const auto better = std::ranges::find_if(alike->second, isBetter);
@@ -357,8 +374,9 @@ class Search {
                     continue;
                 }
             }
-            findHalfMade(id, desired);
+            differing.push_back(id);
         }
+        findHalfMade(differing);
     }
 
     template <class Map>
@@ -370,28 +388,43 @@ class Search {
         return keys;
     }
 
-    /// A group of the right size at which nothing points and in which nobody is who does not belong
-    /// there.
-    void findHalfMade(std::uint32_t id, const DesiredGroup& desired) {
-        const auto wanted = wantedMembers(desired, found_);
-        const auto isWanted = [&](const auto& member) { return wanted.contains(member.first); };
-        for (const auto& [handle, group] : chip_.groups) {
-            if (isFreeGroup(handle) && group.size == static_cast<std::uint16_t>(desired.size) &&
-                !isPointedAt(handle) && std::ranges::all_of(group.members, isWanted)) {
-                takenGroups_.emplace(handle, id);
-                found_.halfMadeGroups.emplace(
-                    id, Removal{handle, 0,
-                                add(Kind::groupTwice, chipName("group", handle),
-                                    "was to take the place of " + nameOf(RuxGroupId(id)))});
-                return;
+    /// For each, a group of the right size at which nothing points and in which nobody is who does
+    /// not belong there.
+    void findHalfMade(const std::vector<std::uint32_t>& differing) {
+        std::set<ChipHandle> pointedAt;
+        for (const auto& [handle, entry] : chip_.entries) {
+            if (entry.target.isGroup) {
+                pointedAt.insert(entry.target.handle);
             }
+        }
+        std::map<std::uint16_t, std::vector<ChipHandle>> free; // by size
+        for (const auto& [handle, group] : chip_.groups) {
+            if (isFreeGroup(handle) && !recordedGroups_.contains(handle) &&
+                !pointedAt.contains(handle)) {
+                free[group.size].push_back(handle);
+            }
+        }
+        for (const std::uint32_t id : differing) {
+            const DesiredGroup& desired = desired_.groups.at(id);
+            findHalfMade(id, desired, free[static_cast<std::uint16_t>(desired.size)]);
         }
     }
 
-    bool isPointedAt(ChipHandle group) const {
-        return std::ranges::any_of(chip_.entries, [group](const auto& entry) {
-            return entry.second.target == ChipTarget{group, true};
+    void findHalfMade(std::uint32_t id, const DesiredGroup& desired,
+                      std::vector<ChipHandle>& free) {
+        const auto wanted = wantedMembers(desired, found_);
+        const auto isWanted = [&](const auto& member) { return wanted.contains(member.first); };
+        const auto found = std::ranges::find_if(free, [&](ChipHandle handle) {
+            return std::ranges::all_of(chip_.groups.at(handle).members, isWanted);
         });
+        if (found != free.end()) {
+            takenGroups_.emplace(*found, id);
+            found_.halfMadeGroups.emplace(
+                id, Removal{*found, 0,
+                            add(Kind::groupTwice, chipName("group", *found),
+                                "was to take the place of " + nameOf(RuxGroupId(id)))});
+            free.erase(found);
+        }
     }
 
     // ---- What is left
@@ -435,10 +468,10 @@ class Search {
         for (const auto& [id, group] : found_.halfMadeGroups) {
             halfMade.insert(group.handle);
         }
-        listUnwanted(chip_.groups, found_.groups, takenGroups_, std::move(halfMade),
+        listUnwanted(chip_.groups, found_.groups, recordedGroups_, std::move(halfMade),
                      found_.unwantedGroups, "group",
                      [](auto id) { return nameOf(RuxGroupId(id)); });
-        listUnwanted(chip_.members, found_.members, takenMembers_, {}, found_.unwantedMembers,
+        listUnwanted(chip_.members, found_.members, recordedMembers_, {}, found_.unwantedMembers,
                      "member", [](auto id) { return nameOf(RuxMemberId(id)); });
     }
 
@@ -489,7 +522,9 @@ class Search {
     const DesiredState& desired_;
     Identified found_;
     std::unordered_map<ChipHandle, Glimt::EntryKey> recordedEntries_;
-    /// Handles that stand for an id already, or are recorded for one.
+    std::unordered_map<ChipHandle, std::uint32_t> recordedMembers_;
+    std::unordered_map<ChipHandle, std::uint32_t> recordedGroups_;
+    /// Handles that stand for an id already, or must not stand for another one.
     std::unordered_map<ChipHandle, std::uint32_t> takenMembers_;
     std::unordered_map<ChipHandle, std::uint32_t> takenGroups_;
 };

@@ -141,11 +141,28 @@ void Mending::mendGroups() {
             makeAnew(id, difference);
         }
     }
+    std::erase_if(identified_.halfMadeGroups, [this](const auto& halfMade) {
+        if (identified_.missingGroups.contains(halfMade.first)) {
+            return false;
+        }
+        identified_.unwantedGroups.push_back(halfMade.second); // not needed after all
+        return true;
+    });
+    makeRoomForGroups();
     for (const auto& [id, finding] : identified_.missingGroups) {
         makeMissingGroup(id, finding);
     }
-    for (const auto& [id, halfMade] : identified_.halfMadeGroups) {
-        identified_.unwantedGroups.push_back(halfMade); // not needed after all
+}
+
+/// Where new groups have no room, unwanted ones go first, and what points at them elsewhere. The
+/// groups that are there are as they should be by now.
+void Mending::makeRoomForGroups() {
+    const auto& usage = chip().usage;
+    const auto needed = identified_.missingGroups.size() - identified_.halfMadeGroups.size();
+    if (usage.groups + needed > usage.group_capacity) {
+        repointEntries();
+        removeEntries();
+        removeGroups();
     }
 }
 
@@ -161,20 +178,22 @@ bool Mending::canMendInPlace(std::uint32_t id, ChipHandle handle) const {
     };
     const bool lacksInactive = std::ranges::any_of(
         wanted, [&](const auto& member) { return isMissing(member) && !member.second.isActive; });
-    if (lacksInactive && isPointedAt(handle)) {
+    if (lacksInactive && chip().isPointedAt(handle)) {
         return false;
     }
     const bool isFull = group.members.size() >= group.size;
     return !isFull || std::ranges::none_of(wanted, isMissing) || nextToLeave(handle, wanted);
 }
 
-/// A member that does not belong in the group, and can leave it: not the last one, nor the one that
-/// flows depend on.
+/// A member that does not belong in the group, and can leave it: not the last one, nor the last one
+/// that is active, unless nobody should be.
 std::optional<ChipHandle> Mending::nextToLeave(ChipHandle handle, const Wanted& wanted) const {
     const auto& members = chip().groups.at(handle).members;
     const auto actives = std::ranges::count_if(members, [](const auto& m) { return m.second; });
+    const bool mayAllStop =
+        std::ranges::none_of(wanted, [](const auto& member) { return member.second.isActive; });
     const auto found = std::ranges::find_if(members, [&](const auto& member) {
-        return !wanted.contains(member.first) && (!member.second || actives > 1);
+        return !wanted.contains(member.first) && (!member.second || actives > 1 || mayAllStop);
     });
     return found == members.end() || members.size() == 1 ? std::nullopt
                                                          : std::optional(found->first);
@@ -187,7 +206,7 @@ void Mending::mendInPlace(std::uint32_t id, ChipHandle handle, const Difference&
         const auto wanted = wantedMembers(desired_.groups.at(id), identified_);
         const ChipGroup& group = chip().groups.at(handle);
         auto next = wanted.begin();
-        const bool isInUse = isPointedAt(handle);
+        const bool isInUse = chip().isPointedAt(handle);
         const auto findNext = [&] {
             next = std::find_if(next, wanted.end(), [&](const auto& member) {
                 return !group.members.contains(member.first) &&
@@ -212,7 +231,7 @@ void Mending::mendInPlace(std::uint32_t id, ChipHandle handle, const Difference&
     }
     setStates(id, handle, false, difference.states);
     for (const auto& [member, wish] : wantedMembers(desired_.groups.at(id), identified_)) {
-        if (!chip().groups.at(handle).members.contains(member)) {
+        if (!wish.isActive && !chip().groups.at(handle).members.contains(member)) {
             identified_.lateJoins.insert({handle, member});
         }
     }
@@ -248,13 +267,14 @@ bool Mending::hasGroupRoom() {
 
 /// A group with all its members at which nothing points: one that was begun by an earlier start, or
 /// a new one. None: the chip has no room for it.
-std::optional<ChipHandle> Mending::newGroup(std::uint32_t id) {
+std::optional<ChipHandle> Mending::newGroup(std::uint32_t id, std::size_t finding) {
     ChipHandle group = 0;
     if (const auto halfMade = identified_.halfMadeGroups.find(id);
         halfMade != identified_.halfMadeGroups.end()) {
         group = halfMade->second.handle;
         identified_.halfMadeGroups.erase(halfMade);
     } else if (hasGroupRoom()) {
+        writer_.findingIs(finding);
         group = writer_.groupAdd(static_cast<std::uint16_t>(desired_.groups.at(id).size),
                                  nameOf(RuxGroupId(id)));
     } else {
@@ -282,7 +302,7 @@ void Mending::fill(std::uint32_t id, ChipHandle group) {
 
 void Mending::makeMissingGroup(std::uint32_t id, std::size_t finding) {
     writer_.findingIs(finding);
-    const auto group = newGroup(id);
+    const auto group = newGroup(id, finding);
     if (!group) {
         BfTable::throwPdFailure("p4_pd_velmor_switch_lagPortActionProfile_create_group",
                                 P4_PD_STATUS_NO_SPACE);
@@ -293,17 +313,19 @@ void Mending::makeMissingGroup(std::uint32_t id, std::size_t finding) {
     }
 }
 
-/// The record goes over to the new group last of all: until then it tells where the old one is
-/// from. Without a free group the old one is mended as far as it can be.
+/// The record goes over to the new group last of all: until then it marks the
+/// old one as ours, so that a start cut short here removes it. Without a free group the old one is
+/// mended as far as it can be.
 void Mending::makeAnew(std::uint32_t id, const Difference& difference) {
     const std::size_t finding = *difference.members;
     writer_.findingIs(finding);
     const ChipHandle old = identified_.groups.at(id);
     const std::string oldName = chipName("group", old);
-    if (!isPointedAt(old)) {
+    const bool isGone = !chip().isPointedAt(old);
+    if (isGone) {
         writer_.groupDel(old, oldName);
     }
-    const auto group = newGroup(id);
+    const auto group = newGroup(id, finding);
     if (!group) {
         identified_.findings[finding].detail += ": left so, since no group is free";
         mendInPlace(id, old, difference);
@@ -316,9 +338,9 @@ void Mending::makeAnew(std::uint32_t id, const Difference& difference) {
             point(name, handle);
         }
     }
-    if (isPointedAt(old)) {
+    if (!isGone && chip().isPointedAt(old)) {
         identified_.unwantedGroups.push_back({old, id, finding});
-    } else if (chip().groups.contains(old)) {
+    } else if (!isGone) {
         writer_.groupDel(old, oldName);
     }
     if (handles_) {

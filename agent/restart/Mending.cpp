@@ -59,7 +59,8 @@ void Mending::run() {
     stopUnwanted();
     setMembers();
     mendGroups();
-    pointEntries();
+    repointEntries();
+    addEntries();
     removeEntries();
     removeGroups();
     removeMembers(membersInUse());
@@ -95,9 +96,11 @@ void Mending::setMembers() {
 /// Where new members have no room, unwanted ones go first that nothing refers to.
 void Mending::makeRoomForMembers() {
     const auto& usage = chip().usage;
-    if (identified_.missingMembers.size() <= usage.member_capacity - usage.members) {
+    if (usage.members + identified_.missingMembers.size() <= usage.member_capacity) {
         return;
     }
+    removeEntries();
+    removeGroups();
     auto used = membersInUse();
     for (const auto& [handle, entry] : chip().entries) {
         if (!entry.target.isGroup) {
@@ -142,8 +145,13 @@ ChipTarget Mending::targetOf(const EntryName& name) const {
                            : ChipTarget{identified_.groups.at(target.id()), true};
 }
 
-void Mending::pointEntries() {
+/// Those that are to point at what is on the chip.
+void Mending::repointEntries() {
     for (auto& [name, handle] : identified_.entries) {
+        const auto& target = desired_.entries.at(name);
+        if (!target.member() && !identified_.groups.contains(target.id())) {
+            continue;
+        }
         const ChipTarget wanted = targetOf(name);
         const ChipTarget is = chip().entries.at(handle).target;
         if (is == wanted) {
@@ -154,6 +162,9 @@ void Mending::pointEntries() {
                 "it points at " + chipName(is.isGroup ? "group" : "member", is.handle)));
         point(name, handle);
     }
+}
+
+void Mending::addEntries() {
     makeRoomForEntries();
     for (const auto& [name, finding] : identified_.missingEntries) {
         writer_.findingIs(finding);
@@ -205,15 +216,9 @@ void Mending::removeEntries() {
 
 // ---- Groups that nobody wants ------------------------------------------------------------------
 
-bool Mending::isPointedAt(ChipHandle group) const {
-    return std::ranges::any_of(chip().entries, [group](const auto& entry) {
-        return entry.second.target == ChipTarget{group, true};
-    });
-}
-
 void Mending::removeGroups() {
     std::erase_if(identified_.unwantedGroups, [this](const Removal& group) {
-        if (isPointedAt(group.handle)) {
+        if (chip().isPointedAt(group.handle)) {
             return false;
         }
         writer_.findingIs(group.finding);

@@ -57,7 +57,8 @@ class Mending {
     // Members and entries.
     void setMembers();
     void makeRoomForMembers();
-    void pointEntries();
+    void repointEntries();
+    void addEntries();
     void point(const EntryName& name, ChipHandle& handle);
     void makeRoomForEntries();
     ChipTarget targetOf(const EntryName& name) const;
@@ -80,10 +81,10 @@ class Mending {
                                           const std::map<ChipHandle, WantedMember>& wanted) const;
     void makeMissingGroup(std::uint32_t id, std::size_t finding);
     void makeAnew(std::uint32_t id, const Difference& difference);
-    std::optional<ChipHandle> newGroup(std::uint32_t id);
+    std::optional<ChipHandle> newGroup(std::uint32_t id, std::size_t finding);
     bool hasGroupRoom();
+    void makeRoomForGroups();
     void fill(std::uint32_t id, ChipHandle group);
-    bool isPointedAt(ChipHandle group) const;
 
     const DesiredState& desired_;
     Identified& identified_;

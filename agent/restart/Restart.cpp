@@ -1,5 +1,7 @@
 #include "agent/restart/Restart.h"
 
+#include <algorithm>
+
 #include "agent/ChipTables.h"
 #include "agent/restart/Audit.h"
 #include "agent/restart/Mending.h"
@@ -31,7 +33,7 @@ class Restarting {
     /// Makes the chip as desired; may be called again after a refused PD call.
     void mend() {
         begin("audit");
-        Situation situation{readRecords(state_.keys()), context_.chip.read(), {}};
+        Situation situation{readRecords(state_.keys()), context_.chip.read(), {}, state_.isNew()};
         situation.desired = desired_;
         identified_ = identify(situation);
         ChipWriter writer(&context_.driver, situation.chip,
@@ -44,7 +46,9 @@ class Restarting {
         begin("mending");
         keeper_.take(identified_);
         mending.run();
-        report_.findings = std::move(identified_.findings);
+        noteUndone();
+        report_.findings.insert(report_.findings.end(), identified_.findings.begin(),
+                                identified_.findings.end());
     }
 
     /// Neither records nor keys change: all of that is recorded already.
@@ -83,6 +87,20 @@ class Restarting {
         }
     }
 
+    /// More than one command that was cut short leaves cannot be told from memories that were put
+    /// back together. It must not happen unseen.
+    void noteUndone() {
+        const auto undone = std::ranges::count_if(identified_.findings, [](const Finding& finding) {
+            return finding.writes != 0 && finding.kind >= Finding::Kind::wrongAction;
+        });
+        if (undone > 1) {
+            report_.note(std::to_string(undone) +
+                         " objects on the chip were other than desired, and are as desired now; "
+                         "if desired.db and the records were put back from older copies, what was "
+                         "acknowledged since is undone");
+        }
+    }
+
     const RestartContext& context_;
     PersistentState& state_;
     StartReport& report_;
@@ -94,7 +112,7 @@ class Restarting {
 } // namespace
 
 Situation readSituation(const ChipTables& chip, PersistentState& state) {
-    return {readRecords(state.keys()), chip.read(), state.database().read()};
+    return {readRecords(state.keys()), chip.read(), state.database().read(), state.isNew()};
 }
 
 void restart(const RestartContext& context, Retry& retry, StartReport& report) {

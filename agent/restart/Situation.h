@@ -9,6 +9,8 @@ struct Situation {
     Records records{};
     ChipState chip{};
     DesiredState desired{};
+    /// Nobody has asked for anything yet.
+    bool isNew = false;
 };
 
 } // namespace LagAgent

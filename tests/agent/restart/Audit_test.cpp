@@ -58,15 +58,42 @@ TEST(Audit, HandleUnderWhichTheChipHasAnotherEntry) {
 
 TEST(Audit, HandleThatTheChipHasGivenToAnotherGroup) {
     World world;
+    world.desired.entries.clear();
+    world.records.entries.clear();
+    world.chip.entries.clear();
     world.chip.members[103] = {P4_PD_ACTION_setLagPort, 3};
     world.chip.groups.at(110).members = {{103, true}};
     EXPECT_THAT(world.findings(),
                 ElementsAre("unknown handle: group 10: handle 110: the chip has something else "
                             "under it (0)",
                             "missing: group 10: not on the chip (4)",
-                            "orphan: chip group 110: nobody recorded it (1)",
-                            "orphan: chip member 103: nobody recorded it (1)",
-                            "wrong target: " + kEntry + ": it points at chip group 110 (1)"));
+                            "stale record: group 10: handle 110: not desired (1)",
+                            "orphan: chip member 103: nobody recorded it (1)"));
+    EXPECT_EQ("", world.audited().obstacle);
+}
+
+/// They are the agent's own, however many.
+TEST(Audit, RecordedObjectsThatTheChipContradictsAreExplained) {
+    World world;
+    world.desired.members[3] = {kSetLagPort, 3};
+    world.desired.groups[20] = {4, 3, kSetLagPort, {{3, true}}};
+    world.records.groups[20] = 111;
+    world.chip.members.at(101).port = 8;
+    world.chip.members.at(102).port = 9;
+    world.chip.groups[111] = {.size = 4, .members = {{101, true}, {102, true}}};
+    EXPECT_EQ("", world.audited().obstacle);
+}
+
+/// Both entry and record say which group it is.
+TEST(Audit, GroupAtWhichItsEntryPointsIsItWhoeverIsInIt) {
+    World world;
+    world.chip.groups.at(110).members = {{102, true}};
+    world.desired.groups.at(10).members = {{1, true}};
+    EXPECT_THAT(world.findings(),
+                ElementsAre("wrong members: group 10: member 1 is not in it, chip member 102 does "
+                            "not belong there (2)"));
+    EXPECT_THAT(world.steps(), ElementsAre("add_member_to_group group 10: member 1",
+                                           "del_member_from_group group 10: chip member 102"));
 }
 
 /// Member 2's record tells of a member with another action, in a group that member 2 is not to be

@@ -154,13 +154,17 @@ TEST(Mending, OneFreeGroupIsEnoughForAnyNumber) {
     EXPECT_EQ(expected, world.steps());
 }
 
-TEST(Mending, WithoutAFreeGroupTheOldOneIsLeftAsItIs) {
+TEST(Mending, WithoutAFreeGroupTheOldOneIsMendedAsFarAsItCanBe) {
     World world;
     world.chip.usage.group_capacity = 1;
     world.chip.groups.at(110).members.erase(102);
     EXPECT_THAT(world.findings(),
                 ElementsAre("wrong members: group 10: member 2 is not in it: left so, since no "
                             "group is free (0)"));
+    world.desired.members[3] = {kSetLagPort, 3};
+    world.desired.groups.at(10).members[3] = true;
+    EXPECT_THAT(world.steps(), ElementsAre("add_member_with_setLagPort member 3",
+                                           "add_member_to_group group 10: member 3"));
 }
 
 TEST(Mending, UnwantedGroupMakesRoom) {
@@ -171,6 +175,55 @@ TEST(Mending, UnwantedGroupMakesRoom) {
     auto expected = madeAnd({"modify_entry_with_selector " + kEntry, "del_group chip group 110"});
     expected.insert(expected.begin(), "del_group chip group 111");
     EXPECT_EQ(expected, world.steps());
+    EXPECT_THAT(world.findings(),
+                ElementsAre("orphan: chip group 111: nobody recorded it (1)",
+                            "wrong members: group 10: member 2 is not in it (6)"));
+}
+
+/// Group 10 was deleted after a copy that was put back, and its entry went over to group 9.
+TEST(Mending, GroupOfAnUndesiredIdServesWhereItsEntryPointsAtIt) {
+    World world;
+    world.records.groups = {{9, 110}};
+    world.chip.usage.group_capacity = 1;
+    EXPECT_THAT(world.findings(), ElementsAre("unrecorded: group 10: chip group 110 serves (0)"));
+}
+
+TEST(Mending, EntriesLeaveAnUnwantedGroupWhereAMissingOneLacksRoom) {
+    World world;
+    world.desired.entries = {{kKey, toMember(1)}};
+    world.records.groups = {{9, 110}};
+    world.chip.groups.at(110) = {.size = 7, .members = {{101, true}}};
+    world.chip.usage.group_capacity = 1;
+    auto expected = madeAnd({});
+    expected.insert(expected.begin(), {"modify_entry " + kEntry, "del_group chip group 110"});
+    EXPECT_EQ(expected, world.steps());
+}
+
+TEST(Mending, GroupThatWasBegunForAnotherOneMakesRoomForAMissingOne) {
+    World world;
+    world.desired.groups[20] = {5, 1, kSetLagPort, {{1, true}}};
+    world.chip.groups.at(110).members.at(102) = true;
+    world.chip.groups[111] = {.size = 4, .members = {{101, true}}};
+    world.chip.usage.groups = world.chip.usage.group_capacity = 2;
+    EXPECT_THAT(world.steps(),
+                ElementsAre("group_member_state_set group 10: member 2", "del_group chip group 111",
+                            "create_group group 20", "add_member_to_group group 20: member 1"));
+}
+
+TEST(Mending, NobodyStaysActiveInAGroupWhoseMembersAreAllInactive) {
+    World world;
+    world.desired.entries.clear();
+    world.records.entries.clear();
+    world.chip.entries.clear();
+    world.desired.groups.at(10).members = {{1, false}};
+    world.records.members = {{2, 102}};
+    world.chip.members.erase(101);
+    world.chip.usage.members = 1;
+    world.chip.groups.at(110).members = {{102, true}};
+    EXPECT_THAT(world.steps(), ElementsAre("add_member_with_setLagPort member 1",
+                                           "add_member_to_group group 10: member 1",
+                                           "group_member_state_set group 10: member 1",
+                                           "del_member_from_group group 10: chip member 102"));
 }
 
 TEST(Mending, GroupThatAStartCutShortHadBegunIsCompleted) {
