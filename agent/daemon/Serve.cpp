@@ -32,15 +32,21 @@ void logStart(const StartReport& start, const Log& log) {
                {"ms", std::chrono::duration_cast<milliseconds>(start.total).count()}});
 }
 
-/// The signals wait for the end of the start, which this is.
+/// Ends a start.
+struct ToldToEnd {
+    int signal;
+};
+
+/// SIGTERM and SIGINT are blocked until the server runs; while the chip refuses to be driven, one
+/// of them ends the start.
 void pauseUnlessTold(std::chrono::milliseconds time) {
     sigset_t signals;
     ::sigemptyset(&signals);
     ::sigaddset(&signals, SIGTERM);
     ::sigaddset(&signals, SIGINT);
     const timespec patience{time.count() / 1000, time.count() % 1000 * 1'000'000};
-    if (::sigtimedwait(&signals, nullptr, &patience) > 0) {
-        throw CommandError(ErrorKind::start, "told to end while the chip refused to be driven");
+    if (const int signal = ::sigtimedwait(&signals, nullptr, &patience); signal > 0) {
+        throw ToldToEnd{signal};
     }
 }
 
@@ -62,6 +68,13 @@ StateOptions takeState(const ServeOptions& options, const Log& log) {
 /// changed behind its back. The next start puts either right.
 std::string obstacleOf(const Agent& agent) {
     return agent.configuration.isOutOfStep() ? "the desired state could not be kept" : agent.harm();
+}
+
+/// REQUIRES: called in a handler.
+void logFailed(const Log& log) {
+    const Error error = currentError();
+    log.write(LogLevel::error, "failed",
+              {{"kind", kindName(error.kind)}, {"message", error.text()}});
 }
 
 } // namespace
@@ -91,10 +104,15 @@ int serve(const ServeOptions& options) {
             database.checkpoint();
         }
         return status;
+    } catch (const ToldToEnd& told) {
+        log.write(LogLevel::info, "stop",
+                  {{"reason", told.signal == SIGTERM ? "SIGTERM" : "SIGINT"}});
+        return kExitGood;
+    } catch (const ChipNotReady&) {
+        logFailed(log);
+        return kExitDaemonFailed; // another start may succeed
     } catch (...) {
-        const Error error = currentError();
-        log.write(LogLevel::error, "failed",
-                  {{"kind", kindName(error.kind)}, {"message", error.text()}});
+        logFailed(log);
         return failed;
     }
 }

@@ -225,7 +225,7 @@ void Server::carryOutNext() {
         carryOut(*found->second);
         startPause();
     }
-    if (const std::string why = obstacle_ ? obstacle_() : ""; !why.empty()) {
+    if (const std::string why = obstacle_ && !isStopping_ ? obstacle_() : ""; !why.empty()) {
         log_.write(LogLevel::error, "failed",
                    {{"kind", kindName(ErrorKind::storage)}, {"message", why}});
         stop(why, kExitDaemonFailed);

@@ -34,15 +34,17 @@ void Retry::waitOrThrow() {
     if (!error.status) {
         throw;
     }
-    const bool isPassing = mayPass(error);
-    if (!isPassing || waited_ >= kPatience) {
+    const std::string text =
+        error.text() + "; the chip forwards on as it is, and the next start goes on from here. ";
+    if (!mayPass(error)) {
         throw CommandError(
             ErrorKind::start,
-            error.text() +
-                "; the chip forwards on as it is, and the next start goes on from here. " +
-                (isPassing ? "The chip has refused for a minute: see whether its SDK is well, "
-                             "then start the agent again"
-                           : "Remove what the chip's status tells of, then start the agent again"));
+            text + "Remove what the chip's status tells of, then start the agent again");
+    }
+    if (waited_ >= kPatience) {
+        throw ChipNotReady(ErrorKind::start,
+                           text + "The chip has refused for a minute: see whether its SDK is well, "
+                                  "then start the agent again");
     }
     if (waited_ == milliseconds::zero()) {
         note_("the chip refuses for now, and is asked again: " + error.text());
