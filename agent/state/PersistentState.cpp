@@ -79,7 +79,10 @@ PersistentState::PersistentState(const StateOptions& options, const StatefulChip
     database_->checkpoint();
     for (const char* name :
          {"desired.db", "desired.db-wal", "desired.db-shm", "entries", "members", "groups"}) {
-        if (const auto identity = directory_->identityOf(name)) {
+        if (auto identity = directory_->identityOf(name)) {
+            if (name == std::string_view("desired.db-wal")) {
+                identity->size = 0; // a checkpoint cuts it short
+            }
             files_.emplace_back(name, *identity);
         }
     }
@@ -105,11 +108,18 @@ std::string PersistentState::harm() const {
         return "the chip has lost its state: its boot generation is another one";
     }
     for (const auto& [name, identity] : files_) {
-        if (directory_->identityOf(name) != identity) {
-            return std::string(directory_->pathOf(name).charPtr()) + " was removed or replaced";
+        const std::string path = directory_->pathOf(name).charPtr();
+        const auto now = directory_->identityOf(name);
+        if (!now || !now->isSameFile(identity)) {
+            return path + " was removed or replaced";
+        }
+        if (now->size < identity.size) {
+            return path + " was cut short";
         }
     }
-    return {};
+    return keys_->isAtCommit(database_->commits()) ? ""
+                                                   : "a table of records was overwritten: it is "
+                                                     "not at the desired state's latest commit";
 }
 
 std::vector<std::string> PersistentState::coldTables() const {

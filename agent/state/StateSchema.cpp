@@ -143,8 +143,13 @@ void writeAll(const FileDescriptor& file, std::span<const unsigned char> bytes,
     }
 }
 
-void makeDatabase(const StateDirectory& directory, const std::string& path, const Image& image) {
+/// Under the private name that `publish` expects.
+void writeImage(const StateDirectory& directory, const std::string& path, const Image& image) {
     writeAll(directory.create(kStateFile, image.size), {image.bytes.get(), image.size}, path);
+}
+
+void makeDatabase(const StateDirectory& directory, const std::string& path, const Image& image) {
+    writeImage(directory, path, image);
     directory.publish(kStateFile);
 }
 
@@ -232,10 +237,16 @@ std::uint32_t checkedVersion(const SqliteConnection& database) {
     return version;
 }
 
-void checkScope(const SqliteConnection& database, const ChipScope& scope) {
-    std::string found = "nothing, its table chip being empty";
+/// Which chip it is of, as people read it.
+std::string scopeOf(const SqliteConnection& database) {
+    std::string scope = "nothing, its table chip being empty";
     SqliteStatement(database, "read which chip it is of", "SELECT device, pipe FROM chip")
-        .run({}, [&](const SqliteRow& row) { found = scopeName(row.number(0), row.number(1)); });
+        .run({}, [&](const SqliteRow& row) { scope = scopeName(row.number(0), row.number(1)); });
+    return scope;
+}
+
+void checkScope(const SqliteConnection& database, const ChipScope& scope) {
+    const std::string found = scopeOf(database);
     const std::string wanted = scopeName(scope.device, scope.pipe);
     if (found != wanted) {
         storageRefused(database.path(), "it is of " + found + "; this start is for " + wanted);
@@ -321,6 +332,26 @@ std::uint64_t history(const SqliteConnection& database, const std::string& colum
     return static_cast<std::uint64_t>(value);
 }
 
+/// The database that is to be replaced becomes whole without its log. One that cannot be used stays
+/// as it is: that is what a copy is for. Throws where the copy is of another chip.
+void settleOld(const std::string& path, const std::string& scope) {
+    std::optional<SqliteConnection> old;
+    std::string found;
+    try {
+        old.emplace(path);
+        giveWalIndexRoom(old->get());
+        old->optionIs(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, true);
+        checkedVersion(*old);
+        found = scopeOf(*old);
+    } catch (const CommandError&) {
+        return;
+    }
+    if (found != scope) {
+        storageRefused(path, "it is of " + found + "; the copy is of " + scope);
+    }
+    old->execute("write its log into it", "PRAGMA wal_checkpoint(TRUNCATE)");
+}
+
 /// Its log would be written into the next database of the name.
 void removeOld(const StateDirectory& directory) {
     for (const char* companion : {"-wal", "-shm", "-journal"}) {
@@ -348,10 +379,11 @@ restoreStateDatabase(const StateDirectory& directory, const std::string& copy,
     memory.execute("count the commits",
                    "UPDATE history SET commits = " + std::to_string(restored.latest));
     try {
-        const std::string path = directory.pathOf(kStateFile).charPtr();
-        const Image image = imageOf(memory, path);
+        const std::string path = pathWithoutLinks(directory);
+        writeImage(directory, path, imageOf(memory, path));
+        settleOld(path, scopeOf(memory));
         removeOld(directory);
-        makeDatabase(directory, path, image);
+        directory.publish(kStateFile);
     } catch (const Pello::StateException& e) {
         throw CommandError(ErrorKind::storage, e.what());
     }

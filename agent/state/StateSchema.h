@@ -38,7 +38,7 @@ SqliteConnection openStateDatabase(const Pello::StateDirectory& directory, const
 /// A database that came back.
 struct RestoredState {
     DesiredState state{};
-    /// The number of its latest commit when it was copied, and of what is given up for it.
+    /// The copy's own latest commit, and the latest that the records know of: as that it counts.
     std::uint64_t commit = 0;
     std::uint64_t latest = 0;
 };
@@ -48,7 +48,7 @@ struct RestoredState {
  * `latestCommit(state)` tells what the records know of that desired state: the restored one counts
  * as that commit, so that they are believed, and what they have beyond it is removed by the next
  * start. Throws `CommandError` (storage), with the database that was there in its place, when the
- * copy is no whole desired state of this version or an older one.
+ * copy is no whole desired state of this version or an older one, or of another chip.
  */
 RestoredState
 restoreStateDatabase(const Pello::StateDirectory& directory, const std::string& copy,

@@ -65,6 +65,11 @@ void SharedKeyManager::commitIs(U64 commit) {
     groups_.slots().commitIs(commit);
 }
 
+bool SharedKeyManager::isAtCommit(U64 commit) const noexcept {
+    return entries_.slots().commit() == commit && members_.slots().commit() == commit &&
+           groups_.slots().commit() == commit;
+}
+
 /// What holds across tables: a group's record takes over its reservation among the members, and
 /// otherwise no key is in two tables.
 void SharedKeyManager::reconcileTables() {

@@ -60,6 +60,8 @@ class KEL_EXPORT SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKe
     /// Whether one of the tables in a directory may hold a record, whatever chip it is of; see
     /// `Glimt::TableFile`. REQUIRES: no manager has them open.
     static bool mayHoldRecords(const Pello::StateDirectory& directory);
+    /// Whether all tables were told of this commit, and of none since.
+    bool isAtCommit(Kel::U64 commit) const noexcept;
     /// The latest commit of a desired state that a table in a directory was told of; 0: none.
     static Kel::U64 latestCommit(const Pello::StateDirectory& directory, Kel::U64 state);
 

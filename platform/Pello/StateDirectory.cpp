@@ -90,7 +90,7 @@ StateDirectory::identityOf(const Kel::String& name) const noexcept {
     if (::fstatat(directory_.get(), name.charPtr(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
         return std::nullopt;
     }
-    return Identity{status.st_dev, status.st_ino};
+    return Identity{status.st_dev, status.st_ino, status.st_size};
 }
 
 void StateDirectory::allocate(const Kel::String& name, const File& file) const {

@@ -40,12 +40,15 @@ class KEL_EXPORT StateDirectory {
     /// message. The size is for the caller to judge.
     std::optional<File> open(const Kel::String& name) const;
 
-    /// What tells a file from another one that takes its name.
+    /// What tells a file from another one that takes its name, and its size.
     struct Identity {
         dev_t device = 0;
         ino_t file = 0;
+        off_t size = 0;
 
-        friend bool operator==(const Identity&, const Identity&) = default;
+        bool isSameFile(const Identity& other) const noexcept {
+            return device == other.device && file == other.file;
+        }
     };
     /// Of whatever has the name now; none when nothing has, or it cannot be looked at.
     std::optional<Identity> identityOf(const Kel::String& name) const noexcept;

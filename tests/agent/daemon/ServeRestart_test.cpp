@@ -68,6 +68,7 @@ class ServeRestart : public DaemonAndChip {
   protected:
     ServeRestart() {
         daemon.startProgram();
+        std::filesystem::copy_file(daemon.directory() + "/desired.db", empty_);
         good({"member add 1 action setLagPort port 1", "member add 2 action setLagPort port 2",
               "group add 10 size 4 initial 1 action setLagPort", "group member add 10 2",
               "group add 20 size 4 initial 1 action setLagPort", "group member add 20 2",
@@ -76,6 +77,9 @@ class ServeRestart : public DaemonAndChip {
               "entry set value 0x20 mask 0xffffffff priority 1 group 20",
               "entry set default member 2"});
     }
+
+    /// The database before the first command.
+    const std::string empty_ = daemon.folder / "empty";
 };
 
 TEST_F(ServeRestart, EverythingIsThereAfterAKillWithTheHandlesOfBefore) {
@@ -263,9 +267,37 @@ TEST_F(ServeHarm, FileThatIsRemovedUnderItEndsIt) {
     }
 }
 
+TEST_F(ServeHarm, FileThatIsCutShortUnderItEndsIt) {
+    for (const char* name : {"members", "desired.db-shm", "desired.db"}) {
+        const std::string path = daemon.directory() + "/" + name;
+        const std::string kept = daemon.folder / "kept";
+        std::filesystem::copy_file(path, kept, std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::resize_file(path, 0);
+        expectEnd(std::string(name) + " was cut short");
+        std::filesystem::copy_file(kept, path, std::filesystem::copy_options::overwrite_existing);
+        daemon.startProgram();
+        EXPECT_EQ(2u, result("show groups")["groups"].size());
+        EXPECT_THAT(result("audit")["findings"], IsEmpty());
+    }
+}
+
+TEST_F(ServeHarm, TableThatIsOverwrittenUnderItEndsIt) {
+    const std::string path = daemon.directory() + "/members", kept = daemon.folder / "kept";
+    std::filesystem::copy_file(path, kept);
+    good({"member add 3 action setLagPort port 3"});
+    std::filesystem::copy_file(kept, path, std::filesystem::copy_options::overwrite_existing);
+    expectEnd("a table of records was overwritten");
+    daemon.startProgram();
+    EXPECT_EQ(3u, result("show members")["members"].size());
+    EXPECT_THAT(result("audit")["findings"], IsEmpty());
+}
+
 TEST_F(ServeHarm, LostLogIsRefusedWithBothNumbersUntilItIsAccepted) {
     daemon.signal(SIGKILL);
     EXPECT_EQ(-1, daemon.exitStatus());
+    // As it is when no checkpoint has come in between.
+    std::filesystem::copy_file(empty_, daemon.directory() + "/desired.db",
+                               std::filesystem::copy_options::overwrite_existing);
     std::filesystem::remove(daemon.directory() + "/desired.db-wal");
     daemon.runProgram();
     EXPECT_EQ(2, daemon.exitStatus());
@@ -295,9 +327,9 @@ class ServeBackup : public DaemonAndChip {
   protected:
     ServeBackup() { daemon.startProgram(); }
 
-    int restore(const std::string& copy) const {
-        const std::string command = "exec " LAG_AGENT " restore " + copy + " --state-dir " +
-                                    daemon.directory() + " > " + said_ + " 2>&1";
+    int restore(const std::string& copy, const std::string& before = "") const {
+        const std::string command = before + "exec " LAG_AGENT " restore " + copy +
+                                    " --state-dir " + daemon.directory() + " > " + said_ + " 2>&1";
         return ::system(command.c_str());
     }
     std::string said() const {
@@ -396,6 +428,27 @@ TEST_F(ServeRestart, TheDatabaseFileAloneIsWholeWhenNoCommandHasComeForAWhile) {
     daemon.startProgram();
     EXPECT_EQ(shown, result("show"));
     EXPECT_EQ(1, result("show start")["writes"]);
+}
+
+TEST_F(ServeBackup, CopyForWhichThereIsNoRoomLeavesEverythingThatWasAcknowledged) {
+    good({"member add 1 action setLagPort port 1", ("backup " + copy_).c_str(),
+          "member add 2 action setLagPort port 2"});
+    daemon.signal(SIGKILL);
+    EXPECT_EQ(-1, daemon.exitStatus());
+    EXPECT_NE(0, restore(copy_, "ulimit -f 4; trap '' XFSZ; "));
+    daemon.startProgram();
+    EXPECT_THAT(memberIds(), ElementsAre(1, 2));
+}
+
+TEST_F(ServeBackup, CopyOfAnotherChipIsRefused) {
+    good({("backup " + copy_).c_str(), "member add 1 action setLagPort port 1"});
+    EXPECT_EQ(0, daemon.stop());
+    SqliteConnection(copy_).execute("be of another chip", "UPDATE chip SET device = 1");
+    EXPECT_NE(0, restore(copy_));
+    EXPECT_THAT(said(), HasSubstr("it is of device 0, all pipes; the copy is of device 1, all "
+                                  "pipes"));
+    daemon.startProgram();
+    EXPECT_THAT(memberIds(), ElementsAre(1));
 }
 
 /// A chip with room for one group.
