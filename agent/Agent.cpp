@@ -39,8 +39,9 @@ void Agent::requireUnharmed() {
         harm_ = state->harm();
     }
     if (!harm_.empty()) {
-        throw CommandError(ErrorKind::storage,
-                           harm_ + ": the agent ends, and its next start puts this right");
+        throw CommandError(
+            ErrorKind::storage,
+            harm_ + ": the agent ends; its next start puts this right, or says what to do");
     }
 }
 

@@ -81,6 +81,7 @@ void logFailed(const Log& log) {
 
 int serve(const ServeOptions& options) {
     std::signal(SIGPIPE, SIG_IGN); // of the log, as of clients
+    std::signal(SIGXFSZ, SIG_IGN); // a limit of files is an error of the write that meets it
     const Log log(STDERR_FILENO, options.log);
     int failed = kExitNotStarted;
     try {

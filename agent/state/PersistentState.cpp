@@ -94,6 +94,10 @@ void PersistentState::openDatabase(const StateOptions& options, const ChipScope&
         requireLatest(*directory_, *database_);
     }
     desired_ = database_->read();
+    if (const auto known = SharedKeyManager::latestCommit(*directory_, database_->state());
+        known > database_->commits()) {
+        database_->commitsAre(known);
+    }
 }
 
 void PersistentState::recordsIs(bool records) {

@@ -207,6 +207,12 @@ void StateDatabase::commit() {
     }
 }
 
+void StateDatabase::commitsAre(std::uint64_t commits) {
+    connection_.execute("count the commits",
+                        "UPDATE history SET commits = " + std::to_string(commits));
+    commits_ = commits;
+}
+
 void StateDatabase::checkpoint() noexcept {
     sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
                               nullptr);

@@ -74,6 +74,10 @@ class StateDatabase {
     /// How many transactions it has had.
     std::uint64_t commits() const noexcept { return commits_; }
 
+    /// Counts as this commit from now on, so that a later file which was given up for this one is
+    /// older than what is acknowledged from here on.
+    void commitsAre(std::uint64_t commits);
+
     /// Writes the log into the database, so that the file alone is whole. A failure leaves it for
     /// the next time.
     void checkpoint() noexcept;

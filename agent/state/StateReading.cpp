@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "agent/ValueType.h"
+#include "agent/state/ContentDigest.h"
 
 namespace LagAgent {
 
@@ -36,6 +37,7 @@ class Reader {
         rows("SELECT is_default, value, mask, priority, member_id, group_id FROM entries",
              &Reader::addEntry);
         checkGroups();
+        checkDigest();
         return std::move(state_);
     }
 
@@ -81,6 +83,16 @@ class Reader {
             .run({}, [&](const SqliteRow& row) {
                 if (row.text(0) != "ok") {
                     wrong("it is damaged: " + row.text(0));
+                }
+            });
+    }
+
+    void checkDigest() {
+        SqliteStatement(database_, "check it", "SELECT digest FROM history")
+            .run({}, [&](const SqliteRow& row) {
+                if (row.number(0) != contentDigest(database_)) {
+                    wrong("its content is not what was committed: it is damaged, or the file and "
+                          "its log are of different times");
                 }
             });
     }

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "agent/Errors.h"
+#include "agent/state/ContentDigest.h"
 #include "agent/state/StateReading.h"
 #include "agent/state/WalIndexRoom.h"
 #include "platform/Pello/StateException.h"
@@ -75,22 +76,36 @@ constexpr std::array kSchema{
     "CREATE INDEX entries_of_member ON entries(member_id)",
     "CREATE INDEX entries_of_group ON entries(group_id)",
 
-    // Since version 2. Which desired state it is, by a number that no other one has, and how many
-    // transactions have changed it. One row, there from the beginning.
+    // Since version 2. Which desired state it is, by a number that no other one has, how many
+    // transactions have changed it (the tables of records keep 48 bits of that), and the digest of
+    // all rows but this one and the chip's. One row, there from the beginning.
     "CREATE TABLE history("
     "id INTEGER PRIMARY KEY CHECK(id = 1), "
     "state INTEGER NOT NULL CHECK(state > 0), "
-    "commits INTEGER NOT NULL CHECK(commits >= 0)"
+    "commits INTEGER NOT NULL CHECK(commits BETWEEN 0 AND 281474976710655), "
+    "digest INTEGER NOT NULL"
     ") STRICT",
 };
 
 /// How many of these a database of version 1 has.
 constexpr std::size_t kSchemaOfVersion1 = 8;
 
+/// All statements that make a database of a version.
+std::vector<std::string> schemaOf(std::uint32_t version) {
+    if (version == 1) {
+        return {kSchema.begin(), kSchema.begin() + kSchemaOfVersion1};
+    }
+    std::vector<std::string> schema(kSchema.begin(), kSchema.end());
+    for (std::string& trigger : digestTriggers()) {
+        schema.push_back(std::move(trigger));
+    }
+    return schema;
+}
+
 /// What SQLite takes for random comes from the system.
-std::string newHistory(int commits) {
+std::string newHistory(int commits, std::int64_t digest) {
     return "INSERT INTO history VALUES(1, 1 + abs(random() % 9007199254740991), " +
-           std::to_string(commits) + ");";
+           std::to_string(commits) + ", " + std::to_string(digest) + ");";
 }
 
 // ---- Making it -----------------------------------------------------------------------------
@@ -118,12 +133,11 @@ Image emptyDatabase(const std::string& path, const ChipScope& scope) {
     const SqliteConnection memory("");
     std::string script = "PRAGMA application_id=" + std::to_string(kStateApplicationId) +
                          "; PRAGMA user_version=" + std::to_string(kStateVersion) + ";";
-    for (const char* statement : kSchema) {
-        script += statement;
-        script += ";";
+    for (const std::string& statement : schemaOf(kStateVersion)) {
+        script += statement + ";";
     }
     script += "INSERT INTO chip VALUES(1, " + std::to_string(scope.device) + ", " +
-              std::to_string(scope.pipe) + ");" + newHistory(0);
+              std::to_string(scope.pipe) + ");" + newHistory(0, 0);
     memory.execute("make the tables", script);
     return imageOf(memory, path);
 }
@@ -214,8 +228,8 @@ std::uint32_t pragma(const SqliteConnection& database, const std::string& name) 
 }
 
 void checkSchema(const SqliteConnection& database, std::uint32_t version) {
-    std::set<std::string> expected(
-        kSchema.begin(), version == 1 ? kSchema.begin() + kSchemaOfVersion1 : kSchema.end());
+    const auto schema = schemaOf(version);
+    std::set<std::string> expected(schema.begin(), schema.end());
     SqliteStatement(database, "read its schema",
                     "SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL")
         .run({}, [&](const SqliteRow& row) {
@@ -281,11 +295,11 @@ void writeAheadIs(const SqliteConnection& database) {
 /// One transaction: an older agent finds its own version until it is done.
 void convert(const SqliteConnection& database) {
     std::string script = "BEGIN IMMEDIATE;";
-    for (std::size_t at = kSchemaOfVersion1; at < kSchema.size(); ++at) {
-        script += kSchema[at];
-        script += ";";
+    const auto schema = schemaOf(kStateVersion);
+    for (std::size_t at = kSchemaOfVersion1; at < schema.size(); ++at) {
+        script += schema[at] + ";";
     }
-    script += newHistory(1); // somebody has used it
+    script += newHistory(1, contentDigest(database)); // somebody has used it
     script += "PRAGMA user_version=" + std::to_string(kStateVersion) + ";COMMIT";
     database.execute("convert it from version 1", script);
 }
@@ -293,6 +307,7 @@ void convert(const SqliteConnection& database) {
 SqliteConnection openChecked(const std::string& path, const ChipScope& scope) {
     SqliteConnection database(path);
     giveWalIndexRoom(database.get());
+    giveContentDigest(database);
     // Closing a refused database must not write its log into it.
     database.optionIs(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, true);
     database.optionIs(SQLITE_DBCONFIG_DEFENSIVE, true);
@@ -367,7 +382,11 @@ void removeOld(const StateDirectory& directory) {
 RestoredState
 restoreStateDatabase(const StateDirectory& directory, const std::string& copy,
                      const std::function<std::uint64_t(std::uint64_t state)>& latestCommit) {
+    if (!std::filesystem::is_regular_file(copy)) {
+        storageRefused(copy, "it is not a file");
+    }
     const SqliteConnection memory("");
+    giveContentDigest(memory);
     const auto source = SqliteConnection::toRead(std::filesystem::absolute(copy));
     const std::uint32_t version = checkedVersion(source);
     source.copyTo(memory);

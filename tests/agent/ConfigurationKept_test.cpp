@@ -178,11 +178,11 @@ TEST_F(KeptTest, WhatCannotBeKeptDoesNotReachTheChip) {
     good("member del 3");
 }
 
-/// The state directory on a file system of 512 KiB, where that may be mounted.
+/// The state directory on a file system of 640 KiB, where that may be mounted.
 class FullDiskTest : public KeptTest {
   protected:
     void SetUp() override {
-        if (::mount("tmpfs", small_.root().c_str(), "tmpfs", 0, "size=524288,mode=0700") != 0) {
+        if (::mount("tmpfs", small_.root().c_str(), "tmpfs", 0, "size=655360,mode=0700") != 0) {
             GTEST_SKIP() << "no file system can be mounted here";
         }
         isMounted_ = true;

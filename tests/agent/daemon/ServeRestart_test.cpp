@@ -309,6 +309,35 @@ TEST_F(ServeHarm, LostLogIsRefusedWithBothNumbersUntilItIsAccepted) {
     EXPECT_THAT(result("show groups")["groups"], IsEmpty());
 }
 
+TEST_F(ServeHarm, DatabaseThatWasGivenUpIsOlderThanWhatCameAfter) {
+    EXPECT_EQ(0, daemon.stop());
+    const std::string path = daemon.directory() + "/desired.db", givenUp = daemon.folder / "kept";
+    const auto overwrite = std::filesystem::copy_options::overwrite_existing;
+    std::filesystem::copy_file(path, givenUp);
+    std::filesystem::copy_file(empty_, path, overwrite);
+    daemon.startProgram("--accept-loss");
+    good({"member add 50 action setLagPort port 50"});
+    EXPECT_EQ(0, daemon.stop());
+    std::filesystem::copy_file(givenUp, path, overwrite);
+    daemon.runProgram();
+    EXPECT_EQ(2, daemon.exitStatus());
+    EXPECT_THAT(failure(), HasSubstr("it is at commit 10, the records know of commit 11"));
+}
+
+TEST_F(ServeHarm, OldDatabaseBesideANewLogIsRefused) {
+    const std::string path = daemon.directory() + "/desired.db";
+    EXPECT_EQ(0, daemon.stop());
+    daemon.startProgram();
+    good({"member set 1 action setLagPort port 5"});
+    daemon.signal(SIGKILL);
+    EXPECT_EQ(-1, daemon.exitStatus());
+    std::filesystem::copy_file(empty_, path, std::filesystem::copy_options::overwrite_existing);
+    daemon.runProgram();
+    EXPECT_EQ(2, daemon.exitStatus());
+    attachToTheChip();
+    EXPECT_EQ(5, port(0x20));
+}
+
 TEST_F(ServeHarm, ForeignStateDirectoryOverAPopulatedChipIsRefused) {
     EXPECT_EQ(0, daemon.stop());
     const std::string chip = daemon.directory() + "/chip";

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "agent/Errors.h"
+#include "agent/state/ContentDigest.h"
 #include "agent/state/StateDatabase.h"
 #include "tests/agent/Actions.h"
 #include "tests/platform/TableFiles.h"
@@ -36,11 +37,11 @@ inline void byHand(sqlite3* connection, const std::string& sql) {
         << sql << ": " << message;
     sqlite3_free(message);
 }
+/// Its digest follows.
 inline void byHand(const std::filesystem::path& file, const std::string& sql) {
-    sqlite3* connection = nullptr;
-    ASSERT_EQ(SQLITE_OK, sqlite3_open(file.c_str(), &connection));
-    byHand(connection, sql);
-    EXPECT_EQ(SQLITE_OK, sqlite3_close(connection));
+    const SqliteConnection connection(file);
+    giveContentDigest(connection);
+    byHand(connection.get(), sql);
 }
 
 /// While it lives, knows the connection that was opened last in this process.

@@ -102,11 +102,30 @@ TEST(StateReading, ADamagedFileIsRefused) {
     const auto file = place.file("desired.db");
     std::string bytes = table_files::contentOf(file);
     ASSERT_GT(bytes.size(), 12 * 4096u);
-    // Of the pages behind those that the empty database has.
-    bytes.replace(10 * 4096, 2 * 4096, 2 * 4096, '\xA5');
+    // Of the members' pages, which are behind those that the empty database has.
+    bytes.replace(bytes.size() - 4 * 4096, 2 * 4096, 2 * 4096, '\xA5');
     table_files::contentIs(file, bytes);
     const StateDatabase database(place.open(), kScope);
     EXPECT_THAT(storageErrorOf([&] { database.read(); }), HasSubstr("refused: it is damaged: "));
+}
+
+/// The pages and all values are good.
+TEST(StateReading, AValueThatWasNeverCommittedIsRefused) {
+    const Place place;
+    {
+        StateDatabase database(place.open(), kScope);
+        write(database, someState());
+        database.commit();
+    }
+    const auto file = place.file("desired.db");
+    std::string bytes = table_files::contentOf(file);
+    const auto at = bytes.find("setLagPort\x0b");
+    ASSERT_NE(std::string::npos, at);
+    bytes[at + 10] = static_cast<char>(bytes[at + 10] ^ 4); // the port behind the action
+    table_files::contentIs(file, bytes);
+    const StateDatabase database(place.open(), kScope);
+    EXPECT_THAT(storageErrorOf([&] { database.read(); }),
+                HasSubstr("refused: its content is not what was committed"));
 }
 
 TEST(StateReading, AGroupMayHaveLostTheMemberItWasMadeWith) {

@@ -85,7 +85,7 @@ TEST_F(StateSchemaTest, AnotherApplicationsDatabaseIsRefused) {
 }
 
 TEST_F(StateSchemaTest, ADatabaseOfNobodyIsRefused) {
-    fs::remove(file_);
+    table_files::contentIs(file_, "");
     byHand(file_, "CREATE TABLE t(a)");
     fs::permissions(file_, fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(refused("it is another application's database"), refusal());
@@ -99,6 +99,11 @@ TEST_F(StateSchemaTest, OtherVersionsAreRefused) {
 }
 
 TEST_F(StateSchemaTest, Version1IsConvertedWithAllThatItHas) {
+    for (const char* table : {"members", "selector_groups", "group_members", "entries"}) {
+        for (const char* event : {"INSERT", "UPDATE", "DELETE"}) {
+            byHand(file_, std::string("DROP TRIGGER ") + table + "_" + event);
+        }
+    }
     byHand(file_, "DROP TABLE history; PRAGMA user_version=1; DELETE FROM entries; "
                   "DELETE FROM group_members; "
                   "DELETE FROM selector_groups; DELETE FROM members; "
