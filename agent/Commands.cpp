@@ -131,6 +131,9 @@ void backup(Agent& agent, const Arguments& a, Reply&) {
         refuse("the daemon writes the copy, and knows nothing of your folder: give a path that "
                "begins with '/'");
     }
+    if (path.find('\0') != std::string::npos) {
+        refuse("a path has no byte 0");
+    }
     agent.requiredState().database().backup(path);
 }
 

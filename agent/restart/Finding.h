@@ -17,7 +17,7 @@ struct Finding {
         unrecorded,    ///< desired and on the chip, and nobody recorded it
         missing,       ///< desired, and not on the chip
         orphan,        ///< on the chip, and neither recorded nor desired
-        groupTwice,    ///< an unrecorded group that was to take the place of a desired one
+        groupTwice,    ///< two groups stand for one desired group: the one that is not kept
         wrongAction,   ///< a member with another action than desired
         wrongMembers,  ///< a group with other members or another size than desired
         wrongState,    ///< a group with members active that should not be, or the other way round

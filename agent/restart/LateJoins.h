@@ -12,6 +12,9 @@ namespace LagAgent {
  * group: the chip lets members join active, entries point at the group, and there was no free group
  * in which it could join first. It makes no difference to the flows until it is made active.
  *
+ * A chip gives no handle twice while it lives, so a membership that is left when its group goes
+ * stands for nothing.
+ *
  * The PD operations of a driver do then what its model expects: making such a member active lets it
  * join; making it inactive, or leave, succeeds without a call. All other calls pass through.
  *

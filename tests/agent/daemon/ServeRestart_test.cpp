@@ -420,6 +420,7 @@ TEST_F(ServeBackup, NeitherReplacesAFileNorTakesAPlaceThatDependsOnTheDaemon) {
     EXPECT_EQ("storage", again["kind"]);
     EXPECT_EQ(copy_ + ": cannot make it: File exists", again["message"]);
     EXPECT_EQ("refused", answer("backup copy")["error"]["kind"]);
+    EXPECT_EQ("refused", answer("backup " + copy_ + '\0' + "2")["error"]["kind"]);
 }
 
 TEST_F(ServeBackup, WhatIsNoWholeCopyIsRefusedAndTheStateStays) {
