@@ -14,9 +14,9 @@ struct RestoreOptions {
 /// Reads a command line of `lag-agent restore`; as `readOptions`.
 std::optional<RestoreOptions> readRestoreOptions(int argc, const char* const* argv, int* exitCode);
 
-/// Lets the copy that `backup` made take the place of the state directory's database. No daemon runs
-/// there, and none can start meanwhile. What comes of it is said on standard output, what goes wrong
-/// on standard error; returns the exit status.
+/// Lets the copy that `backup` made take the place of the state directory's database. No daemon
+/// runs there, and none can start meanwhile. What comes of it is said on standard output, what goes
+/// wrong on standard error; returns the exit status.
 int restoreState(const RestoreOptions& options);
 
 } // namespace LagAgent

@@ -242,8 +242,9 @@ TEST_F(Serve, LogCanBeJson) {
     for (std::string line; std::getline(lines, line);) {
         events.push_back(nlohmann::json::parse(line).at("event"));
     }
-    EXPECT_THAT(events, ElementsAre("start", "start", "start", "start", "start", "start", "start",
-                                    "start", "start", "reconciled", "ready", "command-failed", "stop"));
+    EXPECT_THAT(events,
+                ElementsAre("start", "start", "start", "start", "start", "start", "start", "start",
+                            "start", "reconciled", "ready", "command-failed", "stop"));
 }
 
 } // namespace
