@@ -18,10 +18,11 @@ struct Finding {
         missing,       ///< desired, and not on the chip
         orphan,        ///< on the chip, and neither recorded nor desired
         groupTwice,    ///< two groups stand for one desired group: the one that is not kept
-        wrongAction,   ///< a member with another action than desired
-        wrongMembers,  ///< a group with other members or another size than desired
-        wrongState,    ///< a group with members active that should not be, or the other way round
-        wrongTarget    ///< an entry that points elsewhere
+        // From here on the chip has the desired object, and does something else with it.
+        wrongAction,  ///< a member with another action than desired
+        wrongMembers, ///< a group with other members or another size than desired
+        wrongState,   ///< a group with members active that should not be, or the other way round
+        wrongTarget   ///< an entry that points elsewhere
     };
 
     Kind kind;

@@ -313,9 +313,9 @@ void Mending::makeMissingGroup(std::uint32_t id, std::size_t finding) {
     }
 }
 
-/// The record goes over to the new group last of all: until then it marks the
-/// old one as ours, so that a start cut short here removes it. Without a free group the old one is
-/// mended as far as it can be.
+/// The record goes over to the new group last of all: until then it marks the old one as
+/// ours, so that a start cut short here removes it. Without a free group the old one is mended as
+/// far as it can be.
 void Mending::makeAnew(std::uint32_t id, const Difference& difference) {
     const std::size_t finding = *difference.members;
     writer_.findingIs(finding);

@@ -91,7 +91,8 @@ class Restarting {
     /// back together. It must not happen unseen.
     void noteUndone() {
         const auto undone = std::ranges::count_if(identified_.findings, [](const Finding& finding) {
-            return finding.writes != 0 && finding.kind >= Finding::Kind::wrongAction;
+            return finding.writes != 0 && (finding.kind == Finding::Kind::staleRecord ||
+                                           finding.kind >= Finding::Kind::wrongAction);
         });
         if (undone > 1) {
             report_.note(std::to_string(undone) +

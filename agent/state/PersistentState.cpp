@@ -94,6 +94,7 @@ void PersistentState::openDatabase(const StateOptions& options, const ChipScope&
         requireLatest(*directory_, *database_);
     }
     desired_ = database_->read();
+    // A loss that was accepted: the file that was given up for this one must count as older.
     if (const auto known = SharedKeyManager::latestCommit(*directory_, database_->state());
         known > database_->commits()) {
         database_->commitsAre(known);

@@ -382,8 +382,9 @@ void removeOld(const StateDirectory& directory) {
 RestoredState
 restoreStateDatabase(const StateDirectory& directory, const std::string& copy,
                      const std::function<std::uint64_t(std::uint64_t state)>& latestCommit) {
-    if (!std::filesystem::is_regular_file(copy)) {
-        storageRefused(copy, "it is not a file");
+    // A pipe would be waited for.
+    if (std::error_code error; !std::filesystem::is_regular_file(copy, error)) {
+        storageRefused(copy, error ? error.message() : "it is no regular file");
     }
     const SqliteConnection memory("");
     giveContentDigest(memory);

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -338,6 +340,28 @@ TEST_F(ServeHarm, OldDatabaseBesideANewLogIsRefused) {
     EXPECT_EQ(5, port(0x20));
 }
 
+/// They agree with each other, so nothing tells that they are old.
+TEST_F(ServeHarm, MemoriesPutBackTogetherAreNoticedByHowMuchTheyChange) {
+    EXPECT_EQ(0, daemon.stop());
+    const std::string kept = daemon.folder / "old";
+    std::filesystem::create_directory(kept);
+    for (const char* name : {"desired.db", "entries", "members", "groups"}) {
+        std::filesystem::copy_file(daemon.directory() + "/" + name, kept + "/" + name);
+    }
+    daemon.startProgram();
+    EXPECT_THAT(result("show start")["notes"], IsEmpty());
+    good({"member set 1 action setLagPort port 5", "group member set 10 2 inactive"});
+    EXPECT_EQ(0, daemon.stop());
+    for (const char* name : {"desired.db", "entries", "members", "groups"}) {
+        std::filesystem::copy_file(kept + "/" + name, daemon.directory() + "/" + name,
+                                   std::filesystem::copy_options::overwrite_existing);
+    }
+    daemon.startProgram();
+    EXPECT_EQ(3, result("show start")["writes"]);
+    EXPECT_THAT(result("show start")["notes"].dump(),
+                HasSubstr("2 objects on the chip were other than desired"));
+}
+
 TEST_F(ServeHarm, ForeignStateDirectoryOverAPopulatedChipIsRefused) {
     EXPECT_EQ(0, daemon.stop());
     const std::string chip = daemon.directory() + "/chip";
@@ -479,6 +503,13 @@ TEST_F(ServeBackup, CopyOfAnotherChipIsRefused) {
                                   "pipes"));
     daemon.startProgram();
     EXPECT_THAT(memberIds(), ElementsAre(1));
+}
+
+TEST_F(ServeBackup, PipeIsNoCopy) {
+    EXPECT_EQ(0, daemon.stop());
+    ASSERT_EQ(0, ::mkfifo(copy_.c_str(), 0600));
+    EXPECT_NE(0, restore(copy_));
+    EXPECT_THAT(said(), HasSubstr("refused: it is no regular file"));
 }
 
 /// A chip with room for one group.
