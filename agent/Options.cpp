@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "agent/CommandLine.h"
+#include "agent/console/CommandLine.h"
 
 namespace LagAgent {
 

@@ -23,8 +23,8 @@
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
-#include "agent/Errors.h"
+#include "agent/command/Agent.h"
+#include "agent/outcome/Errors.h"
 #include "agent/restart/Restart.h"
 #include "asic/SoftwareAsic.h"
 

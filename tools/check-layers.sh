@@ -19,7 +19,7 @@ declare -A may=(
     [agent]="agent programs BfLagGroup driver-status platform framework pd"
 )
 # The agent controls the software ASIC, where there is one, through its C header; from one place.
-exception="agent/AsicControl.* asic/SoftwareAsic.h"
+exception="agent/chip/AsicControl.* asic/SoftwareAsic.h"
 # The layers of the library take nothing but the C++ and C standard library and dlfcn.h; platform and asic
 # also what its files and mappings need of POSIX.
 library="framework driver-status platform BfLagGroup asic"

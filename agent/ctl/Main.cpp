@@ -2,10 +2,10 @@
 
 #include <iostream>
 
-#include "agent/ExitStatus.h"
-#include "agent/TerminalProgress.h"
+#include "agent/console/TerminalProgress.h"
 #include "agent/ctl/ControlOptions.h"
 #include "agent/ctl/RemoteRunner.h"
+#include "agent/outcome/ExitStatus.h"
 #include "programs/StandardStreams.h"
 
 using namespace LagAgent;

@@ -9,9 +9,9 @@
 #include <cstring>
 #include <thread>
 
-#include "agent/Text.h"
-#include "agent/daemon/Address.h"
 #include "agent/daemon/ControlSocket.h"
+#include "agent/outcome/Text.h"
+#include "agent/wire/Address.h"
 
 namespace LagAgent {
 

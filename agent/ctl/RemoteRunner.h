@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "agent/CommandRunner.h"
-#include "agent/daemon/LineBuffer.h"
-#include "agent/daemon/Wire.h"
+#include "agent/outcome/CommandRunner.h"
+#include "agent/wire/LineBuffer.h"
+#include "agent/wire/Wire.h"
 #include "platform/Pello/FileDescriptor.h"
 
 namespace LagAgent {

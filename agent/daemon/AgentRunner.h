@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/Interpreter.h"
+#include "agent/command/Interpreter.h"
 #include "agent/daemon/Log.h"
 
 namespace LagAgent {

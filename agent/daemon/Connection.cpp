@@ -6,7 +6,7 @@
 #include <array>
 #include <cerrno>
 
-#include "agent/daemon/Wire.h"
+#include "agent/wire/Wire.h"
 
 namespace LagAgent {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "agent/CommandRunner.h"
-#include "agent/daemon/LineBuffer.h"
+#include "agent/outcome/CommandRunner.h"
+#include "agent/wire/LineBuffer.h"
 #include "platform/Pello/FileDescriptor.h"
 
 namespace LagAgent {

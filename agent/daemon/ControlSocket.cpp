@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "agent/Errors.h"
-#include "agent/daemon/Address.h"
+#include "agent/outcome/Errors.h"
+#include "agent/wire/Address.h"
 #include "platform/Pello/StateException.h"
 
 namespace LagAgent {

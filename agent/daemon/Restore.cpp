@@ -3,11 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
-#include "agent/CommandLine.h"
-#include "agent/Errors.h"
-#include "agent/ExitStatus.h"
-#include "agent/daemon/SocketOptions.h"
-#include "agent/state/StateSchema.h"
+#include "agent/console/CommandLine.h"
+#include "agent/desired/StateSchema.h"
+#include "agent/outcome/Errors.h"
+#include "agent/outcome/ExitStatus.h"
+#include "agent/wire/SocketOptions.h"
 #include "platform/MbbGlimtKey/SharedKeyManager.h"
 
 namespace LagAgent {

@@ -3,8 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <map>
 
-#include "agent/CommandLine.h"
-#include "agent/daemon/SocketOptions.h"
+#include "agent/console/CommandLine.h"
+#include "agent/wire/SocketOptions.h"
 
 namespace LagAgent {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "agent/Target.h"
 #include "agent/daemon/Log.h"
+#include "agent/terms/Target.h"
 
 namespace LagAgent {
 

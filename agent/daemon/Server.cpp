@@ -10,9 +10,9 @@
 #include <csignal>
 #include <cstring>
 
-#include "agent/ExitStatus.h"
-#include "agent/OutcomeJson.h"
 #include "agent/daemon/OutcomeLog.h"
+#include "agent/outcome/ExitStatus.h"
+#include "agent/outcome/OutcomeJson.h"
 
 namespace LagAgent {
 

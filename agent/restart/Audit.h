@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/ChipWriter.h"
-#include "agent/Reply.h"
+#include "agent/chip/ChipWriter.h"
+#include "agent/outcome/Reply.h"
 #include "agent/restart/Identification.h"
 
 namespace LagAgent {

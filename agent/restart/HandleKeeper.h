@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/Driver.h"
+#include "agent/chip/Driver.h"
 #include "agent/restart/Identification.h"
 #include "platform/MbbGlimtKey/SharedKeyManager.h"
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "agent/ValueType.h"
+#include "agent/command/ValueType.h"
 #include "agent/restart/HandleKeeper.h"
 
 namespace LagAgent {

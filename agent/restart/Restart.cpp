@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "agent/ChipTables.h"
+#include "agent/chip/ChipTables.h"
 #include "agent/restart/Audit.h"
 #include "agent/restart/Mending.h"
 #include "agent/restart/ModelEntry.h"
-#include "agent/state/PersistentState.h"
+#include "agent/restart/PersistentState.h"
 
 namespace LagAgent {
 

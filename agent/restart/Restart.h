@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/Configuration.h"
-#include "agent/Progress.h"
+#include "agent/model/Configuration.h"
+#include "agent/outcome/Progress.h"
 #include "agent/restart/LateJoins.h"
 #include "agent/restart/Retry.h"
 #include "agent/restart/Situation.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/state/Records.h"
+#include "agent/restart/Records.h"
 
 namespace LagAgent {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "agent/Text.h"
+#include "agent/outcome/Text.h"
 #include "agent/restart/Audit.h"
 
 namespace LagAgent {

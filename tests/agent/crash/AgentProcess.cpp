@@ -9,7 +9,7 @@
 #include <system_error>
 #include <thread>
 
-#include "agent/Interpreter.h"
+#include "agent/command/Interpreter.h"
 #include "tests/agent/crash/AsicLibrary.h"
 #include "tests/agent/crash/Tracer.h"
 

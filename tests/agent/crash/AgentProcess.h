@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
+#include "agent/command/Agent.h"
 #include "platform/Pello/FileDescriptor.h"
 #include "tests/agent/crash/ChildProcess.h"
 #include "tests/agent/crash/Death.h"

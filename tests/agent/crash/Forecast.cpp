@@ -3,7 +3,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "agent/Agent.h"
+#include "agent/command/Agent.h"
 #include "agent/restart/Audit.h"
 #include "agent/restart/Restart.h"
 

@@ -6,8 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/daemon/Address.h"
 #include "agent/daemon/ControlSocket.h"
+#include "agent/wire/Address.h"
 #include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/FewDescriptors.h"
 #include "tests/agent/daemon/TestDirectory.h"

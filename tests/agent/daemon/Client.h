@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "agent/daemon/Address.h"
+#include "agent/wire/Address.h"
 #include "platform/Pello/FileDescriptor.h"
 
 namespace LagAgent {

@@ -7,8 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/Errors.h"
-#include "agent/daemon/Address.h"
+#include "agent/outcome/Errors.h"
+#include "agent/wire/Address.h"
 #include "platform/Pello/LockFile.h"
 #include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/Client.h"

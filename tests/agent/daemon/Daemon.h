@@ -9,7 +9,7 @@
 #include <sstream>
 #include <vector>
 
-#include "agent/daemon/Address.h"
+#include "agent/wire/Address.h"
 #include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/TestDirectory.h"
 

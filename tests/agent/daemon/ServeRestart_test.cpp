@@ -8,8 +8,8 @@
 #include <map>
 #include <sstream>
 
-#include "agent/Errors.h"
-#include "agent/state/Sqlite.h"
+#include "agent/desired/Sqlite.h"
+#include "agent/outcome/Errors.h"
 #include "asic/SoftwareAsic.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"

@@ -6,9 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/ExitStatus.h"
-#include "agent/Text.h"
-#include "agent/daemon/Wire.h"
+#include "agent/outcome/ExitStatus.h"
+#include "agent/outcome/Text.h"
+#include "agent/wire/Wire.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
 #include "tests/agent/daemon/FewDescriptors.h"

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "agent/command/Agent.h"
+#include "agent/outcome/CommandRunner.h"
+
+namespace LagAgent {
+
+/// Carries out the command lines of one script on the agent of this process. There may be several
+/// over one agent, which take turns line by line: what a script expects, and that it quit, are its
+/// own.
+class Interpreter final : public CommandRunner {
+  public:
+    explicit Interpreter(Agent& agent) : agent_(agent) {}
+
+    Outcome run(std::string_view line) override;
+    std::optional<Error> atEnd() override;
+    bool isOver() const noexcept override { return script_.isOver; }
+
+  private:
+    void perform(const std::vector<std::string>& words, Outcome& outcome);
+    void judge(const std::string& expected, Outcome& outcome) const;
+
+    Agent& agent_;
+    ScriptState script_{};
+};
+
+} // namespace LagAgent

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <functional>
+
+#include "agent/desired/Sqlite.h"
+#include "agent/terms/ChipScope.h"
+#include "agent/terms/DesiredState.h"
+#include "platform/Pello/StateDirectory.h"
+
+namespace LagAgent {
+
+/// The file's name in the state directory. SQLite keeps "desired.db-wal" and "desired.db-shm"
+/// beside it while it is open, and for as long as nobody has opened it after a crash.
+inline constexpr const char* kStateFile = "desired.db";
+
+/// What the file's header carries: whose it is ("LAGd"), and the version of the schema.
+inline constexpr std::uint32_t kStateApplicationId = 0x4C414764;
+inline constexpr std::uint32_t kStateVersion = 2;
+
+/// Whether there is a database to open. Looks without changing anything, and throws as
+/// `openStateDatabase` does where it sees already that the file must not be used. REQUIRES: this
+/// process does not have it open.
+bool isStateDatabaseThere(const Pello::StateDirectory& directory);
+
+/**
+ * Opens the database of the desired state; makes an empty one of this scope when there is none,
+ * which is there whole or not at all, and converts one of an older version. What comes back is on
+ * disk when a transaction has ended (write-ahead log, synchronous=FULL), and keeps the references
+ * between tables.
+ *
+ * Throws `CommandError` (storage) and changes nothing in a file that is not an agent's of this
+ * version: a link, one of another user or with another mode than 0600 (the log and its index
+ * likewise), no database, another application's, a newer version's, one with another schema, one of
+ * another scope.
+ */
+SqliteConnection openStateDatabase(const Pello::StateDirectory& directory, const ChipScope& scope);
+
+/// A database that came back.
+struct RestoredState {
+    DesiredState state{};
+    /// The copy's own latest commit, and the latest that the records know of: as that it counts.
+    std::uint64_t commit = 0;
+    std::uint64_t latest = 0;
+};
+
+/**
+ * Lets a copy of a desired state, from `StateDatabase::backup`, take the place of the database.
+ * `latestCommit(state)` tells what the records know of that desired state: the restored one counts
+ * as that commit, so that they are believed, and what they have beyond it is removed by the next
+ * start. Throws `CommandError` (storage), with the database that was there in its place, when the
+ * copy is no whole desired state of this version or an older one, or of another chip.
+ */
+RestoredState
+restoreStateDatabase(const Pello::StateDirectory& directory, const std::string& copy,
+                     const std::function<std::uint64_t(std::uint64_t state)>& latestCommit);
+
+} // namespace LagAgent
