@@ -7,6 +7,7 @@
 #include "agent/console/TerminalProgress.h"
 #include "agent/daemon/Restore.h"
 #include "agent/daemon/Serve.h"
+#include "agent/terms/CurrentError.h"
 #include "programs/StandardStreams.h"
 
 using namespace LagAgent;

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "agent/console/CommandLine.h"
+#include "agent/terms/TargetOptions.h"
 
 namespace LagAgent {
 

@@ -24,8 +24,8 @@
 #include <vector>
 
 #include "agent/command/Agent.h"
-#include "agent/outcome/Errors.h"
 #include "agent/restart/Restart.h"
+#include "agent/terms/CurrentError.h"
 #include "asic/SoftwareAsic.h"
 
 using namespace LagAgent;

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "agent/outcome/PdCallRecord.h"
+
 namespace LagAgent {
 
 class PdLibrary;
@@ -22,15 +24,6 @@ struct FlowFate {
     std::uint16_t port = 0;
 
     auto operator<=>(const FlowFate&) const = default;
-};
-
-/// One PD call, as the ASIC recorded it.
-struct PdCallRecord {
-    std::uint64_t sequence;
-    std::string operation;
-    std::uint32_t status;
-    /// "operation(argument=value, ...) -> status output=value ..."
-    std::string text;
 };
 
 /**

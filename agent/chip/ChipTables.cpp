@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "agent/command/ValueType.h"
+#include "agent/terms/ActionNames.h"
 #include "driver-status/PdCall.h"
 
 namespace LagAgent {

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "BfLagGroup/LagGroupActionSpecs.h"
-#include "agent/command/ValueType.h"
+#include "agent/terms/ActionNames.h"
 
 namespace LagAgent {
 

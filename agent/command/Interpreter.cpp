@@ -4,6 +4,7 @@
 
 #include "agent/command/Commands.h"
 #include "agent/outcome/Text.h"
+#include "agent/terms/CurrentError.h"
 
 namespace LagAgent {
 
@@ -88,6 +89,10 @@ void Interpreter::judge(const std::string& expected, Outcome& outcome) const {
         outcome.error->message =
             "expected an error with " + inQuotes(expected) + ": " + outcome.error->message;
     }
+}
+
+std::vector<std::string> Interpreter::continuations(const std::vector<std::string>& words) {
+    return commandGrammar().continuations(words);
 }
 
 std::optional<Error> Interpreter::atEnd() {

@@ -13,6 +13,7 @@ class Interpreter final : public CommandRunner {
     explicit Interpreter(Agent& agent) : agent_(agent) {}
 
     Outcome run(std::string_view line) override;
+    std::vector<std::string> continuations(const std::vector<std::string>& words) override;
     std::optional<Error> atEnd() override;
     bool isOver() const noexcept override { return script_.isOver; }
 

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "agent/outcome/Text.h"
+#include "agent/terms/ActionNames.h"
 #include "platform/BfPdLagGroup/PdOperations.h"
 
 namespace LagAgent {
@@ -64,13 +65,6 @@ std::vector<ValueType> makeTypes() {
 }
 
 } // namespace
-
-const std::vector<std::string>& actionNames() {
-    static const std::vector<std::string> kNames{"fixL2SubintfAlignment",
-                                                 "invalidateUcastEgressPort", "setLagPort",
-                                                 "setPhysicalPort", "setTunnelInfo"};
-    return kNames;
-}
 
 const ValueType& valueType(std::string_view name) {
     static const std::vector<ValueType> kTypes = makeTypes();

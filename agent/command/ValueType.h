@@ -34,7 +34,4 @@ const ValueType& valueType(std::string_view name);
 /// The driver's PD operation at that place among the choices of type "operation": its full name.
 std::string operationName(std::uint32_t number);
 
-/// The actions, in the order of `LagGroupActionProfileType`.
-const std::vector<std::string>& actionNames();
-
 } // namespace LagAgent

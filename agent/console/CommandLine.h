@@ -2,11 +2,9 @@
 
 #include <span>
 #include <string>
-#include <vector>
 
 #include "agent/console/Presenter.h"
 #include "agent/console/Session.h"
-#include "agent/terms/Target.h"
 
 namespace CLI {
 class App;
@@ -18,7 +16,6 @@ namespace LagAgent {
 // What the command lines of the programs have in common. What is added refers to where its values
 // go, which has to be there until the line is parsed.
 
-void addTarget(CLI::App& app, Target& target, std::vector<std::string>& traces);
 /// Returns the option of the file, which has these names.
 CLI::Option* addInput(CLI::App& app, const char* names, Input& input);
 void addPresentation(CLI::App& app, PresenterOptions& presenter);

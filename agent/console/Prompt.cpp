@@ -4,7 +4,6 @@
 #include <cstring>
 #include <memory>
 
-#include "agent/command/Commands.h"
 #include "agent/console/HistoryFile.h"
 #include "agent/console/Session.h"
 #include "agent/outcome/Text.h"
@@ -23,6 +22,7 @@ struct Free {
 };
 using Line = std::unique_ptr<char, Free>;
 
+CommandRunner* asked = nullptr;
 std::vector<std::string> candidates;
 
 /// The next candidate after those returned since `isRepeated` was 0; null after the last one.
@@ -37,7 +37,7 @@ char** complete(const char* text, int start, int) {
     rl_attempted_completion_over = 1; // not file names
     const std::string_view before(rl_line_buffer, static_cast<std::size_t>(start));
     candidates.clear();
-    for (auto& word : commandGrammar().continuations(wordsOf(before))) {
+    for (auto& word : asked->continuations(wordsOf(before))) {
         if (word.starts_with(text)) {
             candidates.push_back(std::move(word));
         }
@@ -45,7 +45,8 @@ char** complete(const char* text, int start, int) {
     return rl_completion_matches(text, nextCandidate);
 }
 
-void setUpEditor() {
+void setUpEditor(CommandRunner& runner) {
+    asked = &runner;
     static char wordBreaks[] = " \t";
     rl_readline_name = "lag-agent";
     rl_completer_word_break_characters = wordBreaks;
@@ -56,7 +57,7 @@ void setUpEditor() {
 } // namespace
 
 bool Session::runPrompt(const std::string& historyFile) {
-    setUpEditor();
+    setUpEditor(runner_);
     const HistoryFile history(historyFile);
     for (const auto& line : history.latest()) {
         add_history(line.c_str());

@@ -9,9 +9,9 @@
 #include <cstring>
 #include <thread>
 
-#include "agent/daemon/ControlSocket.h"
 #include "agent/outcome/Text.h"
 #include "agent/wire/Address.h"
+#include "agent/wire/Peer.h"
 
 namespace LagAgent {
 
@@ -68,10 +68,17 @@ Outcome RemoteRunner::run(std::string_view line) {
     if (words.empty()) {
         return {};
     }
-    auto answer = ask({std::string(line)});
+    auto answer = ask({.line = std::string(line)});
     answer.outcome.command = joined(words);
     isOver_ = isOver_ || answer.isOver;
     return std::move(answer.outcome);
+}
+
+std::vector<std::string> RemoteRunner::continuations(const std::vector<std::string>& words) {
+    if (isLost_) {
+        return {};
+    }
+    return ask({.begun = joined(words)}).continuations;
 }
 
 std::optional<Error> RemoteRunner::atEnd() {

@@ -31,6 +31,8 @@ class RemoteRunner final : public CommandRunner {
     explicit RemoteRunner(std::string control, Patience patience = {});
 
     Outcome run(std::string_view line) override;
+    /// Asks the daemon. None when it is lost, or too old to know.
+    std::vector<std::string> continuations(const std::vector<std::string>& words) override;
     std::optional<Error> atEnd() override;
     bool isOver() const noexcept override { return isOver_; }
 

@@ -13,6 +13,9 @@ class AgentRunner final : public CommandRunner {
     AgentRunner(Agent& agent, const Log& log) : agent_(agent), interpreter_(agent), log_(log) {}
 
     Outcome run(std::string_view line) override;
+    std::vector<std::string> continuations(const std::vector<std::string>& words) override {
+        return interpreter_.continuations(words);
+    }
     std::optional<Error> atEnd() override { return interpreter_.atEnd(); }
     bool isOver() const override { return interpreter_.isOver(); }
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 
+#include "agent/outcome/Text.h"
 #include "agent/wire/Wire.h"
 
 namespace LagAgent {
@@ -22,18 +23,22 @@ Wire::Request requestIn(const LineBuffer::Line& line) {
     return Wire::requestOf(line.text);
 }
 
-Outcome carryOut(CommandRunner& runner, const LineBuffer::Line& line) {
-    Outcome outcome;
+Wire::Answer carryOut(CommandRunner& runner, const LineBuffer::Line& line) {
+    Wire::Answer answer;
     try {
         const auto request = requestIn(line);
         if (request.line) {
-            return runner.run(*request.line);
+            answer.outcome = runner.run(*request.line);
+        } else if (request.begun) {
+            answer.continuations = runner.continuations(wordsOf(*request.begun));
+        } else {
+            answer.outcome.error = runner.atEnd();
         }
-        outcome.error = runner.atEnd();
-    } catch (const CommandError&) {
-        outcome.error = currentError();
+    } catch (const CommandError& e) {
+        answer.outcome.error = errorOf(e);
     }
-    return outcome;
+    answer.isOver = runner.isOver();
+    return answer;
 }
 
 } // namespace
@@ -105,10 +110,11 @@ std::optional<Outcome> Connection::takeTurn() {
 }
 
 Outcome Connection::answerNext() {
-    Outcome outcome = carryOut(*runner_, *in_.next());
+    Wire::Answer answer = carryOut(*runner_, *in_.next());
+    const Outcome& outcome = answer.outcome;
     Outcome summary{
         .command = outcome.command, .error = outcome.error, .expectedError = outcome.expectedError};
-    answer_ = Wire::encode({std::move(outcome), runner_->isOver()});
+    answer_ = Wire::encode(std::move(answer));
     return summary;
 }
 

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <optional>
 #include <string>
 
+#include "agent/wire/Peer.h"
 #include "platform/Pello/FileDescriptor.h"
 #include "platform/Pello/LockFile.h"
 
@@ -41,14 +40,6 @@ class ControlSocket {
     std::optional<Pello::LockFile> lock_;
     Pello::FileDescriptor socket_;
 };
-
-/// Who is at the other end of a socket.
-struct Peer {
-    pid_t process = 0;
-    uid_t user = static_cast<uid_t>(-1); // nobody
-};
-/// Nobody, when the kernel does not know.
-Peer peerOf(int socket);
 
 /// Only root and the daemon's own user give commands.
 constexpr bool mayCommand(const Peer& peer, uid_t daemonUser) {

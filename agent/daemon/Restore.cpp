@@ -5,8 +5,8 @@
 
 #include "agent/console/CommandLine.h"
 #include "agent/desired/StateSchema.h"
-#include "agent/outcome/Errors.h"
 #include "agent/outcome/ExitStatus.h"
+#include "agent/terms/CurrentError.h"
 #include "agent/wire/SocketOptions.h"
 #include "platform/MbbGlimtKey/SharedKeyManager.h"
 

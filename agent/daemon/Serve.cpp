@@ -7,6 +7,7 @@
 #include "agent/daemon/AgentRunner.h"
 #include "agent/daemon/Server.h"
 #include "agent/daemon/StartProgress.h"
+#include "agent/terms/CurrentError.h"
 
 namespace LagAgent {
 

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "agent/console/CommandLine.h"
+#include "agent/terms/TargetOptions.h"
 #include "agent/wire/SocketOptions.h"
 
 namespace LagAgent {

@@ -13,6 +13,7 @@
 #include "agent/daemon/OutcomeLog.h"
 #include "agent/outcome/ExitStatus.h"
 #include "agent/outcome/OutcomeJson.h"
+#include "agent/terms/CurrentError.h"
 
 namespace LagAgent {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "agent/command/ValueType.h"
 #include "agent/desired/ContentDigest.h"
+#include "agent/terms/ActionNames.h"
 
 namespace LagAgent {
 
@@ -18,11 +18,10 @@ struct Range {
     std::uint32_t most;
 };
 
-/// The range that the command language has for it.
-Range rangeOf(const char* type) {
-    const ValueType& found = valueType(type);
-    return {type, found.least, found.most};
-}
+// What the model takes. The command language may take less; a stored state is read all the same.
+constexpr Range kId{"id", 0, UINT32_MAX};
+constexpr Range kPort{"port", 0, UINT16_MAX};
+constexpr Range kSize{"size", 1, UINT16_MAX};
 
 /// The state, as one table after the other adds to it. The tables that others refer to come first.
 class Reader {
@@ -99,16 +98,16 @@ class Reader {
 
     void addMember(const SqliteRow& row) {
         const std::string name = named("member", row, 0);
-        const std::uint32_t id = number(row, 0, name, rangeOf("id"));
+        const std::uint32_t id = number(row, 0, name, kId);
         const ActionType type = action(row, 1, name);
-        const auto port = static_cast<std::uint16_t>(number(row, 2, name, rangeOf("port")));
+        const auto port = static_cast<std::uint16_t>(number(row, 2, name, kPort));
         state_.members.emplace(id, DesiredMember{type, port});
     }
 
     void addGroup(const SqliteRow& row) {
         const std::string name = named("group", row, 0);
-        const std::uint32_t id = number(row, 0, name, rangeOf("id"));
-        const std::uint32_t size = number(row, 1, name, rangeOf("size"));
+        const std::uint32_t id = number(row, 0, name, kId);
+        const std::uint32_t size = number(row, 1, name, kSize);
         const std::uint32_t initial = number(row, 2, name, {"initial member", 0, UINT32_MAX});
         state_.groups.emplace(id, DesiredGroup{size, initial, action(row, 3, name), {}});
     }
@@ -116,11 +115,11 @@ class Reader {
     void addGroupMember(const SqliteRow& row) {
         const std::string group = named("group", row, 0);
         const std::string name = named("member", row, 1) + " in " + group;
-        const auto found = state_.groups.find(number(row, 0, group, rangeOf("id")));
+        const auto found = state_.groups.find(number(row, 0, group, kId));
         if (found == state_.groups.end()) {
             wrong("there is " + name + ", but no " + group);
         }
-        const std::uint32_t id = number(row, 1, name, rangeOf("id"));
+        const std::uint32_t id = number(row, 1, name, kId);
         const auto member = state_.members.find(id);
         if (member == state_.members.end()) {
             wrong("there is " + name + ", but no member " + std::to_string(id));

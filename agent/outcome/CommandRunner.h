@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "agent/chip/AsicControl.h"
 #include "agent/outcome/Errors.h"
+#include "agent/outcome/PdCallRecord.h"
 #include "agent/outcome/Reply.h"
 
 namespace LagAgent {
@@ -33,6 +33,10 @@ class CommandRunner {
     virtual ~CommandRunner() = default;
 
     virtual Outcome run(std::string_view line) = 0;
+
+    /// The words that may follow these in a command line, as far as they can be listed; none where
+    /// that is not known.
+    virtual std::vector<std::string> continuations(const std::vector<std::string>&) { return {}; }
 
     /// At the end of a script: the error that it announced and that did not come, if any.
     virtual std::optional<Error> atEnd() = 0;

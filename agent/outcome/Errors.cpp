@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "driver-status/BfTableException.h"
-#include "platform/Pello/StateException.h"
-
 namespace LagAgent {
 
 namespace {
@@ -13,12 +10,6 @@ namespace {
 /// In the order of `ErrorKind`.
 constexpr std::array kKindNames{"usage",       "refused", "table",   "model",      "expectation",
                                 "unsupported", "start",   "storage", "connection", "internal"};
-
-Error tableError(const char* exceptionClass, const char* what, std::uint32_t status) {
-    const std::string message = what;
-    return {ErrorKind::table, message, exceptionClass, message.substr(0, message.find('(')),
-            status};
-}
 
 } // namespace
 
@@ -50,29 +41,9 @@ void notAsExpected(const std::string& message) {
     throw CommandError(ErrorKind::expectation, message);
 }
 
-Error currentError() {
-    try {
-        throw;
-    } catch (const CommandError& e) {
-        return {e.kind(), e.what()};
-    } catch (const BfTable::BfTableFull& e) {
-        return tableError("BfTable::BfTableFull", e.what(), e.status);
-    } catch (const BfTable::BfNoSysResources& e) {
-        return tableError("BfTable::BfNoSysResources", e.what(), e.status);
-    } catch (const BfTable::BfTableException& e) {
-        return tableError("BfTable::BfTableException", e.what(), e.status);
-    } catch (const BfTable::BfNotSupported& e) {
-        // Neither a BfTableException nor a std::exception to a handler.
-        return tableError("BfTable::BfNotSupported", e.what(), e.status);
-    } catch (const Pello::StateException& e) {
-        return {ErrorKind::storage, e.what()};
-    } catch (const Kel::Exception& e) {
-        return {ErrorKind::model, e.what()};
-    } catch (const std::exception& e) {
-        return {ErrorKind::internal, e.what()};
-    } catch (...) {
-        return {ErrorKind::internal, "unknown exception"};
-    }
+Error errorOf(const std::exception& e) {
+    const auto* known = dynamic_cast<const CommandError*>(&e);
+    return {known ? known->kind() : ErrorKind::internal, e.what()};
 }
 
 } // namespace LagAgent

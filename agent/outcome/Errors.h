@@ -62,7 +62,8 @@ class DesiredStateLost : public CommandError {
 [[noreturn]] void refuse(const std::string& message);
 [[noreturn]] void notAsExpected(const std::string& message);
 
-/// Describes the exception being handled. REQUIRES: called in a handler.
-Error currentError();
+/// Describes an exception where no driver is: a `CommandError` by its kind, any other as internal.
+/// Over a driver, `currentError` knows more.
+Error errorOf(const std::exception& e);
 
 } // namespace LagAgent

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "agent/chip/AsicControl.h"
 #include "agent/outcome/Errors.h"
+#include "agent/outcome/PdCallRecord.h"
 #include "agent/outcome/Reply.h"
 
 namespace LagAgent {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "agent/command/ValueType.h"
 #include "agent/restart/HandleKeeper.h"
+#include "agent/terms/ActionNames.h"
 
 namespace LagAgent {
 

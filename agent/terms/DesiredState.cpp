@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "agent/command/ValueType.h"
+#include "agent/terms/ActionNames.h"
 
 namespace LagAgent {
 

@@ -1,5 +1,7 @@
 #include "agent/wire/Wire.h"
 
+#include <algorithm>
+
 #include "agent/outcome/OutcomeJson.h"
 
 namespace LagAgent::Wire {
@@ -45,6 +47,14 @@ std::string bytesOf(std::string_view text) {
     return bytes;
 }
 
+std::vector<std::string> wordsIn(const Json& json) {
+    if (!json.is_array() ||
+        !std::ranges::all_of(json, [](auto& word) { return word.is_string(); })) {
+        makesNoSense("the continuations in an answer are no array of words");
+    }
+    return json.get<std::vector<std::string>>();
+}
+
 } // namespace
 
 std::string hello() {
@@ -64,19 +74,28 @@ void readHello(std::string_view document) {
 }
 
 std::string encode(const Request& request) {
-    return request.line ? toLine({{"run", charactersOf(*request.line)}}) : toLine({{"end", true}});
+    if (request.line) {
+        return toLine({{"run", charactersOf(*request.line)}});
+    }
+    if (request.begun) {
+        return toLine({{"complete", charactersOf(*request.begun)}});
+    }
+    return toLine({{"end", true}});
 }
 
 Request requestOf(std::string_view document) {
     const Json json = objectOf(document);
-    const auto end = json.find("end");
-    if (end != json.end() && *end == true && !json.contains("run")) {
-        return {};
+    const auto kinds = json.contains("run") + json.contains("complete") + json.contains("end");
+    if (kinds != 1 || (json.contains("end") && json["end"] != true)) {
+        makesNoSense("a request has either \"run\", \"complete\" or \"end\"");
     }
-    if (!json.contains("run") || end != json.end()) {
-        makesNoSense("a request has either \"run\" or \"end\"");
+    Request request;
+    if (json.contains("run")) {
+        request.line = bytesOf(textOf(json, "run"));
+    } else if (json.contains("complete")) {
+        request.begun = bytesOf(textOf(json, "complete"));
     }
-    return {bytesOf(textOf(json, "run"))};
+    return request;
 }
 
 Pieces encode(Answer answer) {
@@ -99,6 +118,9 @@ Pieces encode(Answer answer) {
     }
     if (answer.isOver) {
         document.add("over", true);
+    }
+    if (!answer.continuations.empty()) {
+        document.add("continuations", Json(answer.continuations));
     }
     Pieces line = document.pieces();
     line.add("\n");
@@ -123,6 +145,9 @@ Answer answerOf(std::string_view document) {
         answer.outcome.calls = callsOf(json["calls"]);
     }
     answer.isOver = json.contains("over");
+    if (json.contains("continuations")) {
+        answer.continuations = wordsIn(json["continuations"]);
+    }
     return answer;
 }
 

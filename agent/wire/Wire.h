@@ -14,9 +14,11 @@ namespace LagAgent {
  *
  *     daemon:  {"hello":"lag-agent","protocol":1,"version":"1.0.0"}    once, or an answer with an error
  *     client:  {"run":"show members"}                                  a command line, or
+ *              {"complete":"show"}                                     the beginning of one, or
  *              {"end":true}                                            the end of the script
  *     daemon:  {"result":{...},"text":"...","error":{...},             the answer
- *               "expectedError":{...},"calls":[...],"over":true}
+ *               "expectedError":{...},"calls":[...],"over":true,
+ *               "continuations":["asic","calls",...]}                   what may follow the beginning
  *
  * A command line is a sequence of bytes: each of them is one character, U+0000 to U+00FF, of the
  * string. What an answer does not need to say, it leaves out. Unknown members are ignored, so that
@@ -38,8 +40,10 @@ std::string hello();
 void readHello(std::string_view document);
 
 struct Request {
-    /// None: the script is at its end.
+    /// A command line to be carried out.
     std::optional<std::string> line{};
+    /// Words of which to tell what may follow. Without this and a line the script is at its end.
+    std::optional<std::string> begun{};
 };
 std::string encode(const Request& request);
 Request requestOf(std::string_view document);
@@ -49,6 +53,8 @@ struct Answer {
     Outcome outcome{};
     /// The script is over.
     bool isOver = false;
+    /// What may follow the words that were asked about.
+    std::vector<std::string> continuations{};
 };
 /// The answer's line, written piece by piece: what it has to say may be long.
 Pieces encode(Answer answer);

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "agent/command/Interpreter.h"
+#include "agent/terms/CurrentError.h"
 #include "tests/agent/crash/AsicLibrary.h"
 #include "tests/agent/crash/Tracer.h"
 

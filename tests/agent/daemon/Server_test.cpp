@@ -45,6 +45,12 @@ class FakeRunner final : public CommandRunner {
   public:
     explicit FakeRunner(Shared& shared) : shared_(shared) {}
 
+    std::vector<std::string> continuations(const std::vector<std::string>& words) override {
+        std::vector<std::string> all{"after"};
+        all.insert(all.end(), words.begin(), words.end());
+        return all;
+    }
+
     Outcome run(std::string_view line) override {
         const auto words = wordsOf(line);
         const std::string word = words.empty() ? "" : words[0];
@@ -165,6 +171,13 @@ TEST_F(ServerTest, GreetsAndAnswers) {
         nlohmann::json::parse(
             R"({"result":{"text":"2"},"text":"2","error":{"kind":"refused","message":"fail so"}})"),
         client.hears());
+}
+
+TEST_F(ServerTest, TellsWhatMayFollowTheWordsOfALine) {
+    Client client(daemon.control());
+    client.hears();
+    client.say("{\"complete\":\"show  me\"}\n");
+    EXPECT_EQ(nlohmann::json({"after", "show", "me"}), client.hears()["continuations"]);
 }
 
 TEST_F(ServerTest, EveryClientHasAScriptOfItsOwn) {

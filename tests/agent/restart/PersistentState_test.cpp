@@ -1,5 +1,6 @@
 #include "agent/restart/PersistentState.h"
 
+#include "agent/terms/CurrentError.h"
 #include "tests/agent/AgentTest.h"
 #include "tests/agent/desired/StateFiles.h"
 

@@ -33,12 +33,31 @@ TEST(Wire, EndOfAScriptIsARequestWithoutALine) {
     EXPECT_FALSE(Wire::requestOf("{\"end\":true}").line);
 }
 
+TEST(Wire, BeginningOfALineComesBackByteForByteToo) {
+    const std::string sent = Wire::encode(Wire::Request{.begun = "show \xe9"});
+    EXPECT_EQ("{\"complete\":\"show \xc3\xa9\"}\n", sent);
+    EXPECT_EQ("show \xe9", Wire::requestOf(sent).begun);
+    EXPECT_FALSE(Wire::requestOf(sent).line);
+}
+
+TEST(Wire, ContinuationsAreWordsInTheirOrder) {
+    Wire::Answer answer;
+    answer.continuations = {"set", "add", "del"};
+    const std::string sent = Wire::encode(answer).whole();
+    EXPECT_EQ("{\"continuations\":[\"set\",\"add\",\"del\"]}\n", sent);
+    EXPECT_EQ(answer.continuations, Wire::answerOf(sent).continuations);
+    for (const char* text : {R"({"continuations":"set"})", R"({"continuations":["set",1]})"}) {
+        EXPECT_NE("", complaint([&] { Wire::answerOf(text); })) << text;
+    }
+}
+
 TEST(Wire, WhatIsNoRequestIsRefused) {
     EXPECT_EQ("what was received is no JSON object", complaint([] { Wire::requestOf("show"); }));
-    for (const char* text : {"", "{", "[]", "1", "null", "{}", R"({"run":1})", R"({"run":null})",
-                             R"({"end":false})", R"({"end":1})", R"({"run":"show","end":true})",
-                             R"({"line":"show"})", "{\"run\":\"\xff\"}", R"({"run":"\u0100"})",
-                             R"({"run":"\ud83d\ude00"})", R"({"run":"show"} x)"}) {
+    for (const char* text :
+         {"", "{", "[]", "1", "null", "{}", R"({"run":1})", R"({"run":null})", R"({"end":false})",
+          R"({"end":1})", R"({"run":"show","end":true})", R"({"line":"show"})", R"({"complete":1})",
+          R"({"run":"a","complete":"a"})", "{\"run\":\"\xff\"}", R"({"run":"\u0100"})",
+          R"({"run":"\ud83d\ude00"})", R"({"run":"show"} x)"}) {
         EXPECT_NE("", complaint([&] { Wire::requestOf(text); })) << text;
     }
     const std::string deep = "{\"run\":" + std::string(60'000, '[');
