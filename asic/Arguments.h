@@ -1,7 +1,7 @@
 // The arguments of PD operations as the boundary sees them, and as the call log keeps them.
 #pragma once
 
-#include "asic/Operations.h"
+#include "pd/Operations.h"
 #include "pd/p4_pd_velmor_switch.h"
 
 #include <array>
@@ -48,7 +48,7 @@ struct ArgumentShape {
 };
 
 /// The shapes of one call; those beyond its arguments mean nothing.
-using ArgumentShapes = std::array<ArgumentShape, Operation::kMaxArguments>;
+using ArgumentShapes = std::array<ArgumentShape, pd::Operation::kMaxArguments>;
 
 constexpr std::size_t wordsOf(ValueKind kind) noexcept {
     return kind == ValueKind::target || kind == ValueKind::matchSpec ? 2 : 1;

@@ -1,6 +1,6 @@
 // What every call of the PD API goes through, from the C arguments to the work and back.
 //
-//   call<operation(__func__)>(work, arguments...)
+//   call<pd::operation(__func__)>(work, arguments...)
 //
 // 1. a planned fault, if there is one for this call, ends it;
 // 2. the arguments are admitted in their order: the session must be open, the device known, the
@@ -13,9 +13,9 @@
 
 #include "asic/Arguments.h"
 #include "asic/CallLog.h"
-#include "asic/Operations.h"
 #include "asic/Runtime.h"
 #include "asic/Types.h"
+#include "pd/Operations.h"
 
 #include <array>
 #include <cstddef>
@@ -191,7 +191,7 @@ Status performInMemory(Runtime& runtime, const Work& work, const Arguments&... a
     Status status = runtime.faults.strike(index);
     if (status == P4_PD_STATUS_SUCCESS)
         status = contained([&] { return perform<Path::watched>(runtime, work, arguments...); });
-    if constexpr (kOperations[index].isLogged()) {
+    if constexpr (pd::kOperations[index].isLogged()) {
         if (runtime.log.recording())
             runtime.log.append(recordOf<index>(status, arguments...));
     }
@@ -204,7 +204,7 @@ template <std::size_t index, class Work, class... Arguments>
 Status performAttached(Runtime& runtime, const Work& work, const Arguments&... arguments) {
     AttachedChip& attached = *runtime.attached;
     const Status fault = runtime.faults.strike(index);
-    if constexpr (!kOperations[index].isLogged()) {
+    if constexpr (!pd::kOperations[index].isLogged()) {
         if (fault != P4_PD_STATUS_SUCCESS)
             return fault;
         attached.catchUp();
@@ -217,8 +217,8 @@ Status performAttached(Runtime& runtime, const Work& work, const Arguments&... a
                 turn.roomFor(index);
             return perform<Path::watched>(runtime, work, arguments...);
         });
-        const bool isChange =
-            isOwn && status == P4_PD_STATUS_SUCCESS && kOperations[index].kind == Kind::change;
+        const bool isChange = isOwn && status == P4_PD_STATUS_SUCCESS &&
+                              pd::kOperations[index].kind == pd::Kind::change;
         turn.record(recordOf<index>(status, arguments...), isChange);
         return attached.isCutShort() ? Status{P4_PD_STATUS_INTERNAL_ERROR} : status;
     }
@@ -228,7 +228,7 @@ Status performAttached(Runtime& runtime, const Work& work, const Arguments&... a
 template <std::size_t index, class Work, class... Arguments>
 [[gnu::noinline]] Status performWatched(Runtime& runtime, const Work& work,
                                         const Arguments&... arguments) noexcept {
-    runtime.steps.callBegins(kOperations[index].name);
+    runtime.steps.callBegins(pd::kOperations[index].name);
     const Status status =
         runtime.attached
             ? contained([&] { return performAttached<index>(runtime, work, arguments...); })
@@ -240,7 +240,7 @@ template <std::size_t index, class Work, class... Arguments>
 
 template <std::size_t index, class Work, class... Arguments>
 Status call(const Work& work, const Arguments&... arguments) noexcept {
-    static_assert(kOperations[index].argumentCount() == sizeof...(Arguments));
+    static_assert(pd::kOperations[index].argumentCount() == sizeof...(Arguments));
     return contained([&] {
         Runtime& all = runtime();
         if (all.isWatched()) [[unlikely]]

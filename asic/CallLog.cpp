@@ -1,6 +1,6 @@
 #include "asic/CallLog.h"
 
-#include "asic/Operations.h"
+#include "pd/Operations.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,8 @@
 namespace asic {
 
 void CallLog::start(std::size_t capacity) {
-    // No page of it is touched before its calls are made: an agent that starts does not wait for it.
+    // No page of it is touched before its calls are made: an agent that starts does not wait for
+    // it.
     std::vector<CallRecord> ring;
     ring.reserve(capacity);
     ring_ = std::move(ring);
@@ -61,7 +62,7 @@ std::string valueText(ValueKind kind, const std::uint32_t* word) {
 } // namespace
 
 std::string toText(const CallRecord& record) {
-    const Operation& operation = kOperations[record.operation];
+    const pd::Operation& operation = pd::kOperations[record.operation];
     std::string inputs;
     std::string outputs;
     const std::uint32_t* word = record.arguments.words.data();

@@ -16,7 +16,7 @@
 
 namespace asic {
 
-/// The call of one operation of Kind::change, without session and device.
+/// The call of one operation of pd::Kind::change, without session and device.
 struct Change {
     static constexpr std::size_t kMaxWords = 4; // lagGroup_add_entry
 

@@ -19,7 +19,7 @@
 
 namespace asic {
 
-/// Changes with every change of what is written where, of the rows of kOperations, or of what a
+/// Changes with every change of what is written where, of the rows of pd::kOperations, or of what a
 /// recorded change means.
 inline constexpr std::uint64_t kLayoutVersion = 1;
 

@@ -35,20 +35,20 @@ Action setLagPort(const ActionSpec& spec) noexcept {
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_fixL2SubintfAlignment(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return addMember<operation(__func__)>(sess_hdl, dev_tgt, P4_PD_ACTION_fixL2SubintfAlignment,
-                                          mbr_hdl);
+    return addMember<pd::operation(__func__)>(sess_hdl, dev_tgt, P4_PD_ACTION_fixL2SubintfAlignment,
+                                              mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_invalidateUcastEgressPort(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return addMember<operation(__func__)>(sess_hdl, dev_tgt, P4_PD_ACTION_invalidateUcastEgressPort,
-                                          mbr_hdl);
+    return addMember<pd::operation(__func__)>(sess_hdl, dev_tgt,
+                                              P4_PD_ACTION_invalidateUcastEgressPort, mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setLagPort(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt,
     p4_pd_velmor_switch_setLagPort_action_spec_t* action_spec, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip, ScopeIndex scope) {
             return chip.profile().addMember(scope, setLagPort(*action_spec), mbr_hdl);
         },
@@ -57,49 +57,52 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setLagPort(
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setPhysicalPort(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return addMember<operation(__func__)>(sess_hdl, dev_tgt, P4_PD_ACTION_setPhysicalPort, mbr_hdl);
+    return addMember<pd::operation(__func__)>(sess_hdl, dev_tgt, P4_PD_ACTION_setPhysicalPort,
+                                              mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setTunnelInfo(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return addMember<operation(__func__)>(sess_hdl, dev_tgt, P4_PD_ACTION_setTunnelInfo, mbr_hdl);
+    return addMember<pd::operation(__func__)>(sess_hdl, dev_tgt, P4_PD_ACTION_setTunnelInfo,
+                                              mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_fixL2SubintfAlignment(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl) {
-    return modifyMember<operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
-                                             P4_PD_ACTION_fixL2SubintfAlignment);
+    return modifyMember<pd::operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
+                                                 P4_PD_ACTION_fixL2SubintfAlignment);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_invalidateUcastEgressPort(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl) {
-    return modifyMember<operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
-                                             P4_PD_ACTION_invalidateUcastEgressPort);
+    return modifyMember<pd::operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
+                                                 P4_PD_ACTION_invalidateUcastEgressPort);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setLagPort(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl,
     p4_pd_velmor_switch_setLagPort_action_spec_t* action_spec) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.profile().modifyMember(mbr_hdl, setLagPort(*action_spec)); },
         Session{sess_hdl}, Device{dev_id}, mbr_hdl, In{action_spec});
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setPhysicalPort(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl) {
-    return modifyMember<operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
-                                             P4_PD_ACTION_setPhysicalPort);
+    return modifyMember<pd::operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
+                                                 P4_PD_ACTION_setPhysicalPort);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setTunnelInfo(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl) {
-    return modifyMember<operation(__func__)>(sess_hdl, dev_id, mbr_hdl, P4_PD_ACTION_setTunnelInfo);
+    return modifyMember<pd::operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
+                                                 P4_PD_ACTION_setTunnelInfo);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_del_member(p4_pd_sess_hdl_t sess_hdl,
                                                                 int dev_id,
                                                                 p4_pd_mbr_hdl_t mbr_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.profile().deleteMember(mbr_hdl); }, Session{sess_hdl},
         Device{dev_id}, mbr_hdl);
 }
@@ -108,7 +111,7 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_create_group(p4_pd_sess_hdl
                                                                   p4_pd_dev_target_t dev_tgt,
                                                                   uint16_t max_grp_size,
                                                                   p4_pd_grp_hdl_t* grp_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip, ScopeIndex scope) {
             return chip.profile().createGroup(scope, max_grp_size, grp_hdl);
         },
@@ -118,7 +121,7 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_create_group(p4_pd_sess_hdl
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_del_group(p4_pd_sess_hdl_t sess_hdl,
                                                                int dev_id,
                                                                p4_pd_grp_hdl_t grp_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.profile().deleteGroup(grp_hdl); }, Session{sess_hdl},
         Device{dev_id}, grp_hdl);
 }
@@ -127,14 +130,14 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_to_group(p4_pd_s
                                                                          int dev_id,
                                                                          p4_pd_grp_hdl_t grp_hdl,
                                                                          p4_pd_mbr_hdl_t mbr_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.profile().addToGroup(grp_hdl, mbr_hdl); }, Session{sess_hdl},
         Device{dev_id}, grp_hdl, mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_del_member_from_group(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_grp_hdl_t grp_hdl, p4_pd_mbr_hdl_t mbr_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.profile().removeFromGroup(grp_hdl, mbr_hdl); },
         Session{sess_hdl}, Device{dev_id}, grp_hdl, mbr_hdl);
 }
@@ -142,7 +145,7 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_del_member_from_group(
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_group_member_state_set(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_grp_hdl_t grp_hdl, p4_pd_mbr_hdl_t mbr_hdl,
     uint32_t state) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.profile().setMemberState(grp_hdl, mbr_hdl, state); },
         Session{sess_hdl}, Device{dev_id}, grp_hdl, mbr_hdl, state);
 }

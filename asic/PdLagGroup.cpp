@@ -22,7 +22,7 @@ constexpr Target toGroup(p4_pd_grp_hdl_t group) noexcept {
 
 pipe_status p4_pd_velmor_switch_lagGroup_set_property(p4_pd_sess_hdl_t sess_hdl, int dev_id,
                                                       uint32_t property, uint32_t value) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.table().setProperty(property, value); }, Session{sess_hdl},
         Device{dev_id}, property, value);
 }
@@ -32,7 +32,7 @@ p4_pd_velmor_switch_lagGroup_add_entry(p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_targ
                                        p4_pd_velmor_switch_lagGroup_match_spec_t* match_spec,
                                        uint32_t priority, p4_pd_mbr_hdl_t mbr_hdl,
                                        p4_pd_entry_hdl_t* entry_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip, ScopeIndex scope) {
             return chip.table().add(scope, keyOf(*match_spec, priority), toMember(mbr_hdl),
                                     entry_hdl);
@@ -44,7 +44,7 @@ pipe_status p4_pd_velmor_switch_lagGroup_add_entry_with_selector(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt,
     p4_pd_velmor_switch_lagGroup_match_spec_t* match_spec, uint32_t priority,
     p4_pd_grp_hdl_t grp_hdl, p4_pd_entry_hdl_t* entry_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip, ScopeIndex scope) {
             return chip.table().add(scope, keyOf(*match_spec, priority), toGroup(grp_hdl),
                                     entry_hdl);
@@ -55,7 +55,7 @@ pipe_status p4_pd_velmor_switch_lagGroup_add_entry_with_selector(
 pipe_status p4_pd_velmor_switch_lagGroup_modify_entry(p4_pd_sess_hdl_t sess_hdl, int dev_id,
                                                       p4_pd_entry_hdl_t entry_hdl,
                                                       p4_pd_mbr_hdl_t mbr_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.table().repoint(entry_hdl, toMember(mbr_hdl)); },
         Session{sess_hdl}, Device{dev_id}, entry_hdl, mbr_hdl);
 }
@@ -64,7 +64,7 @@ pipe_status p4_pd_velmor_switch_lagGroup_modify_entry_with_selector(p4_pd_sess_h
                                                                     int dev_id,
                                                                     p4_pd_entry_hdl_t entry_hdl,
                                                                     p4_pd_grp_hdl_t grp_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.table().repoint(entry_hdl, toGroup(grp_hdl)); },
         Session{sess_hdl}, Device{dev_id}, entry_hdl, grp_hdl);
 }
@@ -73,7 +73,7 @@ pipe_status p4_pd_velmor_switch_lagGroup_set_default_entry(p4_pd_sess_hdl_t sess
                                                            p4_pd_dev_target_t dev_tgt,
                                                            p4_pd_mbr_hdl_t mbr_hdl,
                                                            p4_pd_entry_hdl_t* entry_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip, ScopeIndex scope) {
             return chip.table().setDefault(scope, toMember(mbr_hdl), entry_hdl);
         },
@@ -83,7 +83,7 @@ pipe_status p4_pd_velmor_switch_lagGroup_set_default_entry(p4_pd_sess_hdl_t sess
 pipe_status p4_pd_velmor_switch_lagGroup_set_default_entry_with_selector(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_grp_hdl_t grp_hdl,
     p4_pd_entry_hdl_t* entry_hdl) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip, ScopeIndex scope) {
             return chip.table().setDefault(scope, toGroup(grp_hdl), entry_hdl);
         },
@@ -92,13 +92,13 @@ pipe_status p4_pd_velmor_switch_lagGroup_set_default_entry_with_selector(
 
 pipe_status p4_pd_velmor_switch_lagGroup_table_delete(p4_pd_sess_hdl_t sess_hdl, int dev_id,
                                                       p4_pd_entry_hdl_t entry_hdl) {
-    return call<operation(__func__)>([&](Chip& chip) { return chip.table().remove(entry_hdl); },
-                                     Session{sess_hdl}, Device{dev_id}, entry_hdl);
+    return call<pd::operation(__func__)>([&](Chip& chip) { return chip.table().remove(entry_hdl); },
+                                         Session{sess_hdl}, Device{dev_id}, entry_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagGroup_table_reset_default_entry(p4_pd_sess_hdl_t sess_hdl,
                                                                    p4_pd_dev_target_t dev_tgt) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip, ScopeIndex scope) { return chip.table().resetDefault(scope); },
         Session{sess_hdl}, dev_tgt);
 }
@@ -108,7 +108,7 @@ pipe_status p4_pd_velmor_switch_lagGroup_get_entry(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_entry_hdl_t entry_hdl, bool from_hw,
     p4_pd_velmor_switch_lagGroup_match_spec_t* match_spec, uint32_t* priority, bool* has_mbr,
     bool* has_grp, p4_pd_mbr_hdl_t* mbr_hdl, p4_pd_grp_hdl_t* grp_hdl, bool* spare) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) -> Status {
             const Entry* const entry = chip.table().find(entry_hdl);
             if (!entry)

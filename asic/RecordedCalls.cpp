@@ -1,6 +1,6 @@
 #include "asic/RecordedCalls.h"
 
-#include "asic/Operations.h"
+#include "pd/Operations.h"
 
 namespace asic {
 
@@ -11,7 +11,7 @@ constexpr unsigned kShapeBits = 4;
 constexpr std::uint64_t kOutBit = 8;
 constexpr std::uint64_t kKindBits = 7;
 constexpr std::uint64_t kChangeBit = UINT64_C(1) << 63;
-static_assert(Operation::kMaxArguments * kShapeBits < 63);
+static_assert(pd::Operation::kMaxArguments * kShapeBits < 63);
 
 std::uint64_t wordOf(const ArgumentShapes& shapes, std::size_t count) noexcept {
     std::uint64_t word = 0;
@@ -48,8 +48,9 @@ CallWords toWords(const RecordedCall& call) noexcept {
     words[call_at::kGeneration] = call.generation;
     words[call_at::kHead] = record.operation | std::uint64_t{record.arguments.nulls} << 16 |
                             std::uint64_t{record.status} << 32;
-    words[call_at::kShapes] = wordOf(record.shapes, kOperations[record.operation].argumentCount()) |
-                              (call.isChange ? kChangeBit : 0);
+    words[call_at::kShapes] =
+        wordOf(record.shapes, pd::kOperations[record.operation].argumentCount()) |
+        (call.isChange ? kChangeBit : 0);
     for (std::size_t i = 0; i < arguments.size(); ++i)
         words[call_at::kArguments + i / 2] |= std::uint64_t{arguments[i]} << (i % 2 * 32);
     words[call_at::kHandle] = call.handle;
@@ -66,8 +67,8 @@ std::optional<RecordedCall> toCall(const CallWords& words) noexcept {
     record.operation = head & 0xFFFF;
     record.arguments.nulls = static_cast<std::uint16_t>(head >> 16);
     record.status = static_cast<Status>(head >> 32);
-    if (record.operation >= kOperations.size() ||
-        !toShapes(words[call_at::kShapes], kOperations[record.operation].argumentCount(),
+    if (record.operation >= pd::kOperations.size() ||
+        !toShapes(words[call_at::kShapes], pd::kOperations[record.operation].argumentCount(),
                   record.shapes))
         return std::nullopt;
     for (std::size_t i = 0; i < record.arguments.words.size(); ++i)

@@ -261,7 +261,7 @@ pipe_status velmor_asic_log_read(uint64_t sequence, velmor_asic_call_t* call) {
             const auto record = log.find(sequence);
             if (!record)
                 return P4_PD_STATUS_OBJ_NOT_FOUND;
-            *call = {record->sequence, kOperations[record->operation].name, record->status};
+            *call = {record->sequence, pd::kOperations[record->operation].name, record->status};
             return P4_PD_STATUS_SUCCESS;
         });
     });
@@ -284,8 +284,8 @@ pipe_status velmor_asic_fault_plan(const char* operation, uint32_t nth, pipe_sta
         const bool isMode = mode == VELMOR_ASIC_FAULT_ONCE || mode == VELMOR_ASIC_FAULT_ALWAYS;
         if (!operation || nth == 0 || status == P4_PD_STATUS_SUCCESS || !isMode)
             return P4_PD_STATUS_INVALID_ARG;
-        const std::size_t index = findOperation(operation);
-        if (index == kOperations.size())
+        const std::size_t index = pd::findOperation(operation);
+        if (index == pd::kOperations.size())
             return P4_PD_STATUS_INVALID_ARG;
         runtime().faults.add({index, nth, status, mode});
         runtime().watchedIs();
