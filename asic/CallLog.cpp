@@ -67,7 +67,7 @@ std::string toText(const CallRecord& record) {
     std::string outputs;
     const std::uint32_t* word = record.arguments.words.data();
     for (std::size_t i = 0; i < operation.argumentCount(); ++i) {
-        const auto [kind, direction] = record.shapes[i];
+        const auto [kind, direction] = kShapes[record.operation][i];
         const std::string name = operation.arguments[i];
         const char* const separator = inputs.empty() ? "" : ", ";
         if ((record.arguments.nulls >> i & 1u) != 0)

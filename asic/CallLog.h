@@ -1,7 +1,7 @@
 // The latest PD calls, in a ring.
 #pragma once
 
-#include "asic/Arguments.h"
+#include "asic/CallRecord.h"
 #include "asic/Types.h"
 
 #include <cstddef>
@@ -10,14 +10,6 @@
 #include <vector>
 
 namespace asic {
-
-struct CallRecord {
-    std::uint64_t sequence = 0;
-    std::size_t operation = 0; // index of the operation
-    ArgumentShapes shapes{};   // one for each argument of the operation
-    ArgumentWords arguments{}; // outputs only if status is success
-    Status status = P4_PD_STATUS_SUCCESS;
-};
 
 class CallLog {
   public:

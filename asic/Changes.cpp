@@ -178,7 +178,7 @@ std::optional<Change> changeOf(const CallRecord& record, const Chip& chip, Handl
     std::size_t word = 1;
     std::size_t words = 0;
     for (std::size_t i = 1; i < operation.argumentCount(); ++i) {
-        const auto [kind, direction] = record.shapes[i];
+        const auto [kind, direction] = kShapes[record.operation][i];
         const std::size_t count = wordsOf(kind);
         if (word + count > ArgumentWords::kMaxWords)
             return std::nullopt;

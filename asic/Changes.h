@@ -4,7 +4,7 @@
 // A whole chip is written down the same way, as the shortest list of changes that makes it.
 #pragma once
 
-#include "asic/CallLog.h"
+#include "asic/CallRecord.h"
 #include "asic/Chip.h"
 #include "asic/Types.h"
 

@@ -12,6 +12,7 @@
 #pragma once
 
 #include "asic/Changes.h"
+#include "asic/PackedCall.h"
 #include "asic/SharedWords.h"
 
 #include <cstddef>
@@ -63,10 +64,10 @@ namespace call_at {
 enum : std::size_t {
     kSequence,
     kGeneration, // of the chip when the call was made
-    kHead,       // operation, null arguments and status
-    kShapes,     // four bits an argument, and whether the call changed the chip
-    kArguments,  // argument words, two in one
-    kHandle = kArguments + ArgumentWords::kMaxWords / 2, // handle that was next before the call
+    kHead,       // from here on the packed call
+    kShapes,     // with a bit on top: whether the call changed the chip
+    kArguments,
+    kHandle = kHead + packed_at::kWords, // handle that was next before the call
     kSeal,
     kWords
 };

@@ -16,15 +16,15 @@ Status addMember(p4_pd_sess_hdl_t session, p4_pd_dev_target_t target, std::uint3
         [&](Chip& chip, ScopeIndex scope) {
             return chip.profile().addMember(scope, Action{action}, member);
         },
-        Session{session}, target, Out{member});
+        session, target, member);
 }
 
 template <std::size_t index>
 Status modifyMember(p4_pd_sess_hdl_t session, int device, p4_pd_mbr_hdl_t member,
                     std::uint32_t action) noexcept {
     return call<index>(
-        [&](Chip& chip) { return chip.profile().modifyMember(member, Action{action}); },
-        Session{session}, Device{device}, member);
+        [&](Chip& chip) { return chip.profile().modifyMember(member, Action{action}); }, session,
+        device, member);
 }
 
 Action setLagPort(const ActionSpec& spec) noexcept {
@@ -52,7 +52,7 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setLagPort(
         [&](Chip& chip, ScopeIndex scope) {
             return chip.profile().addMember(scope, setLagPort(*action_spec), mbr_hdl);
         },
-        Session{sess_hdl}, dev_tgt, In{action_spec}, Out{mbr_hdl});
+        sess_hdl, dev_tgt, action_spec, mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setPhysicalPort(
@@ -84,7 +84,7 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setLagPo
     p4_pd_velmor_switch_setLagPort_action_spec_t* action_spec) {
     return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.profile().modifyMember(mbr_hdl, setLagPort(*action_spec)); },
-        Session{sess_hdl}, Device{dev_id}, mbr_hdl, In{action_spec});
+        sess_hdl, dev_id, mbr_hdl, action_spec);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setPhysicalPort(
@@ -103,8 +103,8 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_del_member(p4_pd_sess_hdl_t
                                                                 int dev_id,
                                                                 p4_pd_mbr_hdl_t mbr_hdl) {
     return call<pd::operation(__func__)>(
-        [&](Chip& chip) { return chip.profile().deleteMember(mbr_hdl); }, Session{sess_hdl},
-        Device{dev_id}, mbr_hdl);
+        [&](Chip& chip) { return chip.profile().deleteMember(mbr_hdl); }, sess_hdl, dev_id,
+        mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_create_group(p4_pd_sess_hdl_t sess_hdl,
@@ -115,15 +115,14 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_create_group(p4_pd_sess_hdl
         [&](Chip& chip, ScopeIndex scope) {
             return chip.profile().createGroup(scope, max_grp_size, grp_hdl);
         },
-        Session{sess_hdl}, dev_tgt, max_grp_size, Out{grp_hdl});
+        sess_hdl, dev_tgt, max_grp_size, grp_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_del_group(p4_pd_sess_hdl_t sess_hdl,
                                                                int dev_id,
                                                                p4_pd_grp_hdl_t grp_hdl) {
     return call<pd::operation(__func__)>(
-        [&](Chip& chip) { return chip.profile().deleteGroup(grp_hdl); }, Session{sess_hdl},
-        Device{dev_id}, grp_hdl);
+        [&](Chip& chip) { return chip.profile().deleteGroup(grp_hdl); }, sess_hdl, dev_id, grp_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_to_group(p4_pd_sess_hdl_t sess_hdl,
@@ -131,15 +130,15 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_to_group(p4_pd_s
                                                                          p4_pd_grp_hdl_t grp_hdl,
                                                                          p4_pd_mbr_hdl_t mbr_hdl) {
     return call<pd::operation(__func__)>(
-        [&](Chip& chip) { return chip.profile().addToGroup(grp_hdl, mbr_hdl); }, Session{sess_hdl},
-        Device{dev_id}, grp_hdl, mbr_hdl);
+        [&](Chip& chip) { return chip.profile().addToGroup(grp_hdl, mbr_hdl); }, sess_hdl, dev_id,
+        grp_hdl, mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_del_member_from_group(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_grp_hdl_t grp_hdl, p4_pd_mbr_hdl_t mbr_hdl) {
     return call<pd::operation(__func__)>(
-        [&](Chip& chip) { return chip.profile().removeFromGroup(grp_hdl, mbr_hdl); },
-        Session{sess_hdl}, Device{dev_id}, grp_hdl, mbr_hdl);
+        [&](Chip& chip) { return chip.profile().removeFromGroup(grp_hdl, mbr_hdl); }, sess_hdl,
+        dev_id, grp_hdl, mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_group_member_state_set(
@@ -147,5 +146,5 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_group_member_state_set(
     uint32_t state) {
     return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.profile().setMemberState(grp_hdl, mbr_hdl, state); },
-        Session{sess_hdl}, Device{dev_id}, grp_hdl, mbr_hdl, state);
+        sess_hdl, dev_id, grp_hdl, mbr_hdl, state);
 }

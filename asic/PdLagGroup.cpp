@@ -23,8 +23,8 @@ constexpr Target toGroup(p4_pd_grp_hdl_t group) noexcept {
 pipe_status p4_pd_velmor_switch_lagGroup_set_property(p4_pd_sess_hdl_t sess_hdl, int dev_id,
                                                       uint32_t property, uint32_t value) {
     return call<pd::operation(__func__)>(
-        [&](Chip& chip) { return chip.table().setProperty(property, value); }, Session{sess_hdl},
-        Device{dev_id}, property, value);
+        [&](Chip& chip) { return chip.table().setProperty(property, value); }, sess_hdl, dev_id,
+        property, value);
 }
 
 pipe_status
@@ -37,7 +37,7 @@ p4_pd_velmor_switch_lagGroup_add_entry(p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_targ
             return chip.table().add(scope, keyOf(*match_spec, priority), toMember(mbr_hdl),
                                     entry_hdl);
         },
-        Session{sess_hdl}, dev_tgt, In{match_spec}, priority, mbr_hdl, Out{entry_hdl});
+        sess_hdl, dev_tgt, match_spec, priority, mbr_hdl, entry_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagGroup_add_entry_with_selector(
@@ -49,15 +49,15 @@ pipe_status p4_pd_velmor_switch_lagGroup_add_entry_with_selector(
             return chip.table().add(scope, keyOf(*match_spec, priority), toGroup(grp_hdl),
                                     entry_hdl);
         },
-        Session{sess_hdl}, dev_tgt, In{match_spec}, priority, grp_hdl, Out{entry_hdl});
+        sess_hdl, dev_tgt, match_spec, priority, grp_hdl, entry_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagGroup_modify_entry(p4_pd_sess_hdl_t sess_hdl, int dev_id,
                                                       p4_pd_entry_hdl_t entry_hdl,
                                                       p4_pd_mbr_hdl_t mbr_hdl) {
     return call<pd::operation(__func__)>(
-        [&](Chip& chip) { return chip.table().repoint(entry_hdl, toMember(mbr_hdl)); },
-        Session{sess_hdl}, Device{dev_id}, entry_hdl, mbr_hdl);
+        [&](Chip& chip) { return chip.table().repoint(entry_hdl, toMember(mbr_hdl)); }, sess_hdl,
+        dev_id, entry_hdl, mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagGroup_modify_entry_with_selector(p4_pd_sess_hdl_t sess_hdl,
@@ -65,8 +65,8 @@ pipe_status p4_pd_velmor_switch_lagGroup_modify_entry_with_selector(p4_pd_sess_h
                                                                     p4_pd_entry_hdl_t entry_hdl,
                                                                     p4_pd_grp_hdl_t grp_hdl) {
     return call<pd::operation(__func__)>(
-        [&](Chip& chip) { return chip.table().repoint(entry_hdl, toGroup(grp_hdl)); },
-        Session{sess_hdl}, Device{dev_id}, entry_hdl, grp_hdl);
+        [&](Chip& chip) { return chip.table().repoint(entry_hdl, toGroup(grp_hdl)); }, sess_hdl,
+        dev_id, entry_hdl, grp_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagGroup_set_default_entry(p4_pd_sess_hdl_t sess_hdl,
@@ -77,7 +77,7 @@ pipe_status p4_pd_velmor_switch_lagGroup_set_default_entry(p4_pd_sess_hdl_t sess
         [&](Chip& chip, ScopeIndex scope) {
             return chip.table().setDefault(scope, toMember(mbr_hdl), entry_hdl);
         },
-        Session{sess_hdl}, dev_tgt, mbr_hdl, Out{entry_hdl});
+        sess_hdl, dev_tgt, mbr_hdl, entry_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagGroup_set_default_entry_with_selector(
@@ -87,20 +87,20 @@ pipe_status p4_pd_velmor_switch_lagGroup_set_default_entry_with_selector(
         [&](Chip& chip, ScopeIndex scope) {
             return chip.table().setDefault(scope, toGroup(grp_hdl), entry_hdl);
         },
-        Session{sess_hdl}, dev_tgt, grp_hdl, Out{entry_hdl});
+        sess_hdl, dev_tgt, grp_hdl, entry_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagGroup_table_delete(p4_pd_sess_hdl_t sess_hdl, int dev_id,
                                                       p4_pd_entry_hdl_t entry_hdl) {
     return call<pd::operation(__func__)>([&](Chip& chip) { return chip.table().remove(entry_hdl); },
-                                         Session{sess_hdl}, Device{dev_id}, entry_hdl);
+                                         sess_hdl, dev_id, entry_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagGroup_table_reset_default_entry(p4_pd_sess_hdl_t sess_hdl,
                                                                    p4_pd_dev_target_t dev_tgt) {
     return call<pd::operation(__func__)>(
-        [&](Chip& chip, ScopeIndex scope) { return chip.table().resetDefault(scope); },
-        Session{sess_hdl}, dev_tgt);
+        [&](Chip& chip, ScopeIndex scope) { return chip.table().resetDefault(scope); }, sess_hdl,
+        dev_tgt);
 }
 
 // The chip has one copy of its state, so from_hw makes no difference.
@@ -123,6 +123,6 @@ pipe_status p4_pd_velmor_switch_lagGroup_get_entry(
             *spare = false;
             return P4_PD_STATUS_SUCCESS;
         },
-        Session{sess_hdl}, Device{dev_id}, entry_hdl, from_hw, Out{match_spec}, Out{priority},
-        Out{has_mbr}, Out{has_grp}, Out{mbr_hdl}, Out{grp_hdl}, Out{spare});
+        sess_hdl, dev_id, entry_hdl, from_hw, match_spec, priority, has_mbr, has_grp, mbr_hdl,
+        grp_hdl, spare);
 }

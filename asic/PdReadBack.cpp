@@ -36,7 +36,7 @@ Status first(TableOf tableOf, p4_pd_sess_hdl_t session, p4_pd_dev_target_t targe
         [&](Chip& chip, ScopeIndex scope) {
             return found(tableOf(chip).next(scope, kNoHandle), out);
         },
-        Session{session}, target, Out{out});
+        session, target, out);
 }
 
 template <std::size_t index, class TableOf>
@@ -44,7 +44,7 @@ Status next(TableOf tableOf, p4_pd_sess_hdl_t session, p4_pd_dev_target_t target
             Handle* out) noexcept {
     return call<index>(
         [&](Chip& chip, ScopeIndex scope) { return found(tableOf(chip).next(scope, seen), out); },
-        Session{session}, target, seen, Out{out});
+        session, target, seen, out);
 }
 
 Status nextMemberOf(Chip& chip, Handle group, Handle seen, Handle* out) noexcept {
@@ -96,7 +96,7 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_member(
             action_spec->action_egrL2AintfPort = member->action.port;
             return P4_PD_STATUS_SUCCESS;
         },
-        Session{sess_hdl}, Device{dev_id}, mbr_hdl, Out{action}, Out{action_spec});
+        sess_hdl, dev_id, mbr_hdl, action, action_spec);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle(
@@ -123,22 +123,22 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_group(p4_pd_sess_hdl_t 
             *member_count = static_cast<uint32_t>(group->selector.memberships().size());
             return P4_PD_STATUS_SUCCESS;
         },
-        Session{sess_hdl}, Device{dev_id}, grp_hdl, Out{max_grp_size}, Out{member_count});
+        sess_hdl, dev_id, grp_hdl, max_grp_size, member_count);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_grp_hdl_t grp_hdl, p4_pd_mbr_hdl_t* mbr_hdl) {
     return call<pd::operation(__func__)>(
-        [&](Chip& chip) { return nextMemberOf(chip, grp_hdl, kNoHandle, mbr_hdl); },
-        Session{sess_hdl}, Device{dev_id}, grp_hdl, Out{mbr_hdl});
+        [&](Chip& chip) { return nextMemberOf(chip, grp_hdl, kNoHandle, mbr_hdl); }, sess_hdl,
+        dev_id, grp_hdl, mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_grp_hdl_t grp_hdl, p4_pd_mbr_hdl_t mbr_hdl,
     p4_pd_mbr_hdl_t* next_hdl) {
     return call<pd::operation(__func__)>(
-        [&](Chip& chip) { return nextMemberOf(chip, grp_hdl, mbr_hdl, next_hdl); },
-        Session{sess_hdl}, Device{dev_id}, grp_hdl, mbr_hdl, Out{next_hdl});
+        [&](Chip& chip) { return nextMemberOf(chip, grp_hdl, mbr_hdl, next_hdl); }, sess_hdl,
+        dev_id, grp_hdl, mbr_hdl, next_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get(
@@ -153,7 +153,7 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get(
             *state = membership->active ? P4_PD_MEMBER_ACTIVE : P4_PD_MEMBER_INACTIVE;
             return P4_PD_STATUS_SUCCESS;
         },
-        Session{sess_hdl}, Device{dev_id}, grp_hdl, mbr_hdl, Out{state});
+        sess_hdl, dev_id, grp_hdl, mbr_hdl, state);
 }
 
 pipe_status p4_pd_velmor_switch_get_usage(p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt,
@@ -169,5 +169,5 @@ pipe_status p4_pd_velmor_switch_get_usage(p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_t
                       .group_size_limit = chip.profile().groupSizeLimit()};
             return P4_PD_STATUS_SUCCESS;
         },
-        Session{sess_hdl}, dev_tgt, Out{usage});
+        sess_hdl, dev_tgt, usage);
 }

@@ -1,7 +1,6 @@
 // Calls as the words that a chip file keeps of them.
 #pragma once
 
-#include "asic/CallLog.h"
 #include "asic/ChipFileLayout.h"
 #include "asic/Types.h"
 
