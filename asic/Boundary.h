@@ -11,10 +11,10 @@
 // 5. the call log, if it records, gets the call. With an attached chip, log and chip get it in one.
 #pragma once
 
-#include "asic/CallRecord.h"
 #include "asic/Runtime.h"
 #include "asic/Types.h"
 #include "pd/Operations.h"
+#include "pd/calls/CallRecord.h"
 
 #include <array>
 #include <cstddef>
@@ -120,7 +120,7 @@ Status performInMemory(Runtime& runtime, const Work& work, const Arguments&... a
         status = contained([&] { return perform<Path::watched>(runtime, work, arguments...); });
     if constexpr (pd::kOperations[index].isLogged()) {
         if (runtime.log.recording())
-            runtime.log.append(recordOf<index>(status, arguments...));
+            runtime.log.append(pd::recordOf<index>(status, arguments...));
     }
     return status;
 }
@@ -146,7 +146,7 @@ Status performAttached(Runtime& runtime, const Work& work, const Arguments&... a
         });
         const bool isChange = isOwn && status == P4_PD_STATUS_SUCCESS &&
                               pd::kOperations[index].kind == pd::Kind::change;
-        turn.record(recordOf<index>(status, arguments...), isChange);
+        turn.record(pd::recordOf<index>(status, arguments...), isChange);
         return attached.isCutShort() ? Status{P4_PD_STATUS_INTERNAL_ERROR} : status;
     }
 }

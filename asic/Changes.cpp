@@ -169,7 +169,8 @@ bool isOfChip(const Chip& chip, const Change& change) noexcept {
 
 } // namespace
 
-std::optional<Change> changeOf(const CallRecord& record, const Chip& chip, Handle handle) noexcept {
+std::optional<Change> changeOf(const pd::CallRecord& record, const Chip& chip,
+                               Handle handle) noexcept {
     const pd::Operation& operation = pd::kOperations[record.operation];
     if (operation.kind != pd::Kind::change || record.arguments.nulls != 0)
         return std::nullopt;
@@ -178,18 +179,18 @@ std::optional<Change> changeOf(const CallRecord& record, const Chip& chip, Handl
     std::size_t word = 1;
     std::size_t words = 0;
     for (std::size_t i = 1; i < operation.argumentCount(); ++i) {
-        const auto [kind, direction] = kShapes[record.operation][i];
-        const std::size_t count = wordsOf(kind);
-        if (word + count > ArgumentWords::kMaxWords)
+        const auto [kind, direction] = pd::kShapes[record.operation][i];
+        const std::size_t count = pd::wordsOf(kind);
+        if (word + count > pd::ArgumentWords::kMaxWords)
             return std::nullopt;
         const auto first = record.arguments.words.begin() + static_cast<std::ptrdiff_t>(word);
         word += count;
-        if (kind == ValueKind::target) {
+        if (kind == pd::ValueKind::target) {
             const auto scope = chip.scope(static_cast<std::uint16_t>(first[1]));
             if (!scope)
                 return std::nullopt;
             change.scope = *scope;
-        } else if (kind != ValueKind::device && direction == Direction::in) {
+        } else if (kind != pd::ValueKind::device && direction == pd::Direction::in) {
             if (words + count > Change::kMaxWords)
                 return std::nullopt;
             std::copy_n(first, count, change.words.begin() + static_cast<std::ptrdiff_t>(words));

@@ -12,8 +12,8 @@
 #pragma once
 
 #include "asic/Changes.h"
-#include "asic/PackedCall.h"
 #include "asic/SharedWords.h"
+#include "pd/calls/PackedCall.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -67,7 +67,7 @@ enum : std::size_t {
     kHead,       // from here on the packed call
     kShapes,     // with a bit on top: whether the call changed the chip
     kArguments,
-    kHandle = kHead + packed_at::kWords, // handle that was next before the call
+    kHandle = kHead + pd::packed_at::kWords, // handle that was next before the call
     kSeal,
     kWords
 };

@@ -27,7 +27,7 @@ Status modifyMember(p4_pd_sess_hdl_t session, int device, p4_pd_mbr_hdl_t member
         device, member);
 }
 
-Action setLagPort(const ActionSpec& spec) noexcept {
+Action setLagPort(const pd::ActionSpec& spec) noexcept {
     return {P4_PD_ACTION_setLagPort, spec.action_egrL2AintfPort};
 }
 

@@ -7,7 +7,7 @@ using namespace asic;
 
 namespace {
 
-MatchKey keyOf(const MatchSpec& spec, std::uint32_t priority) noexcept {
+MatchKey keyOf(const pd::MatchSpec& spec, std::uint32_t priority) noexcept {
     return {spec.egrMd_egrL2AintfUnresolved, spec.egrMd_egrL2AintfUnresolved_mask, priority};
 }
 

@@ -11,7 +11,7 @@ namespace asic {
 
 /// A call with what it takes to make it again.
 struct RecordedCall {
-    CallRecord record;
+    pd::CallRecord record;
     std::uint64_t generation = 0; // of the chip when the call was made
     Handle handle = kNoHandle;    // what the chip gave out next before the call
     bool isChange = false;        // it changed the chip, and not another device

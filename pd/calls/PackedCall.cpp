@@ -1,13 +1,13 @@
-#include "asic/PackedCall.h"
+#include "pd/calls/PackedCall.h"
 
-namespace asic {
+namespace pd {
 
 namespace {
 
 std::uint64_t shapeWord(std::size_t operation) noexcept {
     constexpr std::uint64_t kOutBit = 8;
     std::uint64_t word = 0;
-    for (std::size_t i = 0; i < pd::kOperations[operation].argumentCount(); ++i) {
+    for (std::size_t i = 0; i < kOperations[operation].argumentCount(); ++i) {
         const auto [kind, direction] = kShapes[operation][i];
         const std::uint64_t shape =
             static_cast<std::uint64_t>(kind) | (direction == Direction::out ? kOutBit : 0);
@@ -35,7 +35,7 @@ std::optional<CallRecord> unpack(const PackedCall& words) noexcept {
     record.operation = head & 0xFFFF;
     record.arguments.nulls = static_cast<std::uint16_t>(head >> 16);
     record.status = static_cast<pipe_status>(head >> 32);
-    if (record.operation >= pd::kOperations.size() ||
+    if (record.operation >= kOperations.size() ||
         words[packed_at::kShapes] != shapeWord(record.operation))
         return std::nullopt;
     for (std::size_t i = 0; i < record.arguments.words.size(); ++i)
@@ -44,4 +44,4 @@ std::optional<CallRecord> unpack(const PackedCall& words) noexcept {
     return record;
 }
 
-} // namespace asic
+} // namespace pd

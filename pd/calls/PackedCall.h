@@ -1,14 +1,14 @@
 // Calls as the words that memory keeps of them which several processes share.
 #pragma once
 
-#include "asic/CallRecord.h"
+#include "pd/calls/CallRecord.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 
-namespace asic {
+namespace pd {
 
 /// Words of a packed call.
 namespace packed_at {
@@ -23,7 +23,7 @@ enum : std::size_t {
 using PackedCall = std::array<std::uint64_t, packed_at::kWords>;
 
 /// The highest bits of packed_at::kShapes stay 0, for who has something to keep there.
-inline constexpr unsigned kPackedShapeBits = 4 * pd::Operation::kMaxArguments;
+inline constexpr unsigned kPackedShapeBits = 4 * Operation::kMaxArguments;
 
 /// All of a record but its sequence number.
 [[nodiscard]] PackedCall pack(const CallRecord& record) noexcept;
@@ -31,4 +31,4 @@ inline constexpr unsigned kPackedShapeBits = 4 * pd::Operation::kMaxArguments;
 /// None if the words are not those of a packed call.
 [[nodiscard]] std::optional<CallRecord> unpack(const PackedCall& words) noexcept;
 
-} // namespace asic
+} // namespace pd

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <type_traits>
 
-namespace asic {
+namespace pd {
 
 using MatchSpec = p4_pd_velmor_switch_lagGroup_match_spec_t;
 using ActionSpec = p4_pd_velmor_switch_setLagPort_action_spec_t;
@@ -45,25 +45,25 @@ template <>
 inline constexpr ValueKind kKindOf<ActionSpec> = ValueKind::actionSpec;
 
 template <class T>
-constexpr ArgumentShape shapeOf(pd::Kind call) noexcept {
+constexpr ArgumentShape shapeOf(Kind call) noexcept {
     constexpr ValueKind kind = kKindOf<std::remove_pointer_t<T>>;
     const bool isWritten = kind == ValueKind::matchSpec || kind == ValueKind::actionSpec;
-    const bool isInput = !std::is_pointer_v<T> || (call == pd::Kind::change && isWritten);
+    const bool isInput = !std::is_pointer_v<T> || (call == Kind::change && isWritten);
     return {kind, isInput ? Direction::in : Direction::out};
 }
 
 /// The shapes of one operation; those beyond its arguments mean nothing.
-using ArgumentShapes = std::array<ArgumentShape, pd::Operation::kMaxArguments>;
+using ArgumentShapes = std::array<ArgumentShape, Operation::kMaxArguments>;
 
 template <class... Arguments>
-constexpr ArgumentShapes shapesOf(pd::Kind call, pipe_status (*)(Arguments...)) noexcept {
+constexpr ArgumentShapes shapesOf(Kind call, pipe_status (*)(Arguments...)) noexcept {
     return {shapeOf<Arguments>(call)...};
 }
 
 /// By the number of the operation. That of an operation which is not logged means nothing.
-#define ASIC_SHAPES(function, kind, ...) shapesOf(pd::Kind::kind, &::function),
-inline constexpr std::array kShapes{PD_OPERATIONS(ASIC_SHAPES)};
-#undef ASIC_SHAPES
+#define PD_SHAPES(function, kind, ...) shapesOf(Kind::kind, &::function),
+inline constexpr std::array kShapes{PD_OPERATIONS(PD_SHAPES)};
+#undef PD_SHAPES
 
 // ---- Calls
 
@@ -128,8 +128,8 @@ class Recorder {
 /// The record of a call that returned the status; it has no sequence number yet.
 template <std::size_t operation, class... Arguments>
 CallRecord recordOf(pipe_status status, const Arguments&... arguments) noexcept {
-    constexpr pd::Kind kind = pd::kOperations[operation].kind;
-    static_assert(kind != pd::Kind::tool);
+    constexpr Kind kind = kOperations[operation].kind;
+    static_assert(kind != Kind::tool);
     static_assert(ArgumentShapes{shapeOf<Arguments>(kind)...} == kShapes[operation]);
     static_assert((... + wordsOf(shapeOf<Arguments>(kind).kind)) <= ArgumentWords::kMaxWords);
     CallRecord call{.operation = operation, .status = status};
@@ -138,4 +138,4 @@ CallRecord recordOf(pipe_status status, const Arguments&... arguments) noexcept 
     return call;
 }
 
-} // namespace asic
+} // namespace pd

@@ -1,4 +1,4 @@
-#include "asic/CallLog.h"
+#include "pd/calls/CallLog.h"
 
 #include "pd/Operations.h"
 
@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <utility>
 
-namespace asic {
+namespace pd {
 
 void CallLog::start(std::size_t capacity) {
     // No page of it is touched before its calls are made: an agent that starts does not wait for
@@ -62,7 +62,7 @@ std::string valueText(ValueKind kind, const std::uint32_t* word) {
 } // namespace
 
 std::string toText(const CallRecord& record) {
-    const pd::Operation& operation = pd::kOperations[record.operation];
+    const Operation& operation = kOperations[record.operation];
     std::string inputs;
     std::string outputs;
     const std::uint32_t* word = record.arguments.words.data();
@@ -82,4 +82,17 @@ std::string toText(const CallRecord& record) {
            outputs;
 }
 
-} // namespace asic
+pipe_status readCall(const CallRecord* record, velmor_asic_call_t* call) noexcept {
+    if (!call)
+        return P4_PD_STATUS_INVALID_ARG;
+    if (!record)
+        return P4_PD_STATUS_OBJ_NOT_FOUND;
+    *call = {record->sequence, kOperations[record->operation].name, record->status};
+    return P4_PD_STATUS_SUCCESS;
+}
+
+int formatCall(const CallRecord* record, char* buffer, std::size_t size) {
+    return record ? std::snprintf(buffer, size, "%s", toText(*record).c_str()) : -1;
+}
+
+} // namespace pd
