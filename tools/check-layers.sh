@@ -13,16 +13,18 @@ declare -A may=(
     [driver-status]="framework"
     [platform]="framework pd"
     [BfLagGroup]="driver-status platform framework"
+    [posix]="platform framework"
+    [mapped-tables]="posix platform framework"
     [asic]="pd"
     [programs]=""
     [asic-tool]="asic pd programs"
     [agent/outcome]=""
-    [agent/console]="agent/outcome platform"
+    [agent/console]="agent/outcome posix"
     [agent/wire]="agent/outcome"
-    [agent/ctl]="agent/outcome agent/console agent/wire platform programs"
+    [agent/ctl]="agent/outcome agent/console agent/wire posix programs"
 )
 # Above these, each storey may use the ones named before it.
-below="agent/outcome BfLagGroup driver-status platform framework pd"
+below="agent/outcome mapped-tables posix BfLagGroup driver-status platform framework pd"
 for storeys in agent/terms "agent/chip agent/desired" agent/model agent/restart agent/command; do
     for storey in $storeys; do may[$storey]=$below; done
     below+=" $storeys"
@@ -31,13 +33,13 @@ may[agent/daemon]="$below agent/console agent/wire"
 may[agent]="${may[agent/daemon]} agent/daemon programs"
 # The agent controls the software ASIC, where there is one, through its C header; from one place.
 exception="agent/chip/AsicControl.* asic/SoftwareAsic.h"
-# The layers of the library take nothing but the C++ and C standard library and dlfcn.h; platform and asic
-# also what its files and mappings need of POSIX.
-library="pd framework driver-status platform BfLagGroup asic"
+# The layers of the libraries take nothing but the C++ and C standard library and dlfcn.h; posix and
+# asic also what files and mappings need of POSIX.
+library="pd posix framework driver-status platform BfLagGroup mapped-tables asic"
 system='(dlfcn|link)\.h|std(int|def|bool)\.h'
 declare -A posix=(
     [asic]='fcntl\.h|unistd\.h|sys/(mman|stat)\.h'
-    [platform]='fcntl\.h|unistd\.h|sys/(file|mman|stat|types)\.h'
+    [posix]='fcntl\.h|unistd\.h|sys/(file|mman|stat|types)\.h'
 )
 
 failed=0

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent {
 

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent {
 

@@ -7,7 +7,7 @@
 #include "agent/outcome/CommandRunner.h"
 #include "agent/wire/LineBuffer.h"
 #include "agent/wire/Wire.h"
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent {
 

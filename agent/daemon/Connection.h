@@ -6,7 +6,7 @@
 
 #include "agent/outcome/CommandRunner.h"
 #include "agent/wire/LineBuffer.h"
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent {
 

@@ -8,7 +8,7 @@
 
 #include "agent/outcome/Errors.h"
 #include "agent/wire/Address.h"
-#include "platform/Pello/StateException.h"
+#include "posix/StateException.h"
 
 namespace LagAgent {
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "agent/wire/Peer.h"
-#include "platform/Pello/FileDescriptor.h"
-#include "platform/Pello/LockFile.h"
+#include "posix/FileDescriptor.h"
+#include "posix/LockFile.h"
 
 namespace LagAgent {
 

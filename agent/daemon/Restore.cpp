@@ -8,7 +8,7 @@
 #include "agent/outcome/ExitStatus.h"
 #include "agent/terms/CurrentError.h"
 #include "agent/wire/SocketOptions.h"
-#include "platform/MbbGlimtKey/SharedKeyManager.h"
+#include "mapped-tables/SharedKeyManager.h"
 
 namespace LagAgent {
 

@@ -10,7 +10,7 @@
 #include "agent/desired/StateReading.h"
 #include "agent/desired/StateSchema.h"
 #include "agent/outcome/Errors.h"
-#include "platform/Pello/StateException.h"
+#include "posix/StateException.h"
 
 namespace LagAgent {
 

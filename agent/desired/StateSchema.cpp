@@ -15,7 +15,7 @@
 #include "agent/desired/StateReading.h"
 #include "agent/desired/WalIndexRoom.h"
 #include "agent/outcome/Errors.h"
-#include "platform/Pello/StateException.h"
+#include "posix/StateException.h"
 
 namespace LagAgent {
 

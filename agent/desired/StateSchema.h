@@ -5,7 +5,7 @@
 #include "agent/desired/Sqlite.h"
 #include "agent/terms/ChipScope.h"
 #include "agent/terms/DesiredState.h"
-#include "platform/Pello/StateDirectory.h"
+#include "posix/StateDirectory.h"
 
 namespace LagAgent {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <type_traits>
 
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent {
 

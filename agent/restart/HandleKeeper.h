@@ -2,7 +2,7 @@
 
 #include "agent/chip/Driver.h"
 #include "agent/restart/Identification.h"
-#include "platform/MbbGlimtKey/SharedKeyManager.h"
+#include "mapped-tables/SharedKeyManager.h"
 
 namespace LagAgent {
 

@@ -10,7 +10,7 @@
 #include "agent/desired/StateDatabase.h"
 #include "agent/restart/Recorder.h"
 #include "pd/p4_pd_velmor_switch.h"
-#include "platform/Pello/LockFile.h"
+#include "posix/LockFile.h"
 
 namespace LagAgent {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "BfLagGroup/LagGroupTable.h"
-#include "platform/MbbGlimtKey/SharedKeyManager.h"
+#include "mapped-tables/SharedKeyManager.h"
 
 namespace LagAgent {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "agent/terms/ChipState.h"
-#include "platform/MbbGlimtKey/SharedKeyManager.h"
+#include "mapped-tables/SharedKeyManager.h"
 
 namespace LagAgent {
 

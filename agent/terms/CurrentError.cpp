@@ -1,7 +1,7 @@
 #include "agent/terms/CurrentError.h"
 
 #include "driver-status/BfTableException.h"
-#include "platform/Pello/StateException.h"
+#include "posix/StateException.h"
 
 namespace LagAgent {
 

@@ -7,7 +7,7 @@
 
 #include "BfLagGroup/LagGroupActionProfileSm.h"
 #include "driver-status/BfTableException.h"
-#include "platform/Pello/StateException.h"
+#include "posix/StateException.h"
 #include "tests/BfLagGroup/TableWorld.h"
 
 namespace table_test {

@@ -5,7 +5,7 @@
 
 #include "platform/Glimt/MbbVantof.h"
 #include "platform/MbbGlimtKey/InProcessTable.h"
-#include "platform/Pello/StateException.h"
+#include "posix/StateException.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent {
 namespace {

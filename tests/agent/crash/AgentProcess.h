@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "agent/command/Agent.h"
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 #include "tests/agent/crash/ChildProcess.h"
 #include "tests/agent/crash/Death.h"
 #include "tests/agent/crash/LineReader.h"

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent::Crash {
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "agent/wire/Address.h"
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent {
 

@@ -9,7 +9,7 @@
 
 #include "agent/outcome/Errors.h"
 #include "agent/wire/Address.h"
-#include "platform/Pello/LockFile.h"
+#include "posix/LockFile.h"
 #include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/FewDescriptors.h"

@@ -9,7 +9,7 @@
 #include "agent/desired/StateDatabase.h"
 #include "agent/outcome/Errors.h"
 #include "tests/agent/Actions.h"
-#include "tests/platform/TableFiles.h"
+#include "tests/mapped-tables/TableFiles.h"
 
 namespace LagAgent {
 

@@ -1,0 +1,55 @@
+#include "posix/LockFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <charconv>
+
+#include "posix/PrivateFile.h"
+#include "posix/StateException.h"
+
+namespace Pello {
+
+namespace {
+
+/// The process that the file names; 0 when it names none.
+unsigned holderOf(const FileDescriptor& file) {
+    char text[16];
+    const ssize_t size = ::pread(file.get(), text, sizeof text, 0);
+    unsigned pid = 0;
+    if (size > 0) {
+        std::from_chars(text, text + size, pid);
+    }
+    return pid;
+}
+
+} // namespace
+
+LockFile::LockFile(const Kel::String& path, const Kel::String& subject)
+    : LockFile(AT_FDCWD, path, path, subject) {}
+
+LockFile::LockFile(const FileDescriptor& directory, const Kel::String& name,
+                   const Kel::String& path, const Kel::String& subject)
+    : LockFile(directory.get(), name, path, subject) {}
+
+LockFile::LockFile(int directory, const Kel::String& name, const Kel::String& path,
+                   const Kel::String& subject)
+    : file_(openPrivateFile(directory, name, path, O_CREAT)) {
+    if (::flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EWOULDBLOCK) {
+            throw StateException(
+                subject, Kel::format("in use by another agent, process %u", holderOf(file_)));
+        }
+        throw StateException(path, "lock it", errno);
+    }
+    checkPrivateFile(file_, path);
+    // For the message above only: the lock itself ends with the process. So a full disk, on which
+    // tables that have their space still work, is no reason to stop.
+    const Kel::String pid = Kel::format("%d\n", ::getpid());
+    [[maybe_unused]] const bool isNamed =
+        ::ftruncate(file_.get(), 0) == 0 &&
+        ::pwrite(file_.get(), pid.charPtr(), pid.size(), 0) == static_cast<ssize_t>(pid.size());
+}
+
+} // namespace Pello

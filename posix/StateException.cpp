@@ -1,0 +1,7 @@
+#include "posix/StateException.h"
+
+namespace Pello {
+
+StateException::~StateException() = default;
+
+} // namespace Pello
