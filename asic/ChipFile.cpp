@@ -3,6 +3,7 @@
 #include "asic/Chips.h"
 #include "asic/Generation.h"
 #include "asic/MappingGuard.h"
+#include "posix/Files.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -20,7 +21,6 @@ namespace asic {
 
 namespace {
 
-constexpr mode_t kMode = S_IRUSR | S_IWUSR;
 constexpr const char* kCutShort = "was cut short while it was in use";
 
 IdentityWords identityOf(const velmor_asic_chip_config_t& config) noexcept {
@@ -63,50 +63,21 @@ constexpr std::size_t placeOf(std::uint64_t area, std::uint64_t chunk) noexcept 
 
 constexpr std::uint64_t kMaxRoom = std::numeric_limits<off_t>::max() / (4 * kChunkSize);
 
-// Moves all bytes with pread or pwrite; false with errno if one fails, and 0 in errno at the end
-// of the file.
-template <class Move, class Byte>
-bool moveAll(Move move, int file, Byte* bytes, std::size_t size, std::size_t place) noexcept {
-    while (size != 0) {
-        const ssize_t moved = move(file, bytes, size, static_cast<off_t>(place));
-        if (moved < 0 && errno == EINTR)
-            continue;
-        if (moved <= 0) {
-            errno = moved == 0 ? 0 : errno;
-            return false;
-        }
-        bytes += moved;
-        place += static_cast<std::size_t>(moved);
-        size -= static_cast<std::size_t>(moved);
-    }
-    return true;
-}
-
 } // namespace
 
 std::uint64_t systemBoot() {
     // Not a stream: one that fails in the middle would give a boot that never was.
     constexpr const char* kPath = "/proc/sys/kernel/random/boot_id";
     std::array<char, 36> text{}; // a UUID in letters
-    const int file = ::open(kPath, O_RDONLY | O_CLOEXEC);
-    const bool isRead = file >= 0 && moveAll(::pread, file, text.data(), text.size(), 0);
-    const int error = errno;
-    if (file >= 0)
-        ::close(file);
-    if (!isRead)
+    const Pello::FileDescriptor file(::open(kPath, O_RDONLY | O_CLOEXEC));
+    if (!file || !Pello::readAll(file, std::as_writable_bytes(std::span(text)), 0))
         throw ChipFileError(P4_PD_STATUS_NO_SYS_RESOURCES,
                             std::string("cannot read ") + kPath + ": " +
-                                std::generic_category().message(error));
+                                std::generic_category().message(errno));
     Digest digest;
     for (const char letter : text)
         digest.add(static_cast<unsigned char>(letter));
     return digest.value();
-}
-
-void ChipFile::Descriptor::close() noexcept {
-    if (descriptor_ >= 0)
-        ::close(descriptor_);
-    descriptor_ = -1;
 }
 
 void ChipFile::refuse(Status status, const std::string& reason) const {
@@ -141,9 +112,8 @@ void ChipFile::makeNew(const char* path, const velmor_asic_chip_config_t& config
 }
 
 bool ChipFile::openExisting() {
-    // Without O_NONBLOCK a device or a pipe of this name might keep the process waiting.
-    file_.open(::open(path_.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (file_.get() >= 0)
+    file_ = Pello::openPrivately(AT_FDCWD, path_);
+    if (file_)
         return true;
     if (errno == ENOENT)
         return false;
@@ -168,8 +138,8 @@ bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
     if (made < 0)
         failed("make a file in its directory", errno);
     Temporary temporary{name};
-    file_.open(made);
-    if (::fchmod(made, kMode) != 0)
+    file_ = Pello::FileDescriptor(made);
+    if (::fchmod(made, Pello::kPrivateFileMode) != 0)
         failed("set the mode", errno);
     allocate(0, kAreasAt);
     map();
@@ -191,15 +161,19 @@ void ChipFile::checkFile() const {
     struct stat state {};
     if (::fstat(file_.get(), &state) != 0)
         failed("look at the file", errno);
-    if (!S_ISREG(state.st_mode))
+    switch (Pello::flawOfFile(state)) {
+    case Pello::Flaw::none:
+        break;
+    case Pello::Flaw::notRegular:
         refuse(P4_PD_STATUS_INVALID_ARG, "is not a regular file");
-    if (state.st_uid != ::geteuid())
+    case Pello::Flaw::otherOwner:
         refuse(P4_PD_STATUS_INVALID_ARG, "belongs to another user");
-    if ((state.st_mode & ALLPERMS) != kMode)
+    case Pello::Flaw::otherMode:
         refuse(P4_PD_STATUS_INVALID_ARG, "its mode is not 0600");
-    if (state.st_nlink > 1)
+    case Pello::Flaw::moreNames:
         refuse(P4_PD_STATUS_INVALID_ARG,
                "has " + std::to_string(state.st_nlink) + " names (hard links), not one");
+    }
     if (state.st_size < static_cast<off_t>(kAreasAt))
         refuse(P4_PD_STATUS_INTERNAL_ERROR,
                "is no chip file, or cut off: it has " + std::to_string(state.st_size) + " bytes");
@@ -207,7 +181,7 @@ void ChipFile::checkFile() const {
 
 void ChipFile::checkIdentity() {
     IdentityWords words{};
-    if (!moveAll(::pread, file_.get(), reinterpret_cast<char*>(words.data()), sizeof words, 0))
+    if (!Pello::readAll(file_, std::as_writable_bytes(std::span(words)), 0))
         failed("read the file", errno);
     if (words[identity_at::kMagic] != kMagic)
         refuse(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or its header is damaged");
@@ -235,10 +209,7 @@ void ChipFile::checkRoom() const {
 void ChipFile::allocate(std::size_t from, std::size_t size) const {
     if (size == 0)
         return;
-    int error = EINTR;
-    while (error == EINTR)
-        error = ::posix_fallocate(file_.get(), static_cast<off_t>(from), static_cast<off_t>(size));
-    if (error != 0)
+    if (const int error = Pello::allocate(file_, from, size); error != 0)
         failed("get room for the file", error);
 }
 
@@ -292,14 +263,12 @@ void ChipFile::roomIs(std::uint64_t chunks) {
 void ChipFile::writeChunk(std::uint64_t area, std::uint64_t chunk,
                           std::span<const Change> changes) {
     steps_.store();
-    if (!moveAll(::pwrite, file_.get(), reinterpret_cast<const char*>(changes.data()),
-                 changes.size_bytes(), placeOf(area, chunk)))
+    if (!Pello::writeAll(file_, std::as_bytes(changes), placeOf(area, chunk)))
         failed("write the file", errno);
 }
 
 void ChipFile::readChunk(std::uint64_t area, std::uint64_t chunk, std::span<Change> changes) {
-    if (!moveAll(::pread, file_.get(), reinterpret_cast<char*>(changes.data()),
-                 changes.size_bytes(), placeOf(area, chunk))) {
+    if (!Pello::readAll(file_, std::as_writable_bytes(changes), placeOf(area, chunk))) {
         if (errno == 0)
             refuse(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
         failed("read the file", errno);

@@ -9,6 +9,7 @@
 #include "asic/SoftwareAsic.h"
 #include "asic/Steps.h"
 #include "asic/Types.h"
+#include "posix/FileDescriptor.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -71,24 +72,6 @@ class ChipFile {
     /// Of no file yet.
     ChipFile(const char* path, Steps& steps) : path_(path), steps_(steps) {}
 
-    class Descriptor {
-      public:
-        Descriptor() noexcept = default;
-        ~Descriptor() { close(); }
-        Descriptor(const Descriptor&) = delete;
-        Descriptor& operator=(const Descriptor&) = delete;
-
-        void open(int descriptor) noexcept {
-            close();
-            descriptor_ = descriptor;
-        }
-        void close() noexcept;
-        [[nodiscard]] int get() const noexcept { return descriptor_; }
-
-      private:
-        int descriptor_ = -1;
-    };
-
     struct Unmap {
         void operator()(ChipFileLayout* layout) const noexcept;
     };
@@ -103,7 +86,7 @@ class ChipFile {
     void map();
 
     std::string path_;
-    Descriptor file_;
+    Pello::FileDescriptor file_;
     velmor_asic_chip_config_t config_{};
     std::unique_ptr<ChipFileLayout, Unmap> layout_;
     Steps& steps_;

@@ -97,7 +97,7 @@ class MappedTable : public SharedTable<RecordType> {
         return read(hint.position + 1, hint, record);
     }
     void doCorruptionDetected(const Kel::String& message) override {
-        file_.corruptionDetected(message);
+        file_.corruptionDetected(message.charPtr());
     }
 
   private:

@@ -116,8 +116,8 @@ std::optional<Refusal> checkHeader(std::span<const U64, kHeaderWords> header,
     }
     // Before all else: where the rest is depends on it.
     if (const U64 version = header[1] >> kUpper; version != kLayoutVersion) {
-        return Refusal{Kel::format("its layout version is %llu, not %u",
-                                   static_cast<unsigned long long>(version), kLayoutVersion),
+        return Refusal{"its layout version is " + std::to_string(version) + ", not " +
+                           std::to_string(kLayoutVersion),
                        false};
     }
     if (header[kChecksumWord] != sumOf(header.first(kChecksummedWords))) {
@@ -128,9 +128,8 @@ std::optional<Refusal> checkHeader(std::span<const U64, kHeaderWords> header,
         const U64 found = header[field.word] >> field.shift & field.mask;
         const U64 wanted = expected[field.word] >> field.shift & field.mask;
         if (found != wanted) {
-            return Refusal{Kel::format("its %s is %llu, not %llu", field.name,
-                                       static_cast<unsigned long long>(found),
-                                       static_cast<unsigned long long>(wanted)),
+            return Refusal{std::string("its ") + field.name + " is " + std::to_string(found) +
+                               ", not " + std::to_string(wanted),
                            false};
         }
     }
@@ -147,12 +146,10 @@ std::optional<Refusal> checkHeader(std::span<const U64, kHeaderWords> header,
         return Refusal{"its latest commit is damaged", true};
     }
     if (const U64 commit = commitOf(header[kCommitWord]); commit + 1 < table.context.commit) {
-        return Refusal{
-            Kel::format("it is an old copy, of commit %llu of the desired state, which is "
-                        "at commit %llu",
-                        static_cast<unsigned long long>(commit),
-                        static_cast<unsigned long long>(table.context.commit)),
-            false};
+        return Refusal{"it is an old copy, of commit " + std::to_string(commit) +
+                           " of the desired state, which is at commit " +
+                           std::to_string(table.context.commit),
+                       false};
     }
     return std::nullopt;
 }

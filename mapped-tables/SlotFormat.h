@@ -3,9 +3,9 @@
 #include <array>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "framework/Export.h"
-#include "framework/String.h"
 #include "framework/Words.h"
 #include "platform/Glimt/SharedTable.h"
 
@@ -119,7 +119,7 @@ TableDescription ofThisChip(TableDescription table,
 
 /// Why a file is not the table that the description asks for.
 struct Refusal {
-    Kel::String reason;
+    std::string reason;
     /// The file was damaged, which is worth a look; otherwise it is just another table.
     bool isDamage = false;
 };

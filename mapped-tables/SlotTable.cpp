@@ -248,8 +248,9 @@ std::size_t SlotTable::freeSlot(const SlotContent& content) {
     const auto held = held_.find(content.key);
     const bool wasRecord = held != held_.end() && held->second.handle != 0;
     if (isRecord && !wasRecord && records() >= description_.capacity) {
-        throw Pello::StateException(description_.name,
-                                    Kel::format("full: it has %u records", description_.capacity));
+        throw Pello::StateException(description_.name, "full: it has " +
+                                                           std::to_string(description_.capacity) +
+                                                           " records");
     }
     if (!isRecord && held == held_.end() && reserved_.size() >= SlotFormat::kReservations) {
         contentDel(*reserved_.begin());

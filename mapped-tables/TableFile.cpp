@@ -65,7 +65,7 @@ TableFile::TableFile(std::shared_ptr<const Pello::StateDirectory> directory,
     slots_.emplace(mapping_->words(), description, std::move(beforeStore));
 }
 
-void TableFile::refuse(const Kel::String& name, const SlotFormat::Refusal& refusal) {
+void TableFile::refuse(const std::string& name, const SlotFormat::Refusal& refusal) {
     coldReason_ = directory_->pathOf(name) + ": " + refusal.reason;
     if (refusal.isDamage) {
         damagedCopy_ = directory_->moveDamaged(name);
@@ -73,7 +73,7 @@ void TableFile::refuse(const Kel::String& name, const SlotFormat::Refusal& refus
 }
 
 std::optional<FileMapping> TableFile::openWarm(const TableDescription& description) {
-    const Kel::String name = description.name;
+    const std::string name = description.name;
     const auto file = directory_->open(name);
     if (!file) {
         isNew_ = true;
@@ -82,7 +82,7 @@ std::optional<FileMapping> TableFile::openWarm(const TableDescription& descripti
     }
     const std::size_t size = sizeOf(description);
     const SlotFormat::Refusal wrongSize{
-        Kel::format("its size is %zu bytes, not %zu", file->size, size), true};
+        "its size is " + std::to_string(file->size) + " bytes, not " + std::to_string(size), true};
     if (file->size < kHeaderSize) {
         refuse(name, wrongSize);
         return std::nullopt;
@@ -111,7 +111,7 @@ FileMapping TableFile::createCold(const TableDescription& description) const {
     return mapping;
 }
 
-void TableFile::corruptionDetected(const Kel::String& message) {
+void TableFile::corruptionDetected(const std::string& message) {
     ++corruptions_;
     latestCorruption_ = message;
     if (slots_->isMarked()) {
@@ -121,7 +121,7 @@ void TableFile::corruptionDetected(const Kel::String& message) {
         damagedCopy_ =
             directory_->keepDamaged(slots_->description().name, std::as_bytes(mapping_->words()));
     } catch (const Pello::StateException& e) {
-        latestCorruption_ = message + "; no copy was kept: " + e.msg();
+        latestCorruption_ = message + "; no copy was kept: " + e.what();
     }
     slots_->mark();
 }

@@ -36,7 +36,7 @@ class TableFile {
                                                  const TableDescription& description);
 
     /// Why the table started empty; empty itself when the table started with what the file held.
-    const Kel::String& coldReason() const noexcept { return coldReason_; }
+    const std::string& coldReason() const noexcept { return coldReason_; }
     bool isWarm() const noexcept { return coldReason_.empty(); }
     /// There was no file, as when an agent starts for the first time.
     bool isNew() const noexcept { return isNew_; }
@@ -46,25 +46,25 @@ class TableFile {
 
     /// Counts a corruption. The first one of a run also leaves a copy of the file beside it and
     /// marks the table, which the next run then does not believe. Never throws for want of room.
-    void corruptionDetected(const Kel::String& message);
+    void corruptionDetected(const std::string& message);
     Kel::U32 corruptions() const noexcept { return corruptions_; }
-    const Kel::String& latestCorruption() const noexcept { return latestCorruption_; }
+    const std::string& latestCorruption() const noexcept { return latestCorruption_; }
     /// Name of the file that keeps what was damaged; empty: there is none.
-    const Kel::String& damagedCopy() const noexcept { return damagedCopy_; }
+    const std::string& damagedCopy() const noexcept { return damagedCopy_; }
 
   private:
     std::optional<Pello::FileMapping> openWarm(const TableDescription& description);
     Pello::FileMapping createCold(const TableDescription& description) const;
-    void refuse(const Kel::String& name, const SlotFormat::Refusal& refusal);
+    void refuse(const std::string& name, const SlotFormat::Refusal& refusal);
 
     std::shared_ptr<const Pello::StateDirectory> directory_;
     bool isNew_ = false;
-    Kel::String coldReason_;
-    Kel::String damagedCopy_;
+    std::string coldReason_;
+    std::string damagedCopy_;
     std::optional<Pello::FileMapping> mapping_;
     std::optional<SlotTable> slots_;
     Kel::U32 corruptions_ = 0;
-    Kel::String latestCorruption_;
+    std::string latestCorruption_;
 };
 
 } // namespace Glimt

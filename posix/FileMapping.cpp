@@ -8,13 +8,13 @@
 
 namespace Pello {
 
-FileMapping::FileMapping(const FileDescriptor& file, std::size_t words, const Kel::String& path) {
-    void* const memory = ::mmap(nullptr, words * sizeof(Kel::U64), PROT_READ | PROT_WRITE,
+FileMapping::FileMapping(const FileDescriptor& file, std::size_t words, const std::string& path) {
+    void* const memory = ::mmap(nullptr, words * sizeof(std::uint64_t), PROT_READ | PROT_WRITE,
                                 MAP_SHARED, file.get(), 0);
     if (memory == MAP_FAILED) {
         throw StateException(path, "map the file", errno);
     }
-    words_ = {static_cast<Kel::U64*>(memory), words};
+    words_ = {static_cast<std::uint64_t*>(memory), words};
 }
 
 FileMapping::~FileMapping() {

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
+#include <string>
 
-#include "framework/String.h"
-#include "framework/Words.h"
 #include "posix/FileDescriptor.h"
 
 namespace Pello {
@@ -14,7 +14,7 @@ namespace Pello {
 class FileMapping {
   public:
     /// Maps the file, which must have that size and space of its own. Throws `StateException`.
-    FileMapping(const FileDescriptor& file, std::size_t words, const Kel::String& path);
+    FileMapping(const FileDescriptor& file, std::size_t words, const std::string& path);
     FileMapping(FileMapping&& other) noexcept : words_(std::exchange(other.words_, {})) {}
     FileMapping& operator=(FileMapping&& other) noexcept {
         std::swap(words_, other.words_);
@@ -22,10 +22,10 @@ class FileMapping {
     }
     ~FileMapping();
 
-    std::span<Kel::U64> words() const noexcept { return words_; }
+    std::span<std::uint64_t> words() const noexcept { return words_; }
 
   private:
-    std::span<Kel::U64> words_;
+    std::span<std::uint64_t> words_;
 };
 
 } // namespace Pello

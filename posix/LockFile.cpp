@@ -26,30 +26,30 @@ unsigned holderOf(const FileDescriptor& file) {
 
 } // namespace
 
-LockFile::LockFile(const Kel::String& path, const Kel::String& subject)
+LockFile::LockFile(const std::string& path, const std::string& subject)
     : LockFile(AT_FDCWD, path, path, subject) {}
 
-LockFile::LockFile(const FileDescriptor& directory, const Kel::String& name,
-                   const Kel::String& path, const Kel::String& subject)
+LockFile::LockFile(const FileDescriptor& directory, const std::string& name,
+                   const std::string& path, const std::string& subject)
     : LockFile(directory.get(), name, path, subject) {}
 
-LockFile::LockFile(int directory, const Kel::String& name, const Kel::String& path,
-                   const Kel::String& subject)
+LockFile::LockFile(int directory, const std::string& name, const std::string& path,
+                   const std::string& subject)
     : file_(openPrivateFile(directory, name, path, O_CREAT)) {
     if (::flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK) {
-            throw StateException(
-                subject, Kel::format("in use by another agent, process %u", holderOf(file_)));
+            throw StateException(subject, "in use by another agent, process " +
+                                              std::to_string(holderOf(file_)));
         }
         throw StateException(path, "lock it", errno);
     }
     checkPrivateFile(file_, path);
     // For the message above only: the lock itself ends with the process. So a full disk, on which
     // tables that have their space still work, is no reason to stop.
-    const Kel::String pid = Kel::format("%d\n", ::getpid());
+    const std::string pid = std::to_string(::getpid()) + "\n";
     [[maybe_unused]] const bool isNamed =
         ::ftruncate(file_.get(), 0) == 0 &&
-        ::pwrite(file_.get(), pid.charPtr(), pid.size(), 0) == static_cast<ssize_t>(pid.size());
+        ::pwrite(file_.get(), pid.c_str(), pid.size(), 0) == static_cast<ssize_t>(pid.size());
 }
 
 } // namespace Pello

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "framework/Export.h"
-#include "framework/String.h"
+#include <string>
+
 #include "posix/FileDescriptor.h"
 
 namespace Pello {
@@ -20,14 +20,14 @@ class LockFile {
     /// Takes the lock at a path; `subject` is what it stands for. Throws `StateException`: about
     /// the subject ("in use by another agent, process 7") when somebody holds it, about the file
     /// when that is a link, no regular file, another user's, or of another mode or more names.
-    LockFile(const Kel::String& path, const Kel::String& subject);
+    LockFile(const std::string& path, const std::string& subject);
     /// The same for a file in a directory that is open.
-    LockFile(const FileDescriptor& directory, const Kel::String& name, const Kel::String& path,
-             const Kel::String& subject);
+    LockFile(const FileDescriptor& directory, const std::string& name, const std::string& path,
+             const std::string& subject);
 
   private:
-    LockFile(int directory, const Kel::String& name, const Kel::String& path,
-             const Kel::String& subject);
+    LockFile(int directory, const std::string& name, const std::string& path,
+             const std::string& subject);
 
     FileDescriptor file_;
 };

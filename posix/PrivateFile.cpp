@@ -1,9 +1,10 @@
 #include "posix/PrivateFile.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
 
 #include "posix/StateException.h"
 
@@ -11,11 +12,7 @@ namespace Pello {
 
 namespace {
 
-constexpr mode_t kModeBits = 07777;
-// Without O_NONBLOCK a pipe in the place of a file would hold the agent up for ever.
-constexpr int kOpenFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-
-struct stat statusOf(const FileDescriptor& file, const Kel::String& path) {
+struct stat statusOf(const FileDescriptor& file, const std::string& path) {
     struct stat status {};
     if (::fstat(file.get(), &status) != 0) {
         throw StateException(path, "examine it", errno);
@@ -23,32 +20,50 @@ struct stat statusOf(const FileDescriptor& file, const Kel::String& path) {
     return status;
 }
 
-void checkOwnerAndMode(const struct stat& status, mode_t mode, const Kel::String& path) {
-    if (status.st_uid != ::geteuid()) {
-        throw StateException(path, Kel::format("refused: its owner is user %u, not user %u",
-                                               status.st_uid, ::geteuid()));
+std::string octal(mode_t mode) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%04o", mode);
+    return text.data();
+}
+
+std::string textOf(Flaw flaw, const struct stat& status, mode_t mode) {
+    switch (flaw) {
+    case Flaw::none:
+        break;
+    case Flaw::notRegular:
+        return "it is not a regular file";
+    case Flaw::otherOwner:
+        return "its owner is user " + std::to_string(status.st_uid) + ", not user " +
+               std::to_string(::geteuid());
+    case Flaw::otherMode:
+        return "its mode is " + octal(modeOf(status)) + ", not " + octal(mode);
+    case Flaw::moreNames:
+        return "it has " + std::to_string(status.st_nlink) + " links, not 1";
     }
-    if ((status.st_mode & kModeBits) != mode) {
-        throw StateException(path, Kel::format("refused: its mode is %04o, not %04o",
-                                               status.st_mode & kModeBits, mode));
+    return {};
+}
+
+void require(Flaw flaw, const struct stat& status, mode_t mode, const std::string& path) {
+    if (flaw != Flaw::none) {
+        throw StateException(path, "refused: " + textOf(flaw, status, mode));
     }
 }
 
-[[noreturn]] void throwOpenFailed(const Kel::String& path, int error) {
+[[noreturn]] void throwOpenFailed(const std::string& path, int error) {
     if (error == ELOOP) {
         throw StateException(path, "refused: it is a symbolic link");
     }
     if (error == EISDIR || error == ENXIO) {
-        throw StateException(path, "refused: it is not a regular file");
+        throw StateException(path, "refused: " + textOf(Flaw::notRegular, {}, 0));
     }
     throw StateException(path, "open it", error);
 }
 
 } // namespace
 
-FileDescriptor openPrivateFile(int directory, const Kel::String& name, const Kel::String& path,
+FileDescriptor openPrivateFile(int directory, const std::string& name, const std::string& path,
                                int flags) {
-    FileDescriptor file(::openat(directory, name.charPtr(), kOpenFlags | flags, kPrivateFileMode));
+    FileDescriptor file = openPrivately(directory, name, flags);
     const int error = errno;
     const bool isMerelyMissing = error == ENOENT && (flags & O_CREAT) == 0;
     if (!file && !isMerelyMissing) {
@@ -57,21 +72,15 @@ FileDescriptor openPrivateFile(int directory, const Kel::String& name, const Kel
     return file;
 }
 
-std::size_t checkPrivateFile(const FileDescriptor& file, const Kel::String& path) {
+std::size_t checkPrivateFile(const FileDescriptor& file, const std::string& path) {
     const auto status = statusOf(file, path);
-    if (!S_ISREG(status.st_mode)) {
-        throw StateException(path, "refused: it is not a regular file");
-    }
-    checkOwnerAndMode(status, kPrivateFileMode, path);
-    if (status.st_nlink != 1) {
-        throw StateException(path, Kel::format("refused: it has %lu links, not 1",
-                                               static_cast<unsigned long>(status.st_nlink)));
-    }
+    require(flawOfFile(status), status, kPrivateFileMode, path);
     return static_cast<std::size_t>(status.st_size);
 }
 
-void checkPrivateDirectory(const FileDescriptor& directory, const Kel::String& path) {
-    checkOwnerAndMode(statusOf(directory, path), kPrivateDirectoryMode, path);
+void checkPrivateDirectory(const FileDescriptor& directory, const std::string& path) {
+    const auto status = statusOf(directory, path);
+    require(flawOfDirectory(status), status, kPrivateDirectoryMode, path);
 }
 
 } // namespace Pello

@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <string>
 
 #include "posix/PrivateFile.h"
 #include "posix/StateException.h"
@@ -24,41 +22,25 @@ std::string trimmed(std::string path) {
     return path;
 }
 
-Kel::String privateName(const Kel::String& name) {
+std::string privateName(const std::string& name) {
     return "." + name + ".new";
 }
 
-void allocateSpace(const FileDescriptor& file, std::size_t size, const Kel::String& path) {
-    int error = 0;
-    do {
-        error = ::posix_fallocate(file.get(), 0, static_cast<off_t>(size));
-    } while (error == EINTR);
-    if (error != 0) {
-        throw StateException(path, Kel::format("allocate %zu bytes", size), error);
-    }
-}
-
-void writeAll(const FileDescriptor& file, std::span<const std::byte> bytes,
-              const Kel::String& path) {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(file.get(), bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR) {
-            throw StateException(path, "write it", errno);
-        }
-        bytes = bytes.subspan(written < 0 ? 0 : static_cast<std::size_t>(written));
+void allocateSpace(const FileDescriptor& file, std::size_t size, const std::string& path) {
+    if (const int error = Pello::allocate(file, 0, size); error != 0) {
+        throw StateException(path, "allocate " + std::to_string(size) + " bytes", error);
     }
 }
 
 } // namespace
 
-StateDirectory::StateDirectory(const Kel::String& path)
-    : path_(trimmed(std::string(std::string_view(path)))) {
-    const bool isNew = ::mkdir(path_.charPtr(), kPrivateDirectoryMode) == 0;
+StateDirectory::StateDirectory(const std::string& path) : path_(trimmed(path)) {
+    const bool isNew = ::mkdir(path_.c_str(), kPrivateDirectoryMode) == 0;
     if (!isNew && errno != EEXIST) {
         throw StateException(path_, "create the directory", errno);
     }
     directory_ =
-        FileDescriptor(::open(path_.charPtr(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        FileDescriptor(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!directory_) {
         const int error = errno;
         if (error == ELOOP || error == ENOTDIR) {
@@ -74,8 +56,8 @@ StateDirectory::StateDirectory(const Kel::String& path)
     lock_.emplace(directory_, kLockName, pathOf(kLockName), path_);
 }
 
-std::optional<StateDirectory::File> StateDirectory::open(const Kel::String& name) const {
-    const Kel::String path = pathOf(name);
+std::optional<StateDirectory::File> StateDirectory::open(const std::string& name) const {
+    const std::string path = pathOf(name);
     FileDescriptor file = openPrivateFile(directory_.get(), name, path);
     if (!file) {
         return std::nullopt;
@@ -85,23 +67,23 @@ std::optional<StateDirectory::File> StateDirectory::open(const Kel::String& name
 }
 
 std::optional<StateDirectory::Identity>
-StateDirectory::identityOf(const Kel::String& name) const noexcept {
+StateDirectory::identityOf(const std::string& name) const noexcept {
     struct stat status {};
-    if (::fstatat(directory_.get(), name.charPtr(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (::fstatat(directory_.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
         return std::nullopt;
     }
     return Identity{status.st_dev, status.st_ino, status.st_size};
 }
 
-void StateDirectory::allocate(const Kel::String& name, const File& file) const {
+void StateDirectory::allocate(const std::string& name, const File& file) const {
     allocateSpace(file.descriptor, file.size, pathOf(name));
 }
 
-FileDescriptor StateDirectory::create(const Kel::String& name, std::size_t size) const {
-    const Kel::String hidden = privateName(name);
-    const Kel::String path = pathOf(hidden);
+FileDescriptor StateDirectory::create(const std::string& name, std::size_t size) const {
+    const std::string hidden = privateName(name);
+    const std::string path = pathOf(hidden);
     // One of an agent that was killed before it published may be there.
-    if (::unlinkat(directory_.get(), hidden.charPtr(), 0) != 0 && errno != ENOENT) {
+    if (::unlinkat(directory_.get(), hidden.c_str(), 0) != 0 && errno != ENOENT) {
         throw StateException(path, "remove it", errno);
     }
     FileDescriptor file = openPrivateFile(directory_.get(), hidden, path, O_CREAT | O_EXCL);
@@ -111,23 +93,23 @@ FileDescriptor StateDirectory::create(const Kel::String& name, std::size_t size)
         }
         allocateSpace(file, size, path);
     } catch (const StateException&) {
-        ::unlinkat(directory_.get(), hidden.charPtr(), 0);
+        ::unlinkat(directory_.get(), hidden.c_str(), 0);
         throw;
     }
     return file;
 }
 
-void StateDirectory::publish(const Kel::String& name) const {
-    const Kel::String hidden = privateName(name);
-    if (::renameat(directory_.get(), hidden.charPtr(), directory_.get(), name.charPtr()) != 0) {
+void StateDirectory::publish(const std::string& name) const {
+    const std::string hidden = privateName(name);
+    if (::renameat(directory_.get(), hidden.c_str(), directory_.get(), name.c_str()) != 0) {
         throw StateException(pathOf(name), "publish it", errno);
     }
 }
 
-Kel::String StateDirectory::damagedName(const Kel::String& name) const {
-    Kel::String damaged;
+std::string StateDirectory::damagedName(const std::string& name) const {
+    std::string damaged;
     for (int i = 1; i <= kDamagedCopies; ++i) {
-        damaged = name + Kel::format(".damaged-%d", i);
+        damaged = name + ".damaged-" + std::to_string(i);
         if (!identityOf(damaged)) {
             break;
         }
@@ -135,17 +117,19 @@ Kel::String StateDirectory::damagedName(const Kel::String& name) const {
     return damaged;
 }
 
-Kel::String StateDirectory::keepDamaged(const Kel::String& name,
+std::string StateDirectory::keepDamaged(const std::string& name,
                                         std::span<const std::byte> bytes) const {
-    const Kel::String damaged = damagedName(name);
-    writeAll(create(damaged, bytes.size()), bytes, pathOf(damaged));
+    const std::string damaged = damagedName(name);
+    if (!writeAll(create(damaged, bytes.size()), bytes, 0)) {
+        throw StateException(pathOf(damaged), "write it", errno);
+    }
     publish(damaged);
     return damaged;
 }
 
-Kel::String StateDirectory::moveDamaged(const Kel::String& name) const {
-    const Kel::String damaged = damagedName(name);
-    if (::renameat(directory_.get(), name.charPtr(), directory_.get(), damaged.charPtr()) != 0) {
+std::string StateDirectory::moveDamaged(const std::string& name) const {
+    const std::string damaged = damagedName(name);
+    if (::renameat(directory_.get(), name.c_str(), directory_.get(), damaged.c_str()) != 0) {
         throw StateException(pathOf(name), "move it aside", errno);
     }
     return damaged;

@@ -4,8 +4,8 @@
 
 #include <optional>
 #include <span>
+#include <string>
 
-#include "framework/String.h"
 #include "posix/LockFile.h"
 
 namespace Pello {
@@ -26,10 +26,10 @@ class StateDirectory {
     /// Creates the directory (mode 0700; the one above it must be there) or checks the one that is
     /// there: a directory, not a link, of this user, mode 0700. Then takes the lock; another agent
     /// that has it is named.
-    explicit StateDirectory(const Kel::String& path);
+    explicit StateDirectory(const std::string& path);
 
-    const Kel::String& path() const noexcept { return path_; }
-    Kel::String pathOf(const Kel::String& name) const { return path_ + "/" + name; }
+    const std::string& path() const noexcept { return path_; }
+    std::string pathOf(const std::string& name) const { return path_ + "/" + name; }
 
     struct File {
         FileDescriptor descriptor;
@@ -38,7 +38,7 @@ class StateDirectory {
     /// Opens a file for reading and writing; none when there is no such file. Throws when it is not
     /// a regular file of this user with mode 0600 and one name only; which it is stands in the
     /// message. The size is for the caller to judge.
-    std::optional<File> open(const Kel::String& name) const;
+    std::optional<File> open(const std::string& name) const;
 
     /// What tells a file from another one that takes its name, and its size.
     struct Identity {
@@ -51,30 +51,30 @@ class StateDirectory {
         }
     };
     /// Of whatever has the name now; none when nothing has, or it cannot be looked at.
-    std::optional<Identity> identityOf(const Kel::String& name) const noexcept;
+    std::optional<Identity> identityOf(const std::string& name) const noexcept;
 
     /// Gives an opened file the space for all its bytes, should it have holes.
-    void allocate(const Kel::String& name, const File& file) const;
+    void allocate(const std::string& name, const File& file) const;
 
     /// Creates a file of that size, zeros with their space allocated, under the private name that
     /// `publish` expects. A file system without that much room is a `StateException`, now and not a
     /// signal at some later store.
-    FileDescriptor create(const Kel::String& name, std::size_t size) const;
+    FileDescriptor create(const std::string& name, std::size_t size) const;
     /// Lets the created file take the place of whatever has the name.
-    void publish(const Kel::String& name) const;
+    void publish(const std::string& name) const;
 
     /// Keeps a copy of the bytes beside the file for a person to look at, or moves the file itself
     /// there; returns the name that it got. The first copies are kept, being closest to the cause;
     /// when there are `kDamagedCopies` the latest is replaced.
-    Kel::String keepDamaged(const Kel::String& name, std::span<const std::byte> bytes) const;
-    Kel::String moveDamaged(const Kel::String& name) const;
+    std::string keepDamaged(const std::string& name, std::span<const std::byte> bytes) const;
+    std::string moveDamaged(const std::string& name) const;
 
     static constexpr int kDamagedCopies = 4;
 
   private:
-    Kel::String damagedName(const Kel::String& name) const;
+    std::string damagedName(const std::string& name) const;
 
-    Kel::String path_;
+    std::string path_;
     FileDescriptor directory_;
     std::optional<LockFile> lock_;
 };

@@ -1,22 +1,20 @@
 #pragma once
 
+#include <stdexcept>
+#include <string>
 #include <system_error>
-
-#include "platform/Pello/CorruptionDetectedException.h"
 
 namespace Pello {
 
 /// The state on disk cannot be used: the message names the path and the reason. Whoever catches it
 /// can neither go on with that state nor replace it without a person's decision.
-class StateException : public Exception {
+class StateException : public std::runtime_error {
   public:
-    StateException(const Kel::String& path, const Kel::String& reason)
-        : Exception(path + ": " + reason) {}
+    StateException(const std::string& path, const std::string& reason)
+        : std::runtime_error(path + ": " + reason) {}
     /// The same from a failed system call: "cannot WHAT: the error's text".
-    StateException(const Kel::String& path, const Kel::String& what, int error)
-        : StateException(path, "cannot " + what + ": " +
-                                   Kel::String(std::generic_category().message(error))) {}
-    ~StateException() override;
+    StateException(const std::string& path, const std::string& what, int error)
+        : StateException(path, "cannot " + what + ": " + std::generic_category().message(error)) {}
 };
 
 } // namespace Pello

@@ -58,7 +58,7 @@ std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
     const bool hasFile = asic.isPresent() || !options.chipFile.empty();
     StatefulChip stateful{.scope = {target.device, target.pipe}};
     if (hasFile) {
-        stateful.file = options.chipFile.empty() ? options.directory->pathOf("chip").charPtr()
+        stateful.file = options.chipFile.empty() ? options.directory->pathOf("chip")
                                                  : options.chipFile;
     }
     stateful.attach = [&]() -> StatefulChip::Facts {

@@ -48,7 +48,7 @@ ControlSocket::ControlSocket(std::string path) : path_(std::move(path)) {
 
 void ControlSocket::lock() {
     try {
-        lock_.emplace(Kel::String(path_ + ".lock"), Kel::String(path_));
+        lock_.emplace(path_ + ".lock", path_);
     } catch (const Pello::StateException& e) {
         const auto socket = newSocket(path_);
         if (connectTo(socket, path_) == 0) {

@@ -79,7 +79,7 @@ int reserve(const Pello::FileDescriptor& file, off_t bytes) {
 }
 
 Pello::FileDescriptor openLog(const Pello::StateDirectory& directory) {
-    const Kel::String name = Kel::String(kStateFile) + "-wal";
+    const std::string name = std::string(kStateFile) + "-wal";
     try {
         if (auto log = directory.open(name)) {
             return std::move(log->descriptor);
@@ -87,7 +87,7 @@ Pello::FileDescriptor openLog(const Pello::StateDirectory& directory) {
     } catch (const Pello::StateException& e) {
         throw CommandError(ErrorKind::storage, e.what());
     }
-    storageFailed(directory.pathOf(name).charPtr(), "open it", "somebody has removed it");
+    storageFailed(directory.pathOf(name), "open it", "somebody has removed it");
 }
 
 } // namespace

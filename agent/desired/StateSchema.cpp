@@ -209,10 +209,10 @@ bool isDatabaseThere(const StateDirectory& directory, const std::string& path) {
         checkHeader(path, file->descriptor);
     }
     for (const char* companion : {"-wal", "-shm", "-journal"}) {
-        const Kel::String name = Kel::String(kStateFile) + companion;
+        const std::string name = std::string(kStateFile) + companion;
         if (directory.open(name) && !file) {
             storageRefused(
-                directory.pathOf(name).charPtr(),
+                directory.pathOf(name),
                 "the database that it belongs to is not there: put that back, or move this "
                 "away");
         }
@@ -272,9 +272,9 @@ void checkScope(const SqliteConnection& database, const ChipScope& scope) {
 /// The directory's path without links, as SQLite is told to follow none.
 std::string pathWithoutLinks(const StateDirectory& directory) {
     std::error_code error;
-    const auto path = std::filesystem::canonical(directory.path().charPtr(), error);
+    const auto path = std::filesystem::canonical(directory.path(), error);
     if (error) {
-        storageFailed(directory.path().charPtr(), "find it", error.message());
+        storageFailed(directory.path(), "find it", error.message());
     }
     return path / kStateFile;
 }
@@ -370,7 +370,7 @@ void settleOld(const std::string& path, const std::string& scope) {
 /// Its log would be written into the next database of the name.
 void removeOld(const StateDirectory& directory) {
     for (const char* companion : {"-wal", "-shm", "-journal"}) {
-        const std::string name = directory.pathOf(Kel::String(kStateFile) + companion).charPtr();
+        const std::string name = directory.pathOf(std::string(kStateFile) + companion);
         if (::unlink(name.c_str()) != 0 && errno != ENOENT) {
             storageFailed(name, "remove it", std::generic_category().message(errno));
         }

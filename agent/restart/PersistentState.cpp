@@ -33,7 +33,7 @@ constexpr const char* kWithoutThem = "; to start without, and lose what it had, 
 /// place of the lost one would take all of that away.
 void requireDatabaseOfRecords(const Pello::StateDirectory& directory) {
     if (!directory.open(kStateFile) && SharedKeyManager::mayHoldRecords(directory)) {
-        storageRefused(directory.pathOf(kStateFile).charPtr(),
+        storageRefused(directory.pathOf(kStateFile),
                        std::string("it is not there, but the tables of records 'entries', "
                                    "'members' and 'groups' are, and not empty: put the file back") +
                            kWithoutThem);
@@ -113,7 +113,7 @@ std::string PersistentState::harm() const {
         return "the chip has lost its state: its boot generation is another one";
     }
     for (const auto& [name, identity] : files_) {
-        const std::string path = directory_->pathOf(name).charPtr();
+        const std::string path = directory_->pathOf(name);
         const auto now = directory_->identityOf(name);
         if (!now || !now->isSameFile(identity)) {
             return path + " was removed or replaced";
@@ -133,9 +133,9 @@ std::vector<std::string> PersistentState::coldTables() const {
     const auto look = [&](const Glimt::TableFile& file) {
         isFirstStart = isFirstStart && file.isNew();
         if (!file.isWarm()) {
-            const std::string kept = file.damagedCopy().charPtr();
+            const std::string kept = file.damagedCopy();
             reasons.push_back(
-                "a table of records starts empty: " + std::string(file.coldReason().charPtr()) +
+                "a table of records starts empty: " + file.coldReason() +
                 (kept.empty() ? "" : "; it is kept as " + kept));
         }
     };

@@ -110,7 +110,7 @@ class PersistentState {
 
     std::function<std::uint64_t()> bootNow_;
     std::uint64_t boot_ = 0;
-    std::vector<std::pair<Kel::String, Pello::StateDirectory::Identity>> files_;
+    std::vector<std::pair<std::string, Pello::StateDirectory::Identity>> files_;
 };
 
 } // namespace LagAgent

@@ -14,7 +14,7 @@ auto recordsOf(const Table& table, std::vector<std::string>& corruptions) {
     std::vector<typename Table::Record> records;
     records.reserve(table.slots().records());
     const auto& file = table.file();
-    std::string corruption = file.corruptions() == 0 ? "" : file.latestCorruption().charPtr();
+    std::string corruption = file.corruptions() == 0 ? "" : file.latestCorruption();
     try {
         Glimt::IterHint hint;
         typename Table::Record record{};

@@ -16,8 +16,8 @@ namespace {
 void noteDamage(const Glimt::TableFile& table, StartReport& report) {
     if (table.corruptions() != 0) {
         report.note("a table of records is damaged and was read in part: " +
-                    std::string(table.latestCorruption().charPtr()) + "; it is kept as " +
-                    table.damagedCopy().charPtr());
+                    table.latestCorruption() + "; it is kept as " +
+                    table.damagedCopy());
     }
 }
 

@@ -299,7 +299,7 @@ TEST_F(SharedKeyManagerTest, AKeyInTwoTablesIsACorruptionOfBoth) {
     EXPECT_THAT(groups(), IsEmpty());
     for (const auto* file :
          {&manager_->adtGlimtTableConfig()->file(), &manager_->selGrpGlimtTableConfig()->file()}) {
-        EXPECT_THAT(std::string(file->latestCorruption().charPtr()),
+        EXPECT_THAT(file->latestCorruption(),
                     HasSubstr("another table has its key"));
     }
 }

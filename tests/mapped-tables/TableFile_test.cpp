@@ -122,7 +122,7 @@ TEST_F(TableFileTest, ContextIsToldWithoutOpeningTheTableAlsoOfOneThatWasFoundCo
 TEST_F(TableFileTest, ATableMoreThanOneCommitBehindStartsColdAndOneOfAnotherStateToo) {
     const auto reason = [this](U64 state, U64 commit) {
         const Entries table(directory_, 8, {.state = state, .commit = commit});
-        return std::string(table.file().coldReason().charPtr());
+        return table.file().coldReason();
     };
     reason(1, 5);
     EXPECT_EQ(reason(1, 4), "");

@@ -263,7 +263,7 @@ TEST_F(FullDisk, TablesThatHaveTheirSpaceAreOpenedWrittenAndFoundCorrupt) {
     }
     EXPECT_EQ(walked(table).size(), 100u);
     table.doCorruptionDetected("seen");
-    EXPECT_THAT(std::string(table.file().latestCorruption().charPtr()),
+    EXPECT_THAT(table.file().latestCorruption(),
                 StartsWith("seen; no copy was kept: "));
     EXPECT_TRUE(table.slots().isMarked());
 }

@@ -1,7 +1,0 @@
-#include "posix/StateException.h"
-
-namespace Pello {
-
-StateException::~StateException() = default;
-
-} // namespace Pello
