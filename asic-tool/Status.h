@@ -16,7 +16,7 @@ inline void require(pipe_status status, const char* otherwise) {
 inline constexpr const char* kCannotBeRead = "the chip cannot be read";
 
 /// Whether a read found something. Nothing is there only when the status says `none`; any other
-/// failure means that nobody knows, and throws like `require`.
+/// failure leaves that open, and throws like `require`.
 inline bool isFound(pipe_status status, pipe_status none = P4_PD_STATUS_OBJ_NOT_FOUND) {
     if (status != none)
         require(status, kCannotBeRead);

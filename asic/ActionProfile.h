@@ -1,4 +1,4 @@
-// The action profile of a chip: members, selector groups, and who uses them.
+// The action profile of a chip: members, selector groups, and what uses them.
 #pragma once
 
 #include "asic/HandleCounter.h"

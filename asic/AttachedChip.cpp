@@ -29,16 +29,16 @@ AttachedChip::AttachedChip(int device, const char* path, const velmor_asic_chip_
     const std::uint64_t epoch = file_.head().epoch.load(kAcquire);
     const CheckpointWords words = checkpointOf(epoch);
     if (!isSealed(words) || words[checkpoint_at::kFirstCall] > end())
-        damaged();
+        throwDamaged();
     // What a computer that went down has left of the ring and of the list is not looked at.
     if (words[checkpoint_at::kSystemBoot] != systemBoot())
         powerCycleLocked();
     if (!tryCatchUp())
-        damaged();
+        throwDamaged();
 }
 
-void AttachedChip::damaged() {
-    file_.refuse(P4_PD_STATUS_INTERNAL_ERROR, "what it says of the chip is damaged");
+void AttachedChip::throwDamaged() {
+    file_.throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "what it says of the chip is damaged");
 }
 
 CheckpointWords AttachedChip::checkpointOf(std::uint64_t epoch) noexcept {
@@ -54,7 +54,7 @@ void AttachedChip::catchUp() {
             return;
     const Turn::Lock lock(file_);
     if (!tryCatchUp())
-        damaged();
+        throwDamaged();
 }
 
 /// Under the lock it fails only if the file is damaged.
@@ -74,7 +74,7 @@ bool AttachedChip::follow() {
     return true;
 }
 
-/// A checkpoint of the same chip changes nothing for who is still within the ring.
+/// A checkpoint of the same chip changes nothing for a process that the ring has not overtaken.
 bool AttachedChip::followCheckpoint() noexcept {
     const std::uint64_t epoch = file_.head().epoch.load(kAcquire);
     const CheckpointWords words = checkpointOf(epoch);
@@ -146,7 +146,7 @@ bool AttachedChip::readList(std::uint64_t epoch, const CheckpointWords& words,
     Digest sum;
     for (const Change& change : list)
         digest(sum, change);
-    // While the epoch is the same nobody has begun to write over the area.
+    // While the epoch is the same no process has begun to write over the area.
     std::atomic_thread_fence(std::memory_order_seq_cst);
     return file_.head().epoch.load(kAcquire) == epoch &&
            sum.value() == words[checkpoint_at::kItemsDigest];
@@ -156,8 +156,8 @@ bool AttachedChip::readList(std::uint64_t epoch, const CheckpointWords& words,
 
 AttachedChip::Turn::Turn(AttachedChip& attached) : attached_(attached), lock_(attached.file_) {
     if (!attached_.tryCatchUp())
-        attached_.damaged();
-    // One place of the ring is always free: the one that is written before the call holds.
+        attached_.throwDamaged();
+    // One place of the ring is always free: it is written before the call becomes valid.
     if (attached_.next_ - attached_.firstCall_ >= kRingSize - 1)
         attached_.checkpoint();
     handle_ = attached_.chip().handles().peek();

@@ -80,24 +80,24 @@ std::uint64_t systemBoot() {
     return digest.value();
 }
 
-void ChipFile::refuse(Status status, const std::string& reason) const {
+void ChipFile::throwRefused(Status status, const std::string& reason) const {
     throw ChipFileError(status, path_ + ": " + reason);
 }
 
-void ChipFile::failed(const char* what, int error) const {
+void ChipFile::throwFailed(const char* what, int error) const {
     const bool isShortage = error == ENOSPC || error == EDQUOT || error == EFBIG ||
                             error == ENOMEM || error == ENFILE || error == EMFILE ||
                             error == ENOLCK || error == EIO;
-    refuse(isShortage ? P4_PD_STATUS_NO_SYS_RESOURCES : P4_PD_STATUS_INVALID_ARG,
+    throwRefused(isShortage ? P4_PD_STATUS_NO_SYS_RESOURCES : P4_PD_STATUS_INVALID_ARG,
            std::string("cannot ") + what + ": " + std::generic_category().message(error));
 }
 
 ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, Steps& steps)
     : ChipFile(path, steps) {
-    // Whoever loses the race to make the file finds the winner's, unless that is removed meanwhile.
+    // A process that loses the race to make the file finds the winner's, unless that is removed.
     for (int tries = 0; !openExisting() && !make(config, steps); ++tries)
         if (tries == 10)
-            refuse(P4_PD_STATUS_INVALID_ARG, "the file comes and goes");
+            throwRefused(P4_PD_STATUS_INVALID_ARG, "the file comes and goes");
     checkFile();
     checkIdentity();
     allocate(0, kAreasAt);
@@ -108,7 +108,7 @@ ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, St
 void ChipFile::makeNew(const char* path, const velmor_asic_chip_config_t& config, Steps& steps) {
     ChipFile file(path, steps);
     if (!file.make(config, steps))
-        file.refuse(P4_PD_STATUS_ALREADY_EXISTS, "exists already");
+        file.throwRefused(P4_PD_STATUS_ALREADY_EXISTS, "exists already");
 }
 
 bool ChipFile::openExisting() {
@@ -118,8 +118,8 @@ bool ChipFile::openExisting() {
     if (errno == ENOENT)
         return false;
     if (errno == ELOOP)
-        refuse(P4_PD_STATUS_INVALID_ARG, "is a symbolic link");
-    failed("open the file", errno);
+        throwRefused(P4_PD_STATUS_INVALID_ARG, "is a symbolic link");
+    throwFailed("open the file", errno);
 }
 
 /// Makes the file under a name of its own and moves it to its place when it is whole; false if
@@ -136,11 +136,11 @@ bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
     std::string name = path_ + ".XXXXXX";
     const int made = ::mkostemp(name.data(), O_CLOEXEC);
     if (made < 0)
-        failed("make a file in its directory", errno);
+        throwFailed("make a file in its directory", errno);
     Temporary temporary{name};
     file_ = Pello::FileDescriptor(made);
     if (::fchmod(made, Pello::kPrivateFileMode) != 0)
-        failed("set the mode", errno);
+        throwFailed("set the mode", errno);
     allocate(0, kAreasAt);
     map();
     head().checkpoints[0].store(firstCheckpoint(config), steps);
@@ -153,54 +153,54 @@ bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
         return true;
     }
     if (errno != EEXIST)
-        failed("move the file to its place", errno);
+        throwFailed("move the file to its place", errno);
     return false;
 }
 
 void ChipFile::checkFile() const {
     struct stat state {};
     if (::fstat(file_.get(), &state) != 0)
-        failed("look at the file", errno);
+        throwFailed("look at the file", errno);
     switch (Pello::flawOfFile(state)) {
     case Pello::Flaw::none:
         break;
     case Pello::Flaw::notRegular:
-        refuse(P4_PD_STATUS_INVALID_ARG, "is not a regular file");
+        throwRefused(P4_PD_STATUS_INVALID_ARG, "is not a regular file");
     case Pello::Flaw::otherOwner:
-        refuse(P4_PD_STATUS_INVALID_ARG, "belongs to another user");
+        throwRefused(P4_PD_STATUS_INVALID_ARG, "belongs to another user");
     case Pello::Flaw::otherMode:
-        refuse(P4_PD_STATUS_INVALID_ARG, "its mode is not 0600");
+        throwRefused(P4_PD_STATUS_INVALID_ARG, "its mode is not 0600");
     case Pello::Flaw::moreNames:
-        refuse(P4_PD_STATUS_INVALID_ARG,
+        throwRefused(P4_PD_STATUS_INVALID_ARG,
                "has " + std::to_string(state.st_nlink) + " names (hard links), not one");
     }
     if (state.st_size < static_cast<off_t>(kAreasAt))
-        refuse(P4_PD_STATUS_INTERNAL_ERROR,
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR,
                "is no chip file, or cut off: it has " + std::to_string(state.st_size) + " bytes");
 }
 
 void ChipFile::checkIdentity() {
     IdentityWords words{};
     if (!Pello::readAll(file_, std::as_writable_bytes(std::span(words)), 0))
-        failed("read the file", errno);
+        throwFailed("read the file", errno);
     if (words[identity_at::kMagic] != kMagic)
-        refuse(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or its header is damaged");
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or its header is damaged");
     if (words[identity_at::kVersion] != kLayoutVersion)
-        refuse(P4_PD_STATUS_NOT_SUPPORTED, "its layout is version " +
+        throwRefused(P4_PD_STATUS_NOT_SUPPORTED, "its layout is version " +
                                                std::to_string(words[identity_at::kVersion]) +
                                                ", not " + std::to_string(kLayoutVersion));
     config_ = configOf(words);
     if (!isSealed(words) || words != identityOf(config_) || !isValid(config_))
-        refuse(P4_PD_STATUS_INTERNAL_ERROR, "its header is damaged");
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "its header is damaged");
 }
 
 void ChipFile::checkRoom() const {
     const std::uint64_t room = layout_->head.room.load(std::memory_order_acquire);
     struct stat state {};
     if (::fstat(file_.get(), &state) != 0)
-        failed("look at the file", errno);
+        throwFailed("look at the file", errno);
     if (room > kMaxRoom || state.st_size < static_cast<off_t>(placeOf(0, room)))
-        refuse(P4_PD_STATUS_INTERNAL_ERROR, "is cut off, or its header is damaged");
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "is cut off, or its header is damaged");
     allocate(kAreasAt, placeOf(0, room) - kAreasAt);
 }
 
@@ -210,14 +210,14 @@ void ChipFile::allocate(std::size_t from, std::size_t size) const {
     if (size == 0)
         return;
     if (const int error = Pello::allocate(file_, from, size); error != 0)
-        failed("get room for the file", error);
+        throwFailed("get room for the file", error);
 }
 
 void ChipFile::map() {
     void* const memory =
         ::mmap(nullptr, kAreasAt, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0);
     if (memory == MAP_FAILED)
-        failed("map the file", errno);
+        throwFailed("map the file", errno);
     layout_.reset(static_cast<ChipFileLayout*>(memory));
     guardMapping(memory, kAreasAt);
 }
@@ -233,10 +233,10 @@ void ChipFile::lock() {
     whole.l_whence = SEEK_SET;
     while (::fcntl(file_.get(), F_SETLKW, &whole) != 0)
         if (errno != EINTR)
-            failed("lock the file", errno);
+            throwFailed("lock the file", errno);
     if (isCutShort()) {
         unlock();
-        refuse(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
     }
 }
 
@@ -255,7 +255,7 @@ void ChipFile::unlock() noexcept {
 
 void ChipFile::roomIs(std::uint64_t chunks) {
     if (chunks > kMaxRoom)
-        failed("get room for the file", EFBIG);
+        throwFailed("get room for the file", EFBIG);
     allocate(kAreasAt, placeOf(0, chunks) - kAreasAt);
     head().room.store(chunks, std::memory_order_release, steps_);
 }
@@ -264,14 +264,14 @@ void ChipFile::writeChunk(std::uint64_t area, std::uint64_t chunk,
                           std::span<const Change> changes) {
     steps_.store();
     if (!Pello::writeAll(file_, std::as_bytes(changes), placeOf(area, chunk)))
-        failed("write the file", errno);
+        throwFailed("write the file", errno);
 }
 
 void ChipFile::readChunk(std::uint64_t area, std::uint64_t chunk, std::span<Change> changes) {
     if (!Pello::readAll(file_, std::as_writable_bytes(changes), placeOf(area, chunk))) {
         if (errno == 0)
-            refuse(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
-        failed("read the file", errno);
+            throwRefused(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
+        throwFailed("read the file", errno);
     }
 }
 

@@ -1,8 +1,8 @@
 // One chip file: found or made, checked, mapped, locked, and grown.
 //
 // The lock is one of fcntl: it goes with the process that holds it, however that ends, and it is
-// not inherited by fork. Who closes any other descriptor of the file within the process gives it
-// up, so nothing may open the file while a call runs.
+// not inherited by fork. Closing any other descriptor of the file within the process releases it, so
+// nothing may open the file while a call runs.
 #pragma once
 
 #include "asic/ChipFileLayout.h"
@@ -66,7 +66,7 @@ class ChipFile {
     void writeChunk(std::uint64_t area, std::uint64_t chunk, std::span<const Change> changes);
     void readChunk(std::uint64_t area, std::uint64_t chunk, std::span<Change> changes);
 
-    [[noreturn]] void refuse(Status status, const std::string& reason) const;
+    [[noreturn]] void throwRefused(Status status, const std::string& reason) const;
 
   private:
     /// Of no file yet.
@@ -76,7 +76,7 @@ class ChipFile {
         void operator()(ChipFileLayout* layout) const noexcept;
     };
 
-    [[noreturn]] void failed(const char* what, int error) const;
+    [[noreturn]] void throwFailed(const char* what, int error) const;
     bool openExisting();
     bool make(const velmor_asic_chip_config_t& config, Steps& steps);
     void checkFile() const;

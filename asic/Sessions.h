@@ -9,7 +9,7 @@
 namespace asic {
 
 /// Session 0 is always open; beside it 63 sessions can be. Numbers rise, so that the number of a
-/// closed session stays unknown instead of soon meaning somebody else's.
+/// closed session stays unknown, and does not soon become another client's.
 class Sessions {
   public:
     static constexpr std::uint32_t kCapacity = 64;

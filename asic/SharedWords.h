@@ -31,8 +31,8 @@ class SharedWord {
     alignas(std::atomic_ref<std::uint64_t>::required_alignment) std::uint64_t word_;
 };
 
-/// Words that belong together. They are read and written one by one: who reads without the lock
-/// makes sure by other means that nobody wrote meanwhile.
+/// Words that belong together. They are read and written one by one: a reader without the lock
+/// makes sure by other means that they were not written meanwhile.
 template <std::size_t count>
 class SharedRecord {
   public:
@@ -54,7 +54,7 @@ class SharedRecord {
 };
 
 /// Takes one word after the other into a check sum. The sum finds damage; it does not withstand
-/// somebody who forges one.
+/// forgery.
 class Digest {
   public:
     void add(std::uint64_t word) noexcept { value_ = mix(value_ ^ word); }
