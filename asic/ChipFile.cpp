@@ -69,8 +69,8 @@ std::uint64_t systemBoot() {
     // Not a stream: one that fails in the middle would give a boot that never was.
     constexpr const char* kPath = "/proc/sys/kernel/random/boot_id";
     std::array<char, 36> text{}; // a UUID in letters
-    const Pello::FileDescriptor file(::open(kPath, O_RDONLY | O_CLOEXEC));
-    if (!file || !Pello::readAll(file, std::as_writable_bytes(std::span(text)), 0))
+    const Posix::FileDescriptor file(::open(kPath, O_RDONLY | O_CLOEXEC));
+    if (!file || !Posix::readAll(file, std::as_writable_bytes(std::span(text)), 0))
         throw ChipFileError(P4_PD_STATUS_NO_SYS_RESOURCES,
                             std::string("cannot read ") + kPath + ": " +
                                 std::generic_category().message(errno));
@@ -89,7 +89,7 @@ void ChipFile::throwFailed(const char* what, int error) const {
                             error == ENOMEM || error == ENFILE || error == EMFILE ||
                             error == ENOLCK || error == EIO;
     throwRefused(isShortage ? P4_PD_STATUS_NO_SYS_RESOURCES : P4_PD_STATUS_INVALID_ARG,
-           std::string("cannot ") + what + ": " + std::generic_category().message(error));
+                 std::string("cannot ") + what + ": " + std::generic_category().message(error));
 }
 
 ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, Steps& steps)
@@ -112,7 +112,7 @@ void ChipFile::makeNew(const char* path, const velmor_asic_chip_config_t& config
 }
 
 bool ChipFile::openExisting() {
-    file_ = Pello::openPrivately(AT_FDCWD, path_);
+    file_ = Posix::openPrivately(AT_FDCWD, path_);
     if (file_)
         return true;
     if (errno == ENOENT)
@@ -138,8 +138,8 @@ bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
     if (made < 0)
         throwFailed("make a file in its directory", errno);
     Temporary temporary{name};
-    file_ = Pello::FileDescriptor(made);
-    if (::fchmod(made, Pello::kPrivateFileMode) != 0)
+    file_ = Posix::FileDescriptor(made);
+    if (::fchmod(made, Posix::kPrivateFileMode) != 0)
         throwFailed("set the mode", errno);
     allocate(0, kAreasAt);
     map();
@@ -161,34 +161,34 @@ void ChipFile::checkFile() const {
     struct stat state {};
     if (::fstat(file_.get(), &state) != 0)
         throwFailed("look at the file", errno);
-    switch (Pello::flawOfFile(state)) {
-    case Pello::Flaw::none:
+    switch (Posix::flawOfFile(state)) {
+    case Posix::Flaw::none:
         break;
-    case Pello::Flaw::notRegular:
+    case Posix::Flaw::notRegular:
         throwRefused(P4_PD_STATUS_INVALID_ARG, "is not a regular file");
-    case Pello::Flaw::otherOwner:
+    case Posix::Flaw::otherOwner:
         throwRefused(P4_PD_STATUS_INVALID_ARG, "belongs to another user");
-    case Pello::Flaw::otherMode:
+    case Posix::Flaw::otherMode:
         throwRefused(P4_PD_STATUS_INVALID_ARG, "its mode is not 0600");
-    case Pello::Flaw::moreNames:
+    case Posix::Flaw::moreNames:
         throwRefused(P4_PD_STATUS_INVALID_ARG,
-               "has " + std::to_string(state.st_nlink) + " names (hard links), not one");
+                     "has " + std::to_string(state.st_nlink) + " names (hard links), not one");
     }
     if (state.st_size < static_cast<off_t>(kAreasAt))
-        throwRefused(P4_PD_STATUS_INTERNAL_ERROR,
-               "is no chip file, or cut off: it has " + std::to_string(state.st_size) + " bytes");
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or cut off: it has " +
+                                                      std::to_string(state.st_size) + " bytes");
 }
 
 void ChipFile::checkIdentity() {
     IdentityWords words{};
-    if (!Pello::readAll(file_, std::as_writable_bytes(std::span(words)), 0))
+    if (!Posix::readAll(file_, std::as_writable_bytes(std::span(words)), 0))
         throwFailed("read the file", errno);
     if (words[identity_at::kMagic] != kMagic)
         throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or its header is damaged");
     if (words[identity_at::kVersion] != kLayoutVersion)
         throwRefused(P4_PD_STATUS_NOT_SUPPORTED, "its layout is version " +
-                                               std::to_string(words[identity_at::kVersion]) +
-                                               ", not " + std::to_string(kLayoutVersion));
+                                                     std::to_string(words[identity_at::kVersion]) +
+                                                     ", not " + std::to_string(kLayoutVersion));
     config_ = configOf(words);
     if (!isSealed(words) || words != identityOf(config_) || !isValid(config_))
         throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "its header is damaged");
@@ -209,7 +209,7 @@ void ChipFile::checkRoom() const {
 void ChipFile::allocate(std::size_t from, std::size_t size) const {
     if (size == 0)
         return;
-    if (const int error = Pello::allocate(file_, from, size); error != 0)
+    if (const int error = Posix::allocate(file_, from, size); error != 0)
         throwFailed("get room for the file", error);
 }
 
@@ -263,12 +263,12 @@ void ChipFile::roomIs(std::uint64_t chunks) {
 void ChipFile::writeChunk(std::uint64_t area, std::uint64_t chunk,
                           std::span<const Change> changes) {
     steps_.store();
-    if (!Pello::writeAll(file_, std::as_bytes(changes), placeOf(area, chunk)))
+    if (!Posix::writeAll(file_, std::as_bytes(changes), placeOf(area, chunk)))
         throwFailed("write the file", errno);
 }
 
 void ChipFile::readChunk(std::uint64_t area, std::uint64_t chunk, std::span<Change> changes) {
-    if (!Pello::readAll(file_, std::as_writable_bytes(changes), placeOf(area, chunk))) {
+    if (!Posix::readAll(file_, std::as_writable_bytes(changes), placeOf(area, chunk))) {
         if (errno == 0)
             throwRefused(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
         throwFailed("read the file", errno);

@@ -1,8 +1,8 @@
 // One chip file: found or made, checked, mapped, locked, and grown.
 //
 // The lock is one of fcntl: it goes with the process that holds it, however that ends, and it is
-// not inherited by fork. Closing any other descriptor of the file within the process releases it, so
-// nothing may open the file while a call runs.
+// not inherited by fork. Closing any other descriptor of the file within the process releases it,
+// so nothing may open the file while a call runs.
 #pragma once
 
 #include "asic/ChipFileLayout.h"
@@ -86,7 +86,7 @@ class ChipFile {
     void map();
 
     std::string path_;
-    Pello::FileDescriptor file_;
+    Posix::FileDescriptor file_;
     velmor_asic_chip_config_t config_{};
     std::unique_ptr<ChipFileLayout, Unmap> layout_;
     Steps& steps_;

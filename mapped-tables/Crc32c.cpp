@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace Pello {
+namespace Glimt {
 
 namespace {
 
@@ -30,4 +30,4 @@ Kel::U32 crc32c(std::span<const std::byte> bytes, Kel::U32 before) noexcept {
     return ~sum;
 }
 
-} // namespace Pello
+} // namespace Glimt

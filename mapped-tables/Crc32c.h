@@ -6,7 +6,7 @@
 #include "framework/Export.h"
 #include "framework/Words.h"
 
-namespace Pello {
+namespace Glimt {
 
 /**
  * CRC-32C (Castagnoli) of the bytes. It finds every damage of up to three bits, and every burst of
@@ -15,4 +15,4 @@ namespace Pello {
  */
 Kel::U32 crc32c(std::span<const std::byte> bytes, Kel::U32 before = 0) noexcept;
 
-} // namespace Pello
+} // namespace Glimt

@@ -66,7 +66,7 @@ class MappedTable : public SharedTable<RecordType> {
     using Traits = RecordTraits<Record>;
 
     /// See `TableFile` for how it opens and what it throws.
-    MappedTable(std::shared_ptr<const Pello::StateDirectory> directory, Kel::U32 capacity,
+    MappedTable(std::shared_ptr<const Posix::StateDirectory> directory, Kel::U32 capacity,
                 const TableContext& context, SlotTable::BeforeStore beforeStore = {})
         : file_(std::move(directory), describe(capacity, context), std::move(beforeStore)) {}
 

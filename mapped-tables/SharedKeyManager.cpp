@@ -29,7 +29,7 @@ void reserve(SlotTable& slots, EntryKey key) {
 
 } // namespace
 
-SharedKeyManager::SharedKeyManager(std::shared_ptr<const Pello::StateDirectory> directory,
+SharedKeyManager::SharedKeyManager(std::shared_ptr<const Posix::StateDirectory> directory,
                                    const Options& options)
     : entries_(directory, options.entries, options.context, options.beforeStore),
       members_(directory, options.members, options.context, options.beforeStore),
@@ -40,14 +40,14 @@ SharedKeyManager::SharedKeyManager(std::shared_ptr<const Pello::StateDirectory> 
     reconcileTables();
 }
 
-bool SharedKeyManager::mayHoldRecords(const Pello::StateDirectory& directory) {
+bool SharedKeyManager::mayHoldRecords(const Posix::StateDirectory& directory) {
     using Glimt::TableFile;
     return TableFile::mayHoldRecords(directory, Entries::Traits::kTable) ||
            TableFile::mayHoldRecords(directory, Members::Traits::kTable) ||
            TableFile::mayHoldRecords(directory, Groups::Traits::kTable);
 }
 
-U64 SharedKeyManager::latestCommit(const Pello::StateDirectory& directory, U64 state) {
+U64 SharedKeyManager::latestCommit(const Posix::StateDirectory& directory, U64 state) {
     U64 latest = 0;
     for (const auto& table :
          {Entries::Traits::kTable, Members::Traits::kTable, Groups::Traits::kTable}) {
@@ -109,7 +109,7 @@ void SharedKeyManager::latestSerialIs(U32 serial) {
 
 EntryKey SharedKeyManager::nextKey(U32 low) {
     if (latestSerial_ == std::numeric_limits<U32>::max()) {
-        throw Pello::StateException(entries_.slots().description().name,
+        throw Posix::StateException(entries_.slots().description().name,
                                     "no key is left: all serial numbers were given out; to begin "
                                     "anew, stop the agent, remove the files 'entries', 'members' "
                                     "and 'groups' of its state directory, and start it again");

@@ -29,7 +29,7 @@ namespace MbbGlimtKey {
  * belongs to one record: storing it for another object drops the record that had it, since the chip
  * has given the handle out again.
  *
- * What cannot be stored throws `Pello::StateException`. One thread.
+ * What cannot be stored throws `Posix::StateException`. One thread.
  */
 class SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKeyManager> {
   public:
@@ -53,17 +53,17 @@ class SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKeyManager> {
     };
 
     /// Opens the three tables, each warm or cold as its `file()` says. Throws
-    /// `Pello::StateException`.
-    SharedKeyManager(std::shared_ptr<const Pello::StateDirectory> directory,
+    /// `Posix::StateException`.
+    SharedKeyManager(std::shared_ptr<const Posix::StateDirectory> directory,
                      const Options& options);
 
     /// Whether one of the tables in a directory may hold a record, whatever chip it is of; see
     /// `Glimt::TableFile`. REQUIRES: no manager has them open.
-    static bool mayHoldRecords(const Pello::StateDirectory& directory);
+    static bool mayHoldRecords(const Posix::StateDirectory& directory);
     /// Whether all tables were told of this commit, and of none since.
     bool isAtCommit(Kel::U64 commit) const noexcept;
     /// The latest commit of a desired state that a table in a directory was told of; 0: none.
-    static Kel::U64 latestCommit(const Pello::StateDirectory& directory, Kel::U64 state);
+    static Kel::U64 latestCommit(const Posix::StateDirectory& directory, Kel::U64 state);
 
     Glimt::EntryKey alloc(const Match& match, bool temporary) override;
     Glimt::EntryKey allocAnon(Kel::U32 id) override;

@@ -21,7 +21,7 @@ constexpr U64 packed(U32 lower, U32 upper) noexcept {
 }
 
 U32 sumOf(std::span<const U64> words, U32 before = 0) noexcept {
-    return Pello::crc32c(std::as_bytes(words), before);
+    return crc32c(std::as_bytes(words), before);
 }
 
 /// The sum covers where the slot is, so that a slot's bytes are not valid in another place.

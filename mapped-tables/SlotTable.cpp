@@ -248,7 +248,7 @@ std::size_t SlotTable::freeSlot(const SlotContent& content) {
     const auto held = held_.find(content.key);
     const bool wasRecord = held != held_.end() && held->second.handle != 0;
     if (isRecord && !wasRecord && records() >= description_.capacity) {
-        throw Pello::StateException(description_.name, "full: it has " +
+        throw Posix::StateException(description_.name, "full: it has " +
                                                            std::to_string(description_.capacity) +
                                                            " records");
     }
@@ -257,7 +257,7 @@ std::size_t SlotTable::freeSlot(const SlotContent& content) {
         ++reservationsLost_;
     }
     if (free_.empty()) {
-        throw Pello::StateException(description_.name,
+        throw Posix::StateException(description_.name,
                                     "full: the slots left are corrupt; a restart of the agent "
                                     "clears them");
     }

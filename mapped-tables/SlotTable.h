@@ -61,7 +61,7 @@ class SlotTable {
 
     /// Brings a content into force under its key, in place of what was there. A key beyond the
     /// latest serial number raises that first. When there are too many reservations the oldest
-    /// gives way. Throws `Pello::StateException`, having changed nothing, when the table is full.
+    /// gives way. Throws `Posix::StateException`, having changed nothing, when the table is full.
     /// The caller guarantees what the table refuses to read: a handle that is not 0 and that no
     /// other key has, and in an anonymous table no second record of an id.
     void contentIs(const SlotContent& content);

@@ -5,7 +5,7 @@
 namespace Glimt {
 
 using Kel::U64;
-using Pello::FileMapping;
+using Posix::FileMapping;
 
 namespace {
 
@@ -17,7 +17,7 @@ std::size_t sizeOf(const TableDescription& description) {
 
 } // namespace
 
-bool TableFile::mayHoldRecords(const Pello::StateDirectory& directory,
+bool TableFile::mayHoldRecords(const Posix::StateDirectory& directory,
                                TableDescription description) {
     const auto file = directory.open(description.name);
     if (!file) {
@@ -39,7 +39,7 @@ bool TableFile::mayHoldRecords(const Pello::StateDirectory& directory,
     return table.records() != 0 || table.corruptSlots() != 0;
 }
 
-std::optional<TableContext> TableFile::contextOf(const Pello::StateDirectory& directory,
+std::optional<TableContext> TableFile::contextOf(const Posix::StateDirectory& directory,
                                                  const TableDescription& description) {
     const auto file = directory.open(description.name);
     if (!file || file->size < kHeaderSize) {
@@ -55,7 +55,7 @@ std::optional<TableContext> TableFile::contextOf(const Pello::StateDirectory& di
                                                                : std::optional(found.context);
 }
 
-TableFile::TableFile(std::shared_ptr<const Pello::StateDirectory> directory,
+TableFile::TableFile(std::shared_ptr<const Posix::StateDirectory> directory,
                      const TableDescription& description, SlotTable::BeforeStore beforeStore)
     : directory_(std::move(directory)) {
     mapping_ = openWarm(description);
@@ -120,7 +120,7 @@ void TableFile::corruptionDetected(const std::string& message) {
     try {
         damagedCopy_ =
             directory_->keepDamaged(slots_->description().name, std::as_bytes(mapping_->words()));
-    } catch (const Pello::StateException& e) {
+    } catch (const Posix::StateException& e) {
         latestCorruption_ = message + "; no copy was kept: " + e.what();
     }
     slots_->mark();

@@ -14,25 +14,25 @@ namespace Glimt {
  * Opening one ends warm, with the records of the file, or cold, with a fresh empty table and the
  * reason why: there was no file, it was another table (layout, capacity, device or boot of the
  * chip, desired state) or an old copy, it was damaged or marked corrupt. A damaged file is moved
- * aside for examination. Throws `Pello::StateException` when the file is not this user's own and
+ * aside for examination. Throws `Posix::StateException` when the file is not this user's own and
  * private, which leaves it as it is, or when a fresh one cannot be made, which leaves the old one
  * in its place unless it was damaged.
  */
 class TableFile {
   public:
-    TableFile(std::shared_ptr<const Pello::StateDirectory> directory,
+    TableFile(std::shared_ptr<const Posix::StateDirectory> directory,
               const TableDescription& description, SlotTable::BeforeStore beforeStore);
 
     /// Whether a file of this name and kind holds a record, as far as can be told without opening
     /// the table: nothing is changed. The description's capacity and context do not matter. A
     /// file that cannot be read as such a table, or was found corrupt, may hold one; reservations
     /// are none. Throws as opening does.
-    static bool mayHoldRecords(const Pello::StateDirectory& directory,
+    static bool mayHoldRecords(const Posix::StateDirectory& directory,
                                TableDescription description);
 
     /// What the file of this name says that it belongs to; none where there is no such table with a
     /// sound header. As little is changed, and the same is thrown.
-    static std::optional<TableContext> contextOf(const Pello::StateDirectory& directory,
+    static std::optional<TableContext> contextOf(const Posix::StateDirectory& directory,
                                                  const TableDescription& description);
 
     /// Why the table started empty; empty itself when the table started with what the file held.
@@ -53,15 +53,15 @@ class TableFile {
     const std::string& damagedCopy() const noexcept { return damagedCopy_; }
 
   private:
-    std::optional<Pello::FileMapping> openWarm(const TableDescription& description);
-    Pello::FileMapping createCold(const TableDescription& description) const;
+    std::optional<Posix::FileMapping> openWarm(const TableDescription& description);
+    Posix::FileMapping createCold(const TableDescription& description) const;
     void refuse(const std::string& name, const SlotFormat::Refusal& refusal);
 
-    std::shared_ptr<const Pello::StateDirectory> directory_;
+    std::shared_ptr<const Posix::StateDirectory> directory_;
     bool isNew_ = false;
     std::string coldReason_;
     std::string damagedCopy_;
-    std::optional<Pello::FileMapping> mapping_;
+    std::optional<Posix::FileMapping> mapping_;
     std::optional<SlotTable> slots_;
     Kel::U32 corruptions_ = 0;
     std::string latestCorruption_;

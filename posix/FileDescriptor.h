@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace Pello {
+namespace Posix {
 
 /// Owns an open file descriptor; -1: none.
 class FileDescriptor {
@@ -28,4 +28,4 @@ class FileDescriptor {
     int fd_;
 };
 
-} // namespace Pello
+} // namespace Posix

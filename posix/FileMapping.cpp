@@ -6,7 +6,7 @@
 
 #include "posix/StateException.h"
 
-namespace Pello {
+namespace Posix {
 
 FileMapping::FileMapping(const FileDescriptor& file, std::size_t words, const std::string& path) {
     void* const memory = ::mmap(nullptr, words * sizeof(std::uint64_t), PROT_READ | PROT_WRITE,
@@ -23,4 +23,4 @@ FileMapping::~FileMapping() {
     }
 }
 
-} // namespace Pello
+} // namespace Posix

@@ -7,7 +7,7 @@
 
 #include "posix/FileDescriptor.h"
 
-namespace Pello {
+namespace Posix {
 
 /// A whole file of `words` 64-bit words, mapped for reading and writing and shared with the file:
 /// what is stored here survives the process, also when that is killed. Owns the mapping.
@@ -28,4 +28,4 @@ class FileMapping {
     std::span<std::uint64_t> words_;
 };
 
-} // namespace Pello
+} // namespace Posix

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-namespace Pello {
+namespace Posix {
 
 namespace {
 
@@ -71,4 +71,4 @@ bool writeAll(const FileDescriptor& file, std::span<const std::byte> bytes,
     return moveAll(::pwrite, file.get(), bytes, place);
 }
 
-} // namespace Pello
+} // namespace Posix

@@ -11,7 +11,7 @@
 
 /// System calls on files with what every caller of them needs around: they go on after a signal,
 /// and leave it to the caller to say what a failure means. Failures are told as `errno` is.
-namespace Pello {
+namespace Posix {
 
 constexpr mode_t kPrivateFileMode = 0600;
 constexpr mode_t kPrivateDirectoryMode = 0700;
@@ -41,4 +41,4 @@ bool readAll(const FileDescriptor& file, std::span<std::byte> bytes, std::size_t
 bool writeAll(const FileDescriptor& file, std::span<const std::byte> bytes,
               std::size_t place) noexcept;
 
-} // namespace Pello
+} // namespace Posix

@@ -9,7 +9,7 @@
 #include "posix/PrivateFile.h"
 #include "posix/StateException.h"
 
-namespace Pello {
+namespace Posix {
 
 namespace {
 
@@ -52,4 +52,4 @@ LockFile::LockFile(int directory, const std::string& name, const std::string& pa
         ::pwrite(file_.get(), pid.c_str(), pid.size(), 0) == static_cast<ssize_t>(pid.size());
 }
 
-} // namespace Pello
+} // namespace Posix

@@ -4,7 +4,7 @@
 
 #include "posix/FileDescriptor.h"
 
-namespace Pello {
+namespace Posix {
 
 /**
  * Makes this process the only agent that uses something, until the object goes, or the process dies
@@ -32,4 +32,4 @@ class LockFile {
     FileDescriptor file_;
 };
 
-} // namespace Pello
+} // namespace Posix

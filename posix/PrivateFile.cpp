@@ -8,7 +8,7 @@
 
 #include "posix/StateException.h"
 
-namespace Pello {
+namespace Posix {
 
 namespace {
 
@@ -83,4 +83,4 @@ void checkPrivateDirectory(const FileDescriptor& directory, const std::string& p
     require(flawOfDirectory(status), status, kPrivateDirectoryMode, path);
 }
 
-} // namespace Pello
+} // namespace Posix

@@ -4,7 +4,7 @@
 
 /// Files that are one user's own: no link is followed, and what another user could have written is
 /// refused. `path` is what messages name; everything throws `StateException`.
-namespace Pello {
+namespace Posix {
 
 /// Opens a file for reading and writing, in a directory or (AT_FDCWD) anywhere; `flags` are added
 /// to those of open(). No descriptor when there is no such file and `flags` do not make one.
@@ -16,4 +16,4 @@ std::size_t checkPrivateFile(const FileDescriptor& file, const std::string& path
 /// Throws unless it is of this user and has mode 0700.
 void checkPrivateDirectory(const FileDescriptor& directory, const std::string& path);
 
-} // namespace Pello
+} // namespace Posix

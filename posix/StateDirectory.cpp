@@ -8,7 +8,7 @@
 #include "posix/PrivateFile.h"
 #include "posix/StateException.h"
 
-namespace Pello {
+namespace Posix {
 
 namespace {
 
@@ -27,7 +27,7 @@ std::string privateName(const std::string& name) {
 }
 
 void allocateSpace(const FileDescriptor& file, std::size_t size, const std::string& path) {
-    if (const int error = Pello::allocate(file, 0, size); error != 0) {
+    if (const int error = Posix::allocate(file, 0, size); error != 0) {
         throw StateException(path, "allocate " + std::to_string(size) + " bytes", error);
     }
 }
@@ -135,4 +135,4 @@ std::string StateDirectory::moveDamaged(const std::string& name) const {
     return damaged;
 }
 
-} // namespace Pello
+} // namespace Posix

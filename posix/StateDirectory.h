@@ -8,7 +8,7 @@
 
 #include "posix/LockFile.h"
 
-namespace Pello {
+namespace Posix {
 
 /**
  * The directory in which an agent keeps what outlives it. Constructing one makes this process the
@@ -79,4 +79,4 @@ class StateDirectory {
     std::optional<LockFile> lock_;
 };
 
-} // namespace Pello
+} // namespace Posix

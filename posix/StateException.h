@@ -4,7 +4,7 @@
 #include <string>
 #include <system_error>
 
-namespace Pello {
+namespace Posix {
 
 /// The state on disk cannot be used: the message names the path and the reason. Whoever catches it
 /// can neither go on with that state nor replace it without a person's decision.
@@ -17,4 +17,4 @@ class StateException : public std::runtime_error {
         : StateException(path, "cannot " + what + ": " + std::generic_category().message(error)) {}
 };
 
-} // namespace Pello
+} // namespace Posix

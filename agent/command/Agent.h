@@ -36,7 +36,7 @@ class Agent {
         : Agent(target, nullptr, desired, nullptr) {}
 
     /// Starts the driver over what an earlier run left in the state directory, and brings the chip
-    /// to the desired state. Throws `Pello::StateException`, `CommandError`, and what a PD call
+    /// to the desired state. Throws `Posix::StateException`, `CommandError`, and what a PD call
     /// throws. `progress` may be null.
     Agent(const Target& target, const StateOptions& options, Progress* progress)
         : Agent(target, &options, nullptr, progress) {}

@@ -53,7 +53,7 @@ std::vector<std::string> HistoryFile::latest() const {
 }
 
 bool HistoryFile::add(const std::string& line) const {
-    const Pello::FileDescriptor file(::open(
+    const Posix::FileDescriptor file(::open(
         path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, S_IRUSR | S_IWUSR));
     const std::string text = line + "\n";
     // One write, so that lines of two prompts do not mix.

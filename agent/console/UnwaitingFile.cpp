@@ -30,7 +30,7 @@ UnwaitingFile::UnwaitingFile(int fd) : fd_(fd) {
         kind_ = Kind::socket;
     } else if (S_ISFIFO(file.st_mode) || ::isatty(fd)) {
         const std::string path = "/proc/self/fd/" + std::to_string(fd);
-        own_ = Pello::FileDescriptor(
+        own_ = Posix::FileDescriptor(
             ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
         kind_ = own_ ? Kind::own : Kind::polled;
     }

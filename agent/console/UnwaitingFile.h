@@ -32,7 +32,7 @@ class UnwaitingFile {
 
     Kind kind_ = Kind::file;
     int fd_;
-    Pello::FileDescriptor own_; // a pipe or terminal that could be opened again
+    Posix::FileDescriptor own_; // a pipe or terminal that could be opened again
 };
 
 } // namespace LagAgent

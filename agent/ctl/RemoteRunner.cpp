@@ -24,10 +24,10 @@ constexpr std::chrono::milliseconds kRetryPause(20);
 }
 
 /// Connects to that address, or returns the error's number.
-int tryToConnect(const sockaddr_un& address, Pello::FileDescriptor& socket) {
+int tryToConnect(const sockaddr_un& address, Posix::FileDescriptor& socket) {
     // A socket of its own for each try: what one is like after a failure is not specified.
     socket =
-        Pello::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        Posix::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const bool isConnected =
         socket &&
         ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;

@@ -48,7 +48,7 @@ class RemoteRunner final : public CommandRunner {
 
     std::string control_;
     Patience patience_;
-    Pello::FileDescriptor socket_;
+    Posix::FileDescriptor socket_;
     LineBuffer in_{Wire::kLongestAnswer};
     bool isOver_ = false;
     bool isLost_ = false;

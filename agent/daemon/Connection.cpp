@@ -43,7 +43,7 @@ Wire::Answer carryOut(CommandRunner& runner, const LineBuffer::Line& line) {
 
 } // namespace
 
-Connection::Connection(Pello::FileDescriptor socket, std::unique_ptr<CommandRunner> runner)
+Connection::Connection(Posix::FileDescriptor socket, std::unique_ptr<CommandRunner> runner)
     : socket_(std::move(socket)), runner_(std::move(runner)), in_(Wire::kLongestRequest),
       out_(Wire::hello()) {
     send();

@@ -21,7 +21,7 @@ namespace LagAgent {
 class Connection {
   public:
     /// Greets the client.
-    Connection(Pello::FileDescriptor socket, std::unique_ptr<CommandRunner> runner);
+    Connection(Posix::FileDescriptor socket, std::unique_ptr<CommandRunner> runner);
 
     int fd() const noexcept { return socket_.get(); }
 
@@ -55,7 +55,7 @@ class Connection {
     void receive();
     void send();
 
-    Pello::FileDescriptor socket_;
+    Posix::FileDescriptor socket_;
     std::unique_ptr<CommandRunner> runner_;
     LineBuffer in_;
     Pieces answer_;   // as far as it is not in `out_`

@@ -19,20 +19,20 @@ namespace {
 }
 
 /// For the socket of that path.
-Pello::FileDescriptor newSocket(const std::string& path) {
-    Pello::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+Posix::FileDescriptor newSocket(const std::string& path) {
+    Posix::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!socket) {
         cannotListen(path, std::strerror(errno));
     }
     return socket;
 }
 
-int connectTo(const Pello::FileDescriptor& socket, const std::string& path) {
+int connectTo(const Posix::FileDescriptor& socket, const std::string& path) {
     const sockaddr_un address = addressOf(path);
     return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
 
-[[noreturn]] void cannotReplace(const std::string& path, const Pello::FileDescriptor& listener) {
+[[noreturn]] void cannotReplace(const std::string& path, const Posix::FileDescriptor& listener) {
     cannotListen(path, "process " + std::to_string(peerOf(listener.get()).process) +
                            " takes commands there");
 }
@@ -49,7 +49,7 @@ ControlSocket::ControlSocket(std::string path) : path_(std::move(path)) {
 void ControlSocket::lock() {
     try {
         lock_.emplace(path_ + ".lock", path_);
-    } catch (const Pello::StateException& e) {
+    } catch (const Posix::StateException& e) {
         const auto socket = newSocket(path_);
         if (connectTo(socket, path_) == 0) {
             cannotReplace(path_, socket);
@@ -98,7 +98,7 @@ void ControlSocket::listen() {
 void ControlSocket::close() noexcept {
     if (socket_) {
         ::unlink(path_.c_str()); // while the lock is held
-        socket_ = Pello::FileDescriptor();
+        socket_ = Posix::FileDescriptor();
     }
 }
 

@@ -37,8 +37,8 @@ class ControlSocket {
     void listen();
 
     std::string path_;
-    std::optional<Pello::LockFile> lock_;
-    Pello::FileDescriptor socket_;
+    std::optional<Posix::LockFile> lock_;
+    Posix::FileDescriptor socket_;
 };
 
 /// Only root and the daemon's own user give commands.

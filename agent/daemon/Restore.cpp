@@ -30,7 +30,7 @@ std::optional<RestoreOptions> readRestoreOptions(int argc, const char* const* ar
 
 int restoreState(const RestoreOptions& options) {
     try {
-        const Pello::StateDirectory directory(options.stateDirectory);
+        const Posix::StateDirectory directory(options.stateDirectory);
         const auto restored =
             restoreStateDatabase(directory, options.copy, [&](std::uint64_t state) {
                 return MbbGlimtKey::SharedKeyManager::latestCommit(directory, state);

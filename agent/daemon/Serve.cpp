@@ -53,7 +53,7 @@ void pauseUnlessTold(std::chrono::milliseconds time) {
 
 /// Having them makes this process the directory's only agent.
 StateOptions takeState(const ServeOptions& options, const Log& log) {
-    return {.directory = std::make_shared<const Pello::StateDirectory>(options.stateDirectory),
+    return {.directory = std::make_shared<const Posix::StateDirectory>(options.stateDirectory),
             .chipFile = options.chipFile,
             .chipBoot = options.chipBoot,
             .acceptsLoss = options.acceptsLoss,

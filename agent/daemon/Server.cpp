@@ -116,8 +116,8 @@ void Server::endPause() {
 
 void Server::accept() {
     // One descriptor is left free: without it the watchdog would not be fed.
-    const Pello::FileDescriptor spare(::fcntl(control_.fd(), F_DUPFD_CLOEXEC, 0));
-    Pello::FileDescriptor socket(
+    const Posix::FileDescriptor spare(::fcntl(control_.fd(), F_DUPFD_CLOEXEC, 0));
+    Posix::FileDescriptor socket(
         spare ? ::accept4(control_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK) : -1);
     if (!socket) {
         pauseAccepting(errno);
@@ -156,7 +156,7 @@ std::string Server::objection(const Peer& peer) const {
     return {};
 }
 
-void Server::add(Pello::FileDescriptor socket, const Peer& peer) {
+void Server::add(Posix::FileDescriptor socket, const Peer& peer) {
     const std::uint64_t number = ++latestClient_;
     try {
         clients_.emplace(number, newClient(number, socket));
@@ -171,7 +171,7 @@ void Server::add(Pello::FileDescriptor socket, const Peer& peer) {
 }
 
 std::unique_ptr<Server::Client> Server::newClient(std::uint64_t number,
-                                                  Pello::FileDescriptor& socket) {
+                                                  Posix::FileDescriptor& socket) {
     auto runner = makeRunner_();
     auto source = loop_.onFile(socket.get(), EPOLLIN, [this, number](std::uint32_t events) {
         serve(*clients_.at(number), events);

@@ -60,9 +60,9 @@ class Server {
     void pauseAccepting(int error);
     /// The error for somebody who gets no connection; empty for who does.
     std::string objection(const Peer& peer) const;
-    void add(Pello::FileDescriptor socket, const Peer& peer);
+    void add(Posix::FileDescriptor socket, const Peer& peer);
     /// Takes the socket only when nothing is left that is likely to fail.
-    std::unique_ptr<Client> newClient(std::uint64_t number, Pello::FileDescriptor& socket);
+    std::unique_ptr<Client> newClient(std::uint64_t number, Posix::FileDescriptor& socket);
 
     void serve(Client& client, std::uint32_t events);
     void takeTurn();

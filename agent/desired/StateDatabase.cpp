@@ -66,7 +66,7 @@ constexpr std::array<StatementText, kStatementCount> kStatements{{
 constexpr MatchKey kDefaultKey{0, 0, 0};
 
 /// Gives a file blocks behind its end, and leaves its size; what went wrong, or 0.
-int reserve(const Pello::FileDescriptor& file, off_t bytes) {
+int reserve(const Posix::FileDescriptor& file, off_t bytes) {
     struct stat status {};
     if (::fstat(file.get(), &status) != 0) {
         return errno;
@@ -78,13 +78,13 @@ int reserve(const Pello::FileDescriptor& file, off_t bytes) {
     return result == 0 ? 0 : errno;
 }
 
-Pello::FileDescriptor openLog(const Pello::StateDirectory& directory) {
+Posix::FileDescriptor openLog(const Posix::StateDirectory& directory) {
     const std::string name = std::string(kStateFile) + "-wal";
     try {
         if (auto log = directory.open(name)) {
             return std::move(log->descriptor);
         }
-    } catch (const Pello::StateException& e) {
+    } catch (const Posix::StateException& e) {
         throw CommandError(ErrorKind::storage, e.what());
     }
     storageFailed(directory.pathOf(name), "open it", "somebody has removed it");
@@ -92,7 +92,7 @@ Pello::FileDescriptor openLog(const Pello::StateDirectory& directory) {
 
 } // namespace
 
-StateDatabase::StateDatabase(std::shared_ptr<const Pello::StateDirectory> directory,
+StateDatabase::StateDatabase(std::shared_ptr<const Posix::StateDirectory> directory,
                              const ChipScope& scope)
     : directory_(std::move(directory)), connection_(openStateDatabase(*directory_, scope)) {
     statements_.reserve(kStatements.size());
@@ -225,7 +225,7 @@ void StateDatabase::checkpointWithoutWaiting() noexcept {
 
 void StateDatabase::backup(const std::string& path) const {
     // Made here, so that it is a new file, and nobody else's.
-    const Pello::FileDescriptor file(
+    const Posix::FileDescriptor file(
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!file) {
         storageFailed(path, "make it", std::generic_category().message(errno));

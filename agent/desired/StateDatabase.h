@@ -32,7 +32,7 @@ class StateDatabase {
 
     /// Opens the database, or makes an empty one; a file that is not an agent's of this version, or
     /// of another scope, is refused as it is (see `openStateDatabase`). REQUIRES: a directory.
-    StateDatabase(std::shared_ptr<const Pello::StateDirectory> directory, const ChipScope& scope);
+    StateDatabase(std::shared_ptr<const Posix::StateDirectory> directory, const ChipScope& scope);
     StateDatabase(const StateDatabase&) = delete;
     StateDatabase& operator=(const StateDatabase&) = delete;
 
@@ -93,10 +93,10 @@ class StateDatabase {
     void write(std::size_t statement, std::initializer_list<SqliteValue> values);
     void takeRoomForCommit();
 
-    std::shared_ptr<const Pello::StateDirectory> directory_;
+    std::shared_ptr<const Posix::StateDirectory> directory_;
     SqliteConnection connection_;
     /// SQLite's write-ahead log, from the first write on; SQLite has no locks on it to lose.
-    Pello::FileDescriptor log_;
+    Posix::FileDescriptor log_;
     std::vector<SqliteStatement> statements_;
     std::uint64_t state_ = 0;
     std::uint64_t commits_ = 0;

@@ -21,8 +21,8 @@ namespace LagAgent {
 
 namespace {
 
-using Pello::FileDescriptor;
-using Pello::StateDirectory;
+using Posix::FileDescriptor;
+using Posix::StateDirectory;
 
 // ---- The schema ----------------------------------------------------------------------------
 
@@ -332,7 +332,7 @@ SqliteConnection openChecked(const std::string& path, const ChipScope& scope) {
 bool isStateDatabaseThere(const StateDirectory& directory) {
     try {
         return isDatabaseThere(directory, pathWithoutLinks(directory));
-    } catch (const Pello::StateException& e) {
+    } catch (const Posix::StateException& e) {
         throw CommandError(ErrorKind::storage, e.what());
     }
 }
@@ -404,7 +404,7 @@ restoreStateDatabase(const StateDirectory& directory, const std::string& copy,
         settleOld(path, scopeOf(memory));
         removeOld(directory);
         directory.publish(kStateFile);
-    } catch (const Pello::StateException& e) {
+    } catch (const Posix::StateException& e) {
         throw CommandError(ErrorKind::storage, e.what());
     }
     return restored;
@@ -417,7 +417,7 @@ SqliteConnection openStateDatabase(const StateDirectory& directory, const ChipSc
             makeDatabase(directory, path, emptyDatabase(path, scope));
         }
         return openChecked(path, scope);
-    } catch (const Pello::StateException& e) {
+    } catch (const Posix::StateException& e) {
         throw CommandError(ErrorKind::storage, e.what());
     }
 }

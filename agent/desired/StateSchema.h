@@ -20,7 +20,7 @@ inline constexpr std::uint32_t kStateVersion = 2;
 /// Whether there is a database to open. Looks without changing anything, and throws as
 /// `openStateDatabase` does where it sees already that the file must not be used. REQUIRES: this
 /// process does not have it open.
-bool isStateDatabaseThere(const Pello::StateDirectory& directory);
+bool isStateDatabaseThere(const Posix::StateDirectory& directory);
 
 /**
  * Opens the database of the desired state; makes an empty one of this scope when there is none,
@@ -33,7 +33,7 @@ bool isStateDatabaseThere(const Pello::StateDirectory& directory);
  * likewise), no database, another application's, a newer version's, one with another schema, one of
  * another scope.
  */
-SqliteConnection openStateDatabase(const Pello::StateDirectory& directory, const ChipScope& scope);
+SqliteConnection openStateDatabase(const Posix::StateDirectory& directory, const ChipScope& scope);
 
 /// A database that came back.
 struct RestoredState {
@@ -51,7 +51,7 @@ struct RestoredState {
  * copy is no whole desired state of this version or an older one, or of another chip.
  */
 RestoredState
-restoreStateDatabase(const Pello::StateDirectory& directory, const std::string& copy,
+restoreStateDatabase(const Posix::StateDirectory& directory, const std::string& copy,
                      const std::function<std::uint64_t(std::uint64_t state)>& latestCommit);
 
 } // namespace LagAgent

@@ -20,7 +20,7 @@ struct Methods {
     const sqlite3_io_methods* replaced;
     std::string indexPath;
     /// Closing it drops the locks that SQLite has on the index, so it stays open for as long.
-    Pello::FileDescriptor index{};
+    Posix::FileDescriptor index{};
     off_t allocated = 0;
 };
 
@@ -36,7 +36,7 @@ int allocate(Methods& methods, off_t size) {
         return SQLITE_OK;
     }
     if (!methods.index) {
-        methods.index = Pello::FileDescriptor(
+        methods.index = Posix::FileDescriptor(
             ::open(methods.indexPath.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
     }
     int result = 0;
@@ -69,7 +69,7 @@ int mapIndex(sqlite3_file* file, int region, int size, int isExtending, void vol
 int unmapIndex(sqlite3_file* file, int isDeleting) {
     Methods& methods = methodsOf(file);
     const int status = methods.replaced->xShmUnmap(file, isDeleting);
-    methods.index = Pello::FileDescriptor();
+    methods.index = Posix::FileDescriptor();
     methods.allocated = 0;
     return status;
 }

@@ -31,7 +31,7 @@ constexpr const char* kWithoutThem = "; to start without, and lose what it had, 
 
 /// A chip with records of what is on it was configured by somebody: an empty desired state in the
 /// place of the lost one would take all of that away.
-void requireDatabaseOfRecords(const Pello::StateDirectory& directory) {
+void requireDatabaseOfRecords(const Posix::StateDirectory& directory) {
     if (!directory.open(kStateFile) && SharedKeyManager::mayHoldRecords(directory)) {
         storageRefused(directory.pathOf(kStateFile),
                        std::string("it is not there, but the tables of records 'entries', "
@@ -42,7 +42,7 @@ void requireDatabaseOfRecords(const Pello::StateDirectory& directory) {
 
 /// The tables are told of a commit when it holds, so the database that they know of is at least
 /// that old.
-void requireLatest(const Pello::StateDirectory& directory, const StateDatabase& database) {
+void requireLatest(const Posix::StateDirectory& directory, const StateDatabase& database) {
     const auto known = SharedKeyManager::latestCommit(directory, database.state());
     if (known > database.commits()) {
         storageRefused(database.path(),
@@ -134,9 +134,8 @@ std::vector<std::string> PersistentState::coldTables() const {
         isFirstStart = isFirstStart && file.isNew();
         if (!file.isWarm()) {
             const std::string kept = file.damagedCopy();
-            reasons.push_back(
-                "a table of records starts empty: " + file.coldReason() +
-                (kept.empty() ? "" : "; it is kept as " + kept));
+            reasons.push_back("a table of records starts empty: " + file.coldReason() +
+                              (kept.empty() ? "" : "; it is kept as " + kept));
         }
     };
     look(keys_->mbbGlimtTableConfig()->file());

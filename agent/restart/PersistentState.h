@@ -16,7 +16,7 @@ namespace LagAgent {
 
 struct StateOptions {
     /// Where everything is kept; having it makes this process its only agent.
-    std::shared_ptr<const Pello::StateDirectory> directory{};
+    std::shared_ptr<const Posix::StateDirectory> directory{};
     /// The file of the software ASIC's chip; empty: "chip" in the directory.
     std::string chipFile{};
     /// The boot generation of a chip whose PD library has no such controls.
@@ -61,7 +61,7 @@ struct StatefulChip {
 class PersistentState {
   public:
     /// Opens everything: takes the chip's lock, opens the database and reads it, attaches the chip,
-    /// makes the database if there is none, and opens the tables. Throws `Pello::StateException`,
+    /// makes the database if there is none, and opens the tables. Throws `Posix::StateException`,
     /// `CommandError` and what `attach` does. Whatever is wrong with the lock or the database
     /// leaves the tables and the chip untouched. So does, unless loss is accepted, a database that
     /// is gone while there are records, or is older than these: what was acknowledged since would
@@ -101,8 +101,8 @@ class PersistentState {
   private:
     void openDatabase(const StateOptions& options, const ChipScope& scope);
 
-    std::shared_ptr<const Pello::StateDirectory> directory_;
-    std::optional<Pello::LockFile> chipLock_;
+    std::shared_ptr<const Posix::StateDirectory> directory_;
+    std::optional<Posix::LockFile> chipLock_;
     std::optional<StateDatabase> database_; // there when the constructor has ended
     DesiredState desired_;
     MbbGlimtKey::SharedKeyManager::Ptr keys_;
@@ -110,7 +110,7 @@ class PersistentState {
 
     std::function<std::uint64_t()> bootNow_;
     std::uint64_t boot_ = 0;
-    std::vector<std::pair<std::string, Pello::StateDirectory::Identity>> files_;
+    std::vector<std::pair<std::string, Posix::StateDirectory::Identity>> files_;
 };
 
 } // namespace LagAgent

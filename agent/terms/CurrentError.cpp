@@ -27,7 +27,7 @@ Error currentError() {
     } catch (const BfTable::BfNotSupported& e) {
         // Neither a BfTableException nor a std::exception to a handler.
         return tableError("BfTable::BfNotSupported", e.what(), e.status);
-    } catch (const Pello::StateException& e) {
+    } catch (const Posix::StateException& e) {
         return {ErrorKind::storage, e.what()};
     } catch (const Kel::Exception& e) {
         return {ErrorKind::model, e.what()};

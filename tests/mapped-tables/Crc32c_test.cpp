@@ -8,7 +8,7 @@
 namespace {
 
 Kel::U32 sumOf(std::string_view text, Kel::U32 before = 0) {
-    return Pello::crc32c(std::as_bytes(std::span(text)), before);
+    return Glimt::crc32c(std::as_bytes(std::span(text)), before);
 }
 
 TEST(Crc32c, HasThePublishedValues) {

@@ -43,7 +43,7 @@ class SharedKeyManagerTest : public testing::Test {
     auto groups() { return walked(*manager_->selGrpGlimtTableConfig()); }
 
     Place place_;
-    std::shared_ptr<const Pello::StateDirectory> directory_ = place_.open();
+    std::shared_ptr<const Posix::StateDirectory> directory_ = place_.open();
     Manager::Ptr manager_ = new Manager(directory_, shared_keys::options());
     const Manager::Match match_ = newMatch();
 };
@@ -299,8 +299,7 @@ TEST_F(SharedKeyManagerTest, AKeyInTwoTablesIsACorruptionOfBoth) {
     EXPECT_THAT(groups(), IsEmpty());
     for (const auto* file :
          {&manager_->adtGlimtTableConfig()->file(), &manager_->selGrpGlimtTableConfig()->file()}) {
-        EXPECT_THAT(file->latestCorruption(),
-                    HasSubstr("another table has its key"));
+        EXPECT_THAT(file->latestCorruption(), HasSubstr("another table has its key"));
     }
 }
 

@@ -32,7 +32,7 @@ class TableFileTest : public testing::Test {
     }
 
     Place place_;
-    std::shared_ptr<const Pello::StateDirectory> directory_ = place_.open();
+    std::shared_ptr<const Posix::StateDirectory> directory_ = place_.open();
 };
 
 TEST_F(TableFileTest, StartsColdWithoutAFileAndWarmWithOne) {
@@ -78,7 +78,7 @@ TEST_F(TableFileTest, AnotherLayoutStartsCold) {
     std::vector<U64> words = wordsOfTable<EntryConfig>(8, 3);
     const auto withLayout = [&](U64 word) {
         words[1] = word;
-        words[9] = Pello::crc32c(std::as_bytes(std::span(words).first(6)));
+        words[9] = Glimt::crc32c(std::as_bytes(std::span(words).first(6)));
         coldReason(8, 3, 17); // so that there is a file of the right mode
         contentIs(place_.file("entries"),
                   {reinterpret_cast<char*>(words.data()), words.size() * sizeof(U64)});

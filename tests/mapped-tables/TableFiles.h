@@ -45,8 +45,8 @@ class Place {
     /// Where the state directory is, or is going to be.
     std::filesystem::path state() const { return root_ / "state"; }
     std::filesystem::path file(const std::string& name) const { return state() / name; }
-    std::shared_ptr<const Pello::StateDirectory> open() const {
-        return std::make_shared<const Pello::StateDirectory>(state().c_str());
+    std::shared_ptr<const Posix::StateDirectory> open() const {
+        return std::make_shared<const Posix::StateDirectory>(state().c_str());
     }
 
   private:
@@ -68,7 +68,7 @@ template <class Call>
 std::string refusalOf(Call call) {
     try {
         call();
-    } catch (const Pello::StateException& e) {
+    } catch (const Posix::StateException& e) {
         return e.what();
     }
     return {};

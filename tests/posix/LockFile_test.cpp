@@ -9,7 +9,7 @@
 
 namespace {
 
-using Pello::LockFile;
+using Posix::LockFile;
 using namespace table_files;
 namespace fs = std::filesystem;
 

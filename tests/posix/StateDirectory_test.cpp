@@ -10,7 +10,7 @@
 
 namespace {
 
-using Pello::StateDirectory;
+using Posix::StateDirectory;
 using testing::HasSubstr;
 using testing::StartsWith;
 using namespace table_files;
@@ -263,8 +263,7 @@ TEST_F(FullDisk, TablesThatHaveTheirSpaceAreOpenedWrittenAndFoundCorrupt) {
     }
     EXPECT_EQ(walked(table).size(), 100u);
     table.doCorruptionDetected("seen");
-    EXPECT_THAT(table.file().latestCorruption(),
-                StartsWith("seen; no copy was kept: "));
+    EXPECT_THAT(table.file().latestCorruption(), StartsWith("seen; no copy was kept: "));
     EXPECT_TRUE(table.slots().isMarked());
 }
 

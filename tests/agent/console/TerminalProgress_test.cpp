@@ -21,8 +21,8 @@ class TerminalProgressTest : public testing::Test {
         int controller = -1, terminal = -1;
         EXPECT_EQ(0, ::openpty(&controller, &terminal, nullptr, nullptr, nullptr));
         ::fcntl(controller, F_SETFL, O_NONBLOCK);
-        controller_ = Pello::FileDescriptor(controller);
-        terminal_ = Pello::FileDescriptor(terminal);
+        controller_ = Posix::FileDescriptor(controller);
+        terminal_ = Posix::FileDescriptor(terminal);
     }
 
     int terminal() const { return terminal_.get(); }
@@ -33,8 +33,8 @@ class TerminalProgressTest : public testing::Test {
     }
 
   private:
-    Pello::FileDescriptor controller_;
-    Pello::FileDescriptor terminal_;
+    Posix::FileDescriptor controller_;
+    Posix::FileDescriptor terminal_;
 };
 
 TEST_F(TerminalProgressTest, IsALineThatIsGoneAtTheEnd) {
@@ -81,7 +81,7 @@ TEST_F(TerminalProgressTest, ShowsNothingOfWhatIsShort) {
 TEST(TerminalProgress, WritesNothingToAnythingElse) {
     int ends[2];
     ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC | O_NONBLOCK));
-    const Pello::FileDescriptor out(ends[0]), in(ends[1]);
+    const Posix::FileDescriptor out(ends[0]), in(ends[1]);
     {
         TerminalProgress progress(in.get(), Duration(0));
         progress.show("x", 1, 2);

@@ -15,12 +15,12 @@ namespace LagAgent {
 namespace {
 
 struct Ends {
-    Pello::FileDescriptor reader;
-    Pello::FileDescriptor writer;
+    Posix::FileDescriptor reader;
+    Posix::FileDescriptor writer;
 };
 Ends endsOf(int made, int reader, int writer) {
     EXPECT_EQ(0, made);
-    return {Pello::FileDescriptor(reader), Pello::FileDescriptor(writer)};
+    return {Posix::FileDescriptor(reader), Posix::FileDescriptor(writer)};
 }
 
 Ends newPipe() {
@@ -110,7 +110,7 @@ TEST(UnwaitingFile, DoesNotWaitForAPipeThatItMayNotOpen) {
 
 TEST(UnwaitingFile, WritesToAFileBehindWhatOthersWrote) {
     const std::string path = ::testing::TempDir() + "unwaiting-" + std::to_string(::getpid());
-    const Pello::FileDescriptor fd(
+    const Posix::FileDescriptor fd(
         ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
     ::unlink(path.c_str());
     const UnwaitingFile file(fd.get());
@@ -123,7 +123,7 @@ TEST(UnwaitingFile, WritesToAFileBehindWhatOthersWrote) {
 
 TEST(UnwaitingFile, TakesNothingWhereNothingCanBeWritten) {
     EXPECT_EQ(0u, UnwaitingFile(-1).write("x"));
-    const Pello::FileDescriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const Posix::FileDescriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
     EXPECT_EQ(0u, UnwaitingFile(full.get()).write("x"));
 }
 

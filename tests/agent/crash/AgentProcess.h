@@ -71,8 +71,8 @@ class AgentProcess {
 
     Death death_{};
     Clock::time_point forked_{};
-    Pello::FileDescriptor orders_{};
-    Pello::FileDescriptor answers_{};
+    Posix::FileDescriptor orders_{};
+    Posix::FileDescriptor answers_{};
     std::unique_ptr<LineReader> reader_{};
     std::optional<Answer> start_{};
     std::unique_ptr<ChildProcess> child_{};

@@ -16,7 +16,7 @@
 namespace LagAgent::Crash {
 
 namespace fs = std::filesystem;
-using Pello::FileDescriptor;
+using Posix::FileDescriptor;
 
 namespace {
 

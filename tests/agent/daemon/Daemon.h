@@ -51,7 +51,7 @@ class Manager {
 
   private:
     std::string path_;
-    Pello::FileDescriptor socket_;
+    Posix::FileDescriptor socket_;
 };
 
 /// A daemon with a state directory of the test's own, in a child.

@@ -205,7 +205,7 @@ TEST_F(Serve, RefusedPdCallIsAWarning) {
 TEST_F(Serve, ReaderOfItsLogThatStopsDoesNotHoldItUp) {
     int ends[2];
     ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
-    const Pello::FileDescriptor reader(ends[0]), writer(ends[1]);
+    const Posix::FileDescriptor reader(ends[0]), writer(ends[1]);
     const std::string all(static_cast<std::size_t>(::fcntl(ends[0], F_GETPIPE_SZ)), '.');
     ASSERT_EQ(static_cast<ssize_t>(all.size()), ::write(writer.get(), all.data(), all.size()));
     const std::string directory = daemon.directory();
@@ -223,7 +223,7 @@ TEST_F(Serve, ReaderOfItsLogThatIsGoneDoesNotEndIt) {
     int ends[2];
     ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
     ::close(ends[0]);
-    const Pello::FileDescriptor writer(ends[1]);
+    const Posix::FileDescriptor writer(ends[1]);
     const std::string directory = daemon.directory();
     daemon.start([&] {
         ::dup2(writer.get(), STDERR_FILENO);

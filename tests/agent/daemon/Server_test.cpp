@@ -25,15 +25,15 @@ struct Shared {
     int gate = -1; // 'gate' waits until there is a byte
     bool isNextRefused = false;
     std::string obstacle{};
-    std::vector<Pello::FileDescriptor> descriptors{};
+    std::vector<Posix::FileDescriptor> descriptors{};
     std::size_t rowsMade = 0;
 };
 
 /// All descriptors that the process may have.
-std::vector<Pello::FileDescriptor> allDescriptors() {
+std::vector<Posix::FileDescriptor> allDescriptors() {
     const rlimit few{64, 64};
     ::setrlimit(RLIMIT_NOFILE, &few);
-    std::vector<Pello::FileDescriptor> all;
+    std::vector<Posix::FileDescriptor> all;
     do {
         all.emplace_back(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
     } while (all.back());
@@ -121,8 +121,8 @@ class ServerTest : public testing::Test {
     ServerTest() {
         int ends[2];
         EXPECT_EQ(0, ::pipe2(ends, O_CLOEXEC));
-        const Pello::FileDescriptor gate(ends[0]);
-        gate_ = Pello::FileDescriptor(ends[1]);
+        const Posix::FileDescriptor gate(ends[0]);
+        gate_ = Posix::FileDescriptor(ends[1]);
         daemon.start([&] {
             ::mkdir(daemon.directory().c_str(), 0700);
             const Log log(STDERR_FILENO, {.level = LogLevel::debug});
@@ -158,7 +158,7 @@ class ServerTest : public testing::Test {
         return std::make_unique<FakeRunner>(shared);
     }
 
-    Pello::FileDescriptor gate_;
+    Posix::FileDescriptor gate_;
 };
 
 TEST_F(ServerTest, GreetsAndAnswers) {
@@ -534,7 +534,7 @@ TEST(ServerWatchdog, IsFedByTheLoop) {
 TEST(ServerLog, SaysHowMuchIsMissingAsSoonAsItCan) {
     int ends[2];
     ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
-    const Pello::FileDescriptor reader(ends[0]), writer(ends[1]);
+    const Posix::FileDescriptor reader(ends[0]), writer(ends[1]);
     Daemon daemon;
     daemon.start([&] {
         ::mkdir(daemon.directory().c_str(), 0700);

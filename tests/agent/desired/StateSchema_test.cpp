@@ -67,7 +67,7 @@ TEST_F(StateSchemaTest, TheFileIsPrivateWhateverTheUmask) {
 TEST_F(StateSchemaTest, ADirectoryMayBeReachedThroughALink) {
     fs::create_directory_symlink(place_.root(), place_.root() / "link");
     const auto directory =
-        std::make_shared<const Pello::StateDirectory>((place_.root() / "link" / "state").c_str());
+        std::make_shared<const Posix::StateDirectory>((place_.root() / "link" / "state").c_str());
     EXPECT_EQ(someState(), StateDatabase(directory, kScope).read());
 }
 

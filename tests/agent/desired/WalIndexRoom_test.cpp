@@ -42,7 +42,7 @@ class WalIndexRoomTest : public testing::Test {
 
   private:
     void settle() const {
-        const Pello::FileDescriptor root(::open(place_.root().c_str(), O_RDONLY | O_CLOEXEC));
+        const Posix::FileDescriptor root(::open(place_.root().c_str(), O_RDONLY | O_CLOEXEC));
         EXPECT_EQ(0, ::syncfs(root.get()));
     }
 

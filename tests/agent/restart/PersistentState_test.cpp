@@ -85,7 +85,7 @@ TEST_F(PersistentStateTest, EverythingIsThereAgain) {
 // ---- One agent a chip ------------------------------------------------------------------------
 
 TEST_F(PersistentStateTest, TheChipOfAnotherAgentIsLeftAloneAndNothingIsMade) {
-    const Pello::LockFile other((chip_ + ".agent").c_str(), chip_);
+    const Posix::LockFile other((chip_ + ".agent").c_str(), chip_);
     EXPECT_EQ(chip_ + ": in use by another agent, process " + std::to_string(::getpid()),
               refusal());
     EXPECT_TRUE(contents().empty());
@@ -94,7 +94,7 @@ TEST_F(PersistentStateTest, TheChipOfAnotherAgentIsLeftAloneAndNothingIsMade) {
 TEST_F(PersistentStateTest, TheChipIsLockedBeforeItIsAttachedAndUntilTheEnd) {
     const auto isLocked = [this] {
         return !table_files::refusalOf([this] {
-                    Pello::LockFile((chip_ + ".agent"), chip_);
+                    Posix::LockFile((chip_ + ".agent"), chip_);
                 }).empty();
     };
     const StatefulChip chip{.file = chip_, .attach = [&] {
