@@ -152,8 +152,6 @@ void SharedKeyManager::populate(EntryKey key, const Match& match) {
     forget(key);
     if (match) {
         remember(key, match);
-    } else {
-        stale_.insert(key);
     }
 }
 
@@ -182,7 +180,6 @@ void SharedKeyManager::remember(EntryKey key, const Match& match) {
 }
 
 void SharedKeyManager::forget(EntryKey key) {
-    stale_.erase(key);
     if (const auto found = matches_.find(key); found != matches_.end()) {
         keyOfMatch_.erase(found->second.ptr());
         matches_.erase(found);

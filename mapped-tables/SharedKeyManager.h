@@ -1,7 +1,6 @@
 #pragma once
 
 #include <map>
-#include <set>
 #include <unordered_map>
 
 #include "framework/AllocTrack.h"
@@ -20,14 +19,14 @@ namespace MbbGlimtKey {
  *
  * `alloc` and `allocAnon` leave a reservation in a table: the key is known, a handle is not yet,
  * and no walk shows it. Storing the object's handle turns it into a record. The one that is left
- * when the agent dies in between tells that the chip may have an object that nobody recorded.
+ * when the agent dies in between tells that the chip may have an object without a record.
  * Anonymous ones stand in the member table, also those of groups, since `allocAnon` is not told
  * which. A newer reservation for the same match or id replaces the older.
  *
- * Handles are stored and dropped by whoever sees the driver's handles change, with the operations
- * under "Records". These are idempotent: storing what is stored already writes nothing. A handle
- * belongs to one record: storing it for another object drops the record that had it, since the chip
- * has given the handle out again.
+ * Whatever follows the driver's handles stores and drops them, with the operations under "Records".
+ * These are idempotent: storing what is stored already writes nothing. A handle belongs to one
+ * record: storing it for another object drops the record that had it, since the chip has given the
+ * handle out again.
  *
  * What cannot be stored throws `Posix::StateException`. One thread.
  */
@@ -96,8 +95,6 @@ class SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKeyManager> {
     /// The match object that a key was reserved for, recorded with or populated with; null when
     /// unknown or stale.
     Match match(Glimt::EntryKey key) const;
-    /// The keys that were populated without a match: the chip does not know their entries.
-    const std::set<Glimt::EntryKey>& staleKeys() const noexcept { return stale_; }
 
     struct Reservation {
         Glimt::EntryKey key = 0;
@@ -140,7 +137,6 @@ class SharedKeyManager : public Kel::Object<SharedKeyManager, GlimtKeyManager> {
     std::map<Glimt::EntryKey, Match> matches_;
     std::unordered_map<const RuxTable::MatchSpecBase*, Glimt::EntryKey> keyOfMatch_;
     std::map<Glimt::EntryKey, Match> reservedMatches_;
-    std::set<Glimt::EntryKey> stale_;
 };
 
 } // namespace MbbGlimtKey

@@ -242,7 +242,7 @@ EntryKey SlotTable::keyOfId(U32 id) const {
     return found == keyOfId_.end() ? 0 : found->second;
 }
 
-/// Room for a content: refuses one too many record, lets the oldest reservation go for one more.
+/// Room for a content: refuses one too many record, drops the oldest reservation for one more.
 std::size_t SlotTable::freeSlot(const SlotContent& content) {
     const bool isRecord = content.kind == Kind::kRecord;
     const auto held = held_.find(content.key);
@@ -254,7 +254,6 @@ std::size_t SlotTable::freeSlot(const SlotContent& content) {
     }
     if (!isRecord && held == held_.end() && reserved_.size() >= SlotFormat::kReservations) {
         contentDel(*reserved_.begin());
-        ++reservationsLost_;
     }
     if (free_.empty()) {
         throw Posix::StateException(description_.name,

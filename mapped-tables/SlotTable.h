@@ -28,14 +28,14 @@ namespace Glimt {
  * and never written over: `next` throws when it arrives there. Two that contradict each other are
  * both wrong, since nothing tells which one is right.
  *
- * One thread. The words must stay for the table's life, and nobody else may write them.
+ * One thread. The words must stay for the table's life, and only this table may write them.
  */
 class SlotTable {
   public:
     using BeforeStore = std::function<void()>;
 
     /// `words` are those of a table whose header was checked. `beforeStore` is called before every
-    /// store to them, for whoever wants to see what dying at each store leaves.
+    /// store to them, for tests of what dying at each store leaves.
     SlotTable(std::span<Kel::U64> words, const TableDescription& description,
               BeforeStore beforeStore = {});
 
@@ -61,7 +61,7 @@ class SlotTable {
 
     /// Brings a content into force under its key, in place of what was there. A key beyond the
     /// latest serial number raises that first. When there are too many reservations the oldest
-    /// gives way. Throws `Posix::StateException`, having changed nothing, when the table is full.
+    /// is dropped. Throws `Posix::StateException`, having changed nothing, when the table is full.
     /// The caller guarantees what the table refuses to read: a handle that is not 0 and that no
     /// other key has, and in an anonymous table no second record of an id.
     void contentIs(const SlotContent& content);
@@ -90,8 +90,6 @@ class SlotTable {
     /// slots whose successor was committed.
     std::size_t neverCommitted() const noexcept { return neverCommitted_; }
     std::size_t superseded() const noexcept { return superseded_; }
-    /// Reservations that gave way to newer ones.
-    std::size_t reservationsLost() const noexcept { return reservationsLost_; }
 
   private:
     struct Committed {
@@ -134,7 +132,6 @@ class SlotTable {
 
     std::size_t neverCommitted_ = 0;
     std::size_t superseded_ = 0;
-    std::size_t reservationsLost_ = 0;
 };
 
 } // namespace Glimt

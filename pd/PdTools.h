@@ -1,7 +1,7 @@
 /*
  * What a tool may ask of a PD library beyond the PD API: the log of the PD calls, and the boot
- * generation of a chip. A library need not have these functions; who loads one looks for them by
- * their C names. None of them appears in the call log.
+ * generation of a chip. A library need not have these functions: a program that loads one looks for
+ * them by their C names. None of them appears in the call log.
  *
  * Functions that can fail return a pipe_status of the PD API: 0 for success,
  * P4_PD_STATUS_INVALID_ARG (3) for an unknown device, a null pointer or a value out of range,

@@ -9,7 +9,7 @@ namespace Posix {
 /**
  * Makes this process the only agent that uses something, until the object goes, or the process dies
  * in whatever way: an advisory lock on a file, which is made (mode 0600) when it is missing and
- * stays behind. Removing it by hand while somebody holds it lets a second agent in.
+ * stays behind. Removing it by hand while a process holds the lock lets a second agent in.
  *
  * The file has the holder's process id, for the message that a second agent gets, and nothing
  * depends on that: on a full disk the lock holds all the same. A child of the process that does not
@@ -18,8 +18,8 @@ namespace Posix {
 class LockFile {
   public:
     /// Takes the lock at a path; `subject` is what it stands for. Throws `StateException`: about
-    /// the subject ("in use by another agent, process 7") when somebody holds it, about the file
-    /// when that is a link, no regular file, another user's, or of another mode or more names.
+    /// the subject ("in use by another agent, process 7") when another process holds it, about the
+    /// file when that is a link, no regular file, another user's, or of another mode or more names.
     LockFile(const std::string& path, const std::string& subject);
     /// The same for a file in a directory that is open.
     LockFile(const FileDescriptor& directory, const std::string& name, const std::string& path,

@@ -6,8 +6,8 @@
 
 namespace Posix {
 
-/// The state on disk cannot be used: the message names the path and the reason. Whoever catches it
-/// can neither go on with that state nor replace it without a person's decision.
+/// The state on disk cannot be used: the message names the path and the reason. The catcher can
+/// neither go on with that state nor replace it without a person's decision.
 class StateException : public std::runtime_error {
   public:
     StateException(const std::string& path, const std::string& reason)
