@@ -1,11 +1,10 @@
 #include "agent/chip/AsicControl.h"
 
-#include <algorithm>
-
 #include "agent/chip/PdLibrary.h"
 #include "agent/outcome/Errors.h"
 #include "asic/SoftwareAsic.h"
 #include "driver-status/PipeStatus.h"
+#include "pd/ReadBack.h"
 
 namespace LagAgent {
 
@@ -104,23 +103,13 @@ std::uint64_t AsicControl::nextCall() const {
     return functions_ ? functions_->log_end() : 0;
 }
 
-template <class Visit>
-void AsicControl::forEachCall(std::uint64_t begin, std::uint64_t end, Visit&& visit) const {
-    for (auto at = std::max(begin, functions_->log_begin()); at < end; ++at) {
-        velmor_asic_call_t call{};
-        if (functions_->log_read(at, &call) == BfTable::kStatusSuccess) {
-            visit(call);
-        }
-    }
-}
-
 std::optional<std::vector<std::string>> AsicControl::writes(std::uint64_t begin,
                                                             std::uint64_t end) const {
     if (!functions_) {
         return std::nullopt;
     }
     std::vector<std::string> operations;
-    forEachCall(begin, end, [&operations](const velmor_asic_call_t& call) {
+    pd::forEachCall(*functions_, begin, end, [&operations](const velmor_asic_call_t& call) {
         const std::string operation = call.operation;
         // Of what the log keeps, these change nothing on the chip.
         if (!operation.ends_with("_get_entry") && !operation.starts_with(kSessionPrefix)) {
@@ -138,20 +127,10 @@ std::vector<PdCallRecord> AsicControl::calls(std::uint64_t begin, std::uint64_t 
     if (!functions_) {
         return records;
     }
-    std::string buffer(512, '\0'); // nearly every call is shorter
-    forEachCall(begin, end, [&](const velmor_asic_call_t& call) {
-        const auto format = [&] {
-            return functions_->log_format(call.sequence, buffer.data(), buffer.size());
-        };
-        int length = format();
-        if (length >= static_cast<int>(buffer.size())) {
-            buffer.resize(static_cast<std::size_t>(length) + 1);
-            length = format();
-        }
+    pd::forEachCall(*functions_, begin, end, [&](const velmor_asic_call_t& call) {
         // Other processes' calls may have pushed it out meanwhile.
-        if (length >= 0) {
-            records.push_back({call.sequence, call.operation, call.status,
-                               buffer.substr(0, static_cast<std::size_t>(length))});
+        if (auto text = pd::callText(*functions_, call.sequence)) {
+            records.push_back({call.sequence, call.operation, call.status, std::move(*text)});
         }
     });
     return records;

@@ -69,9 +69,6 @@ class AsicControl {
   private:
     struct Functions;
     const Functions& required() const;
-    /// Calls `visit(call)` for the calls from `begin` to before `end` that the log still has.
-    template <class Visit>
-    void forEachCall(std::uint64_t begin, std::uint64_t end, Visit&& visit) const;
 
     std::unique_ptr<const Functions> functions_; // null where the library lacks them
 };

@@ -5,6 +5,7 @@
 
 #include "agent/terms/ActionNames.h"
 #include "driver-status/PdCall.h"
+#include "pd/ReadBack.h"
 
 namespace LagAgent {
 
@@ -28,14 +29,11 @@ void ChipTables::readThere(const Operation& operation, Arguments... arguments) c
     }
 }
 
-/// Calls `visit(handle)` for every handle of a walk over the driver's scope.
-template <class First, class Next, class Visit>
-void ChipTables::walk(const First& first, const Next& next, Visit&& visit) const {
-    std::uint32_t handle = 0;
-    for (bool found = read(first, target_, &handle); found;
-         found = read(next, target_, handle, &handle)) {
-        visit(handle);
-    }
+template <class First, class Next, class Visit, class... Where>
+void ChipTables::walk(const First& first, const Next& next, const Visit& visit,
+                      const Where&... where) const {
+    const auto reader = [this](const auto&... call) { return read(call...); };
+    pd::walk(reader, first, next, visit, where...);
 }
 
 p4_pd_velmor_switch_usage_t ChipTables::usage() const {
@@ -67,16 +65,14 @@ ChipGroup ChipTables::group(ChipHandle handle) const {
     std::uint32_t count = 0;
     readThere(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_group, device_, handle, &group.size,
               &count);
-    ChipHandle member = 0;
-    for (bool found = read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member,
-                           device_, handle, &member);
-         found; found = read(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member,
-                             device_, handle, member, &member)) {
+    const auto add = [&](ChipHandle member) {
         std::uint32_t state = 0;
         readThere(pd_.p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get, device_,
                   handle, member, &state);
         group.members.emplace_hint(group.members.end(), member, state == P4_PD_MEMBER_ACTIVE);
-    }
+    };
+    walk(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member,
+         pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member, add, device_, handle);
     return group;
 }
 
@@ -96,15 +92,18 @@ ChipEntry ChipTables::entry(ChipHandle handle, bool isDefault) const {
 
 ChipState ChipTables::read() const {
     ChipState state{.usage = usage()};
-    walk(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
-         pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle,
-         [&](ChipHandle handle) { state.members.emplace(handle, member(handle)); });
-    walk(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
-         pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle,
-         [&](ChipHandle handle) { state.groups.emplace(handle, group(handle)); });
-    walk(pd_.p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
-         pd_.p4_pd_velmor_switch_lagGroup_get_next_entry_handle,
-         [&](ChipHandle handle) { state.entries.emplace(handle, entry(handle, false)); });
+    walk(
+        pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
+        pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle,
+        [&](ChipHandle handle) { state.members.emplace(handle, member(handle)); }, target_);
+    walk(
+        pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
+        pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle,
+        [&](ChipHandle handle) { state.groups.emplace(handle, group(handle)); }, target_);
+    walk(
+        pd_.p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
+        pd_.p4_pd_velmor_switch_lagGroup_get_next_entry_handle,
+        [&](ChipHandle handle) { state.entries.emplace(handle, entry(handle, false)); }, target_);
     if (const ChipHandle handle = defaultEntry(); handle != 0) {
         state.entries.emplace(handle, entry(handle, true));
     }

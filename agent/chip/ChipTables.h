@@ -28,8 +28,9 @@ class ChipTables {
     /// The same for an object that a walk has just named.
     template <class Operation, class... Arguments>
     void readThere(const Operation& operation, Arguments... arguments) const;
-    template <class First, class Next, class Visit>
-    void walk(const First& first, const Next& next, Visit&& visit) const;
+    template <class First, class Next, class Visit, class... Where>
+    void walk(const First& first, const Next& next, const Visit& visit,
+              const Where&... where) const;
 
     ChipHandle defaultEntry() const;
     ChipMember member(ChipHandle handle) const;

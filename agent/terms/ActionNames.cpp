@@ -1,11 +1,11 @@
 #include "agent/terms/ActionNames.h"
 
+#include "pd/ReadBack.h"
+
 namespace LagAgent {
 
 const std::vector<std::string>& actionNames() {
-    static const std::vector<std::string> kNames{"fixL2SubintfAlignment",
-                                                 "invalidateUcastEgressPort", "setLagPort",
-                                                 "setPhysicalPort", "setTunnelInfo"};
+    static const std::vector<std::string> kNames(pd::kActionNames.begin(), pd::kActionNames.end());
     return kNames;
 }
 
