@@ -8,13 +8,18 @@
 // A process that dies before that store has changed nothing; after it the call is made, for every
 // process. There is nothing to repair, whatever the moment of death.
 //
-// Before the ring overwrites calls that the checkpoint does not contain, a new checkpoint is written
-// to the other area, and one store of its number makes it valid. A power cycle is a
+// Before the ring overwrites calls that the checkpoint does not contain, a new checkpoint is
+// written to the other area, and one store of its number makes it valid. A power cycle is a
 // checkpoint of an empty chip with another boot generation.
 //
-// A reader takes no lock: it makes the changes that are new, or starts over from the checkpoint when
-// the ring has overtaken it.
+// A reader takes no lock: it makes the changes that are new, or starts over from the checkpoint
+// when the ring has overtaken it.
 #pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
 
 #include "asic/Chip.h"
 #include "asic/ChipFile.h"
@@ -22,11 +27,6 @@
 #include "asic/Steps.h"
 #include "asic/Types.h"
 #include "pd/calls/CallLog.h"
-
-#include <cstdint>
-#include <memory>
-#include <optional>
-#include <vector>
 
 namespace asic {
 

@@ -1,14 +1,14 @@
 #pragma once
 
-#include "asic/Runtime.h"
-#include "asic/Types.h"
-#include "pd/Operations.h"
-#include "pd/calls/CallRecord.h"
-
 #include <cstddef>
 #include <new>
 #include <optional>
 #include <type_traits>
+
+#include "asic/Runtime.h"
+#include "asic/Types.h"
+#include "pd/Operations.h"
+#include "pd/calls/CallRecord.h"
 
 namespace asic {
 
@@ -56,11 +56,13 @@ struct Subject {
         return chip ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
     }
     Status admit(const p4_pd_dev_target_t& target) noexcept {
-        if (const Status status = admit(target.device_id); status != P4_PD_STATUS_SUCCESS)
+        if (const Status status = admit(target.device_id); status != P4_PD_STATUS_SUCCESS) {
             return status;
+        }
         const auto named = chip->scope(target.dev_pipe_id);
-        if (!named)
+        if (!named) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         scope = *named;
         return P4_PD_STATUS_SUCCESS;
     }
@@ -92,10 +94,11 @@ class Boundary {
         all.steps.callBegins(kOperation.name);
         const Status status = contained([&] {
             const Status fault = all.faults.strike(index);
-            if constexpr (kOperation.isLogged())
+            if constexpr (kOperation.isLogged()) {
                 return record(all, fault, work, arguments...);
-            else
+            } else {
                 return read(all, fault, work, arguments...);
+            }
         });
         all.watchedIs();
         all.steps.callEnds();
@@ -106,10 +109,12 @@ class Boundary {
     template <class Work, class... Arguments>
     static Status read(Runtime& all, Status fault, const Work& work,
                        const Arguments&... arguments) {
-        if (fault != P4_PD_STATUS_SUCCESS)
+        if (fault != P4_PD_STATUS_SUCCESS) {
             return fault;
-        if (all.attached)
+        }
+        if (all.attached) {
             all.attached->catchUp();
+        }
         return perform(all, work, arguments...);
     }
 
@@ -120,20 +125,23 @@ class Boundary {
     static Status record(Runtime& all, Status fault, const Work& work,
                          const Arguments&... arguments) {
         std::optional<AttachedChip::Turn> turn;
-        if (all.attached)
+        if (all.attached) {
             turn.emplace(*all.attached);
+        }
         const bool isOnFile = turn && (... || isDevice(all.attached->device(), arguments));
         const Status status = fault != P4_PD_STATUS_SUCCESS ? fault : contained([&] {
-            if (isOnFile)
+            if (isOnFile) {
                 turn->roomFor(index);
+            }
             return perform(all, work, arguments...);
         });
         const bool isChange =
             isOnFile && status == P4_PD_STATUS_SUCCESS && kOperation.kind == pd::Kind::change;
-        if (turn)
+        if (turn) {
             turn->record(pd::recordOf<index>(status, arguments...), isChange);
-        else if (all.log.recording())
+        } else if (all.log.recording()) {
             all.log.append(pd::recordOf<index>(status, arguments...));
+        }
         return turn && all.attached->isCutShort() ? Status{P4_PD_STATUS_INTERNAL_ERROR} : status;
     }
 
@@ -144,25 +152,28 @@ class Boundary {
         Subject subject{all};
         Status status = subject.admitFirst(first);
         if (status != P4_PD_STATUS_SUCCESS ||
-            !(... && ((status = subject.admit(rest)) == P4_PD_STATUS_SUCCESS)))
+            !(... && ((status = subject.admit(rest)) == P4_PD_STATUS_SUCCESS))) {
             return status;
-        if constexpr (std::is_invocable_v<Work, Sessions&>)
+        }
+        if constexpr (std::is_invocable_v<Work, Sessions&>) {
             return work(all.sessions);
-        else if constexpr (std::is_invocable_v<Work, Chip&>)
+        } else if constexpr (std::is_invocable_v<Work, Chip&>) {
             return work(*subject.chip);
-        else
+        } else {
             return work(*subject.chip, subject.scope);
+        }
     }
 
     /// Whether an argument names the device.
     template <class T>
     static bool isDevice(int deviceId, const T& argument) noexcept {
-        if constexpr (std::is_same_v<T, int>)
+        if constexpr (std::is_same_v<T, int>) {
             return argument == deviceId;
-        else if constexpr (std::is_same_v<T, p4_pd_dev_target_t>)
+        } else if constexpr (std::is_same_v<T, p4_pd_dev_target_t>) {
             return argument.device_id == deviceId;
-        else
+        } else {
             return false;
+        }
     }
 };
 

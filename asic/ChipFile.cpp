@@ -1,10 +1,5 @@
 #include "asic/ChipFile.h"
 
-#include "asic/Chips.h"
-#include "asic/Generation.h"
-#include "asic/MappingGuard.h"
-#include "posix/Files.h"
-
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -16,6 +11,11 @@
 #include <cstdlib>
 #include <limits>
 #include <system_error>
+
+#include "asic/Chips.h"
+#include "asic/Generation.h"
+#include "asic/MappingGuard.h"
+#include "posix/Files.h"
 
 namespace asic {
 
@@ -70,13 +70,15 @@ std::uint64_t systemBoot() {
     constexpr const char* kPath = "/proc/sys/kernel/random/boot_id";
     std::array<char, 36> text{}; // a UUID in letters
     const Posix::FileDescriptor file(::open(kPath, O_RDONLY | O_CLOEXEC));
-    if (!file || !Posix::readAll(file, std::as_writable_bytes(std::span(text)), 0))
+    if (!file || !Posix::readAll(file, std::as_writable_bytes(std::span(text)), 0)) {
         throw ChipFileError(P4_PD_STATUS_NO_SYS_RESOURCES,
                             std::string("cannot read ") + kPath + ": " +
                                 std::generic_category().message(errno));
+    }
     Digest digest;
-    for (const char letter : text)
+    for (const char letter : text) {
         digest.add(static_cast<unsigned char>(letter));
+    }
     return digest.value();
 }
 
@@ -95,9 +97,11 @@ void ChipFile::throwFailed(const char* what, int error) const {
 ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, Steps& steps)
     : ChipFile(path, steps) {
     // A process that loses the race to make the file finds the winner's, unless that is removed.
-    for (int tries = 0; !openExisting() && !make(config, steps); ++tries)
-        if (tries == 10)
+    for (int tries = 0; !openExisting() && !make(config, steps); ++tries) {
+        if (tries == 10) {
             throwRefused(P4_PD_STATUS_INVALID_ARG, "the file comes and goes");
+        }
+    }
     checkFile();
     checkIdentity();
     allocate(0, kAreasAt);
@@ -107,18 +111,22 @@ ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, St
 
 void ChipFile::makeNew(const char* path, const velmor_asic_chip_config_t& config, Steps& steps) {
     ChipFile file(path, steps);
-    if (!file.make(config, steps))
+    if (!file.make(config, steps)) {
         file.throwRefused(P4_PD_STATUS_ALREADY_EXISTS, "exists already");
+    }
 }
 
 bool ChipFile::openExisting() {
     file_ = Posix::openPrivately(AT_FDCWD, path_);
-    if (file_)
+    if (file_) {
         return true;
-    if (errno == ENOENT)
+    }
+    if (errno == ENOENT) {
         return false;
-    if (errno == ELOOP)
+    }
+    if (errno == ELOOP) {
         throwRefused(P4_PD_STATUS_INVALID_ARG, "is a symbolic link");
+    }
     throwFailed("open the file", errno);
 }
 
@@ -129,18 +137,21 @@ bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
     struct Temporary {
         std::string path;
         ~Temporary() {
-            if (!path.empty())
+            if (!path.empty()) {
                 ::unlink(path.c_str());
+            }
         }
     };
     std::string name = path_ + ".XXXXXX";
     const int made = ::mkostemp(name.data(), O_CLOEXEC);
-    if (made < 0)
+    if (made < 0) {
         throwFailed("make a file in its directory", errno);
+    }
     Temporary temporary{name};
     file_ = Posix::FileDescriptor(made);
-    if (::fchmod(made, Posix::kPrivateFileMode) != 0)
+    if (::fchmod(made, Posix::kPrivateFileMode) != 0) {
         throwFailed("set the mode", errno);
+    }
     allocate(0, kAreasAt);
     map();
     head().checkpoints[0].store(firstCheckpoint(config), steps);
@@ -152,15 +163,17 @@ bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
         temporary.path.clear();
         return true;
     }
-    if (errno != EEXIST)
+    if (errno != EEXIST) {
         throwFailed("move the file to its place", errno);
+    }
     return false;
 }
 
 void ChipFile::checkFile() const {
     struct stat state {};
-    if (::fstat(file_.get(), &state) != 0)
+    if (::fstat(file_.get(), &state) != 0) {
         throwFailed("look at the file", errno);
+    }
     switch (Posix::flawOfFile(state)) {
     case Posix::Flaw::none:
         break;
@@ -174,50 +187,60 @@ void ChipFile::checkFile() const {
         throwRefused(P4_PD_STATUS_INVALID_ARG,
                      "has " + std::to_string(state.st_nlink) + " names (hard links), not one");
     }
-    if (state.st_size < static_cast<off_t>(kAreasAt))
+    if (state.st_size < static_cast<off_t>(kAreasAt)) {
         throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or cut off: it has " +
                                                       std::to_string(state.st_size) + " bytes");
+    }
 }
 
 void ChipFile::checkIdentity() {
     IdentityWords words{};
-    if (!Posix::readAll(file_, std::as_writable_bytes(std::span(words)), 0))
+    if (!Posix::readAll(file_, std::as_writable_bytes(std::span(words)), 0)) {
         throwFailed("read the file", errno);
-    if (words[identity_at::kMagic] != kMagic)
+    }
+    if (words[identity_at::kMagic] != kMagic) {
         throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or its header is damaged");
-    if (words[identity_at::kVersion] != kLayoutVersion)
+    }
+    if (words[identity_at::kVersion] != kLayoutVersion) {
         throwRefused(P4_PD_STATUS_NOT_SUPPORTED, "its layout is version " +
                                                      std::to_string(words[identity_at::kVersion]) +
                                                      ", not " + std::to_string(kLayoutVersion));
+    }
     config_ = configOf(words);
-    if (!isSealed(words) || words != identityOf(config_) || !isValid(config_))
+    if (!isSealed(words) || words != identityOf(config_) || !isValid(config_)) {
         throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "its header is damaged");
+    }
 }
 
 void ChipFile::checkRoom() const {
     const std::uint64_t room = layout_->head.room.load(std::memory_order_acquire);
     struct stat state {};
-    if (::fstat(file_.get(), &state) != 0)
+    if (::fstat(file_.get(), &state) != 0) {
         throwFailed("look at the file", errno);
-    if (room > kMaxRoom || state.st_size < static_cast<off_t>(placeOf(0, room)))
+    }
+    if (room > kMaxRoom || state.st_size < static_cast<off_t>(placeOf(0, room))) {
         throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "is cut off, or its header is damaged");
+    }
     allocate(kAreasAt, placeOf(0, room) - kAreasAt);
 }
 
 /// Blocks that the file has not got by now would be missing when the mapping is written, and that
 /// would end the process.
 void ChipFile::allocate(std::size_t from, std::size_t size) const {
-    if (size == 0)
+    if (size == 0) {
         return;
-    if (const int error = Posix::allocate(file_, from, size); error != 0)
+    }
+    if (const int error = Posix::allocate(file_, from, size); error != 0) {
         throwFailed("get room for the file", error);
+    }
 }
 
 void ChipFile::map() {
     void* const memory =
         ::mmap(nullptr, kAreasAt, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0);
-    if (memory == MAP_FAILED)
+    if (memory == MAP_FAILED) {
         throwFailed("map the file", errno);
+    }
     layout_.reset(static_cast<ChipFileLayout*>(memory));
     guardMapping(memory, kAreasAt);
 }
@@ -231,9 +254,11 @@ void ChipFile::lock() {
     struct flock whole {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;
-    while (::fcntl(file_.get(), F_SETLKW, &whole) != 0)
-        if (errno != EINTR)
+    while (::fcntl(file_.get(), F_SETLKW, &whole) != 0) {
+        if (errno != EINTR) {
             throwFailed("lock the file", errno);
+        }
+    }
     if (isCutShort()) {
         unlock();
         throwRefused(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
@@ -254,8 +279,9 @@ void ChipFile::unlock() noexcept {
 }
 
 void ChipFile::roomIs(std::uint64_t chunks) {
-    if (chunks > kMaxRoom)
+    if (chunks > kMaxRoom) {
         throwFailed("get room for the file", EFBIG);
+    }
     allocate(kAreasAt, placeOf(0, chunks) - kAreasAt);
     head().room.store(chunks, std::memory_order_release, steps_);
 }
@@ -263,14 +289,16 @@ void ChipFile::roomIs(std::uint64_t chunks) {
 void ChipFile::writeChunk(std::uint64_t area, std::uint64_t chunk,
                           std::span<const Change> changes) {
     steps_.store();
-    if (!Posix::writeAll(file_, std::as_bytes(changes), placeOf(area, chunk)))
+    if (!Posix::writeAll(file_, std::as_bytes(changes), placeOf(area, chunk))) {
         throwFailed("write the file", errno);
+    }
 }
 
 void ChipFile::readChunk(std::uint64_t area, std::uint64_t chunk, std::span<Change> changes) {
     if (!Posix::readAll(file_, std::as_writable_bytes(changes), placeOf(area, chunk))) {
-        if (errno == 0)
+        if (errno == 0) {
             throwRefused(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
+        }
         throwFailed("read the file", errno);
     }
 }

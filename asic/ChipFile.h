@@ -5,18 +5,18 @@
 // so nothing may open the file while a call runs.
 #pragma once
 
-#include "asic/ChipFileLayout.h"
-#include "asic/SoftwareAsic.h"
-#include "asic/Steps.h"
-#include "asic/Types.h"
-#include "posix/FileDescriptor.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <memory>
 #include <span>
 #include <string>
+
+#include "asic/ChipFileLayout.h"
+#include "asic/SoftwareAsic.h"
+#include "asic/Steps.h"
+#include "asic/Types.h"
+#include "posix/FileDescriptor.h"
 
 namespace asic {
 

@@ -1,12 +1,12 @@
 // Failures of PD calls that were asked for.
 #pragma once
 
-#include "asic/SoftwareAsic.h"
-#include "asic/Types.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+#include "asic/SoftwareAsic.h"
+#include "asic/Types.h"
 
 namespace asic {
 
@@ -30,14 +30,16 @@ class FaultPlan {
         Status status = P4_PD_STATUS_SUCCESS;
         for (auto fault = faults_.begin(); fault != faults_.end();) {
             const bool due = fault->operation == operation && --fault->callsToGo == 0;
-            if (due && status == P4_PD_STATUS_SUCCESS)
+            if (due && status == P4_PD_STATUS_SUCCESS) {
                 status = fault->status;
+            }
             if (due && fault->mode == VELMOR_ASIC_FAULT_ONCE) {
                 fault = faults_.erase(fault);
                 continue;
             }
-            if (due)
+            if (due) {
                 fault->callsToGo = 1;
+            }
             ++fault;
         }
         return status;

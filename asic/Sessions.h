@@ -1,10 +1,10 @@
 // The sessions that are open on the PD API.
 #pragma once
 
-#include "asic/Types.h"
-
 #include <array>
 #include <cstdint>
+
+#include "asic/Types.h"
 
 namespace asic {
 
@@ -29,8 +29,9 @@ class Sessions {
             const p4_pd_sess_hdl_t candidate = next_;
             next_ = candidate + 1 == kClosed ? 1 : candidate + 1;
             auto& slot = slots_[candidate % kCapacity];
-            if (slot != kClosed)
+            if (slot != kClosed) {
                 continue;
+            }
             slot = candidate;
             *session = candidate;
             return P4_PD_STATUS_SUCCESS;
@@ -40,8 +41,9 @@ class Sessions {
 
     /// REQUIRES: isOpen(session).
     [[nodiscard]] Status close(p4_pd_sess_hdl_t session) noexcept {
-        if (session == 0)
+        if (session == 0) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         slots_[session % kCapacity] = kClosed;
         return P4_PD_STATUS_SUCCESS;
     }

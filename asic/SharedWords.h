@@ -1,14 +1,14 @@
 // Records of 64-bit words in memory that several processes see.
 #pragma once
 
-#include "asic/Mix.h"
-#include "asic/Steps.h"
-
 #include <array>
 #include <atomic>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+
+#include "asic/Mix.h"
+#include "asic/Steps.h"
 
 namespace asic {
 
@@ -40,13 +40,15 @@ class SharedRecord {
 
     [[nodiscard]] Words load() noexcept {
         Words words;
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < count; ++i) {
             words[i] = words_[i].load(std::memory_order_relaxed);
+        }
         return words;
     }
     void store(const Words& words, Steps& steps) noexcept {
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < count; ++i) {
             words_[i].store(words[i], std::memory_order_relaxed, steps);
+        }
     }
 
   private:
@@ -68,8 +70,9 @@ class Digest {
 template <std::size_t count>
 std::uint64_t digestOf(const std::array<std::uint64_t, count>& words) noexcept {
     Digest digest;
-    for (std::size_t i = 0; i + 1 < count; ++i)
+    for (std::size_t i = 0; i + 1 < count; ++i) {
         digest.add(words[i]);
+    }
     return digest.value();
 }
 

@@ -1,12 +1,12 @@
 // Calls as the words that memory keeps of them which several processes share.
 #pragma once
 
-#include "pd/calls/CallRecord.h"
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+
+#include "pd/calls/CallRecord.h"
 
 namespace pd {
 
