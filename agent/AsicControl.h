@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace LagAgent {
@@ -32,6 +33,9 @@ struct PdCallRecord {
     /// "operation(argument=value, ...) -> status output=value ..."
     std::string text;
 };
+
+/// Numbers of PD calls in the ASIC's log: from each first one to before the second.
+using CallNumbers = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
 
 /**
  * The controls of the software ASIC: what a chip does not have. They are found in the PD library by

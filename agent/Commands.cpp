@@ -1,13 +1,12 @@
 #include "agent/Commands.h"
 
 #include "agent/Agent.h"
+#include "agent/AuditWork.h"
 #include "agent/Errors.h"
 #include "agent/Expectations.h"
 #include "agent/Show.h"
 #include "agent/Text.h"
 #include "agent/ValueType.h"
-#include "agent/restart/Audit.h"
-#include "agent/restart/Restart.h"
 
 namespace LagAgent {
 
@@ -118,11 +117,11 @@ void faultClear(Agent& agent, const Arguments&, Reply&) {
 // ---- The state over restarts ---------------------------------------------------------------
 
 void auditNow(Agent& agent, const Arguments&, Reply& reply) {
-    audit(readSituation(agent.chip, agent.requiredState())).show(reply);
+    reply.workIs(std::make_shared<AuditWork>(agent, showFindings));
 }
 
 void auditSteps(Agent& agent, const Arguments&, Reply& reply) {
-    audit(readSituation(agent.chip, agent.requiredState())).showSteps(reply);
+    reply.workIs(std::make_shared<AuditWork>(agent, showSteps));
 }
 
 void backup(Agent& agent, const Arguments& a, Reply&) {

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include "agent/daemon/Wire.h"
 
@@ -95,17 +96,25 @@ void Connection::send() {
 }
 
 std::optional<Outcome> Connection::takeTurn() {
-    std::optional<Outcome> outcome;
+    std::optional<Outcome> summary;
     if (answer_.isAtEnd()) {
-        outcome = answerNext();
+        if (underWay_) {
+            runner_->goOn(*underWay_);
+        } else {
+            underWay_ = carryOut(*runner_, *in_.next());
+        }
+        if (underWay_->isUnderWay()) {
+            return std::nullopt;
+        }
+        summary = answer(*std::exchange(underWay_, std::nullopt));
     }
     writeAnswer();
     send();
-    return outcome;
+    return summary;
 }
 
-Outcome Connection::answerNext() {
-    Outcome outcome = carryOut(*runner_, *in_.next());
+/// Begins to.
+Outcome Connection::answer(Outcome outcome) {
     Outcome summary{
         .command = outcome.command, .error = outcome.error, .expectedError = outcome.expectedError};
     answer_ = Wire::encode({std::move(outcome), runner_->isOver()});
@@ -128,7 +137,8 @@ void Connection::endInput() {
 }
 
 bool Connection::isOver() const noexcept {
-    return isBroken_ || (isAtEnd_ && !in_.hasLine() && answer_.isAtEnd() && out_.empty());
+    return isBroken_ ||
+           (isAtEnd_ && !in_.hasLine() && !underWay_ && answer_.isAtEnd() && out_.empty());
 }
 
 } // namespace LagAgent

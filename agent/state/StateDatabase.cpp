@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "agent/Errors.h"
+#include "agent/state/ContentDigest.h"
 #include "agent/state/StateReading.h"
 #include "agent/state/StateSchema.h"
 #include "platform/Pello/StateException.h"
@@ -221,6 +222,12 @@ void StateDatabase::checkpoint() noexcept {
 void StateDatabase::checkpointWithoutWaiting() noexcept {
     sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr,
                               nullptr);
+}
+
+SqliteConnection StateDatabase::copyInMemory() const {
+    SqliteConnection copy = connection_.copyInMemory();
+    giveContentDigest(copy);
+    return copy;
 }
 
 void StateDatabase::backup(const std::string& path) const {
