@@ -87,6 +87,13 @@ void SqliteConnection::copyTo(const SqliteConnection& to) const {
     }
 }
 
+SqliteConnection SqliteConnection::copyInMemory() const {
+    SqliteConnection copy("");
+    copyTo(copy);
+    copy.path_ = path_;
+    return copy;
+}
+
 bool SqliteRow::isNull(int column) const {
     return sqlite3_column_type(statement_, column) == SQLITE_NULL;
 }

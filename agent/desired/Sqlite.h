@@ -45,6 +45,9 @@ class SqliteConnection {
     /// Makes `to`, whatever it has, a copy of this database as it is now, with SQLite's own online
     /// backup.
     void copyTo(const SqliteConnection& to) const;
+    /// A copy in memory, which may be used in another thread. It bears this database's path, for
+    /// messages.
+    SqliteConnection copyInMemory() const;
 
   private:
     SqliteConnection(const std::string& path, bool isToRead);

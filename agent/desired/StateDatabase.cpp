@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "agent/desired/ContentDigest.h"
 #include "agent/desired/StateReading.h"
 #include "agent/desired/StateSchema.h"
 #include "agent/outcome/Errors.h"
@@ -221,6 +222,12 @@ void StateDatabase::checkpoint() noexcept {
 void StateDatabase::checkpointWithoutWaiting() noexcept {
     sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr,
                               nullptr);
+}
+
+SqliteConnection StateDatabase::copyInMemory() const {
+    SqliteConnection copy = connection_.copyInMemory();
+    giveContentDigest(copy);
+    return copy;
 }
 
 void StateDatabase::backup(const std::string& path) const {

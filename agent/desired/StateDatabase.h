@@ -83,6 +83,8 @@ class StateDatabase {
     void checkpoint() noexcept;
     /// The same without waiting for another program that reads the database.
     void checkpointWithoutWaiting() noexcept;
+    /// What `readDesiredState` can read, in another thread too.
+    SqliteConnection copyInMemory() const;
     /// Writes a copy of the database as it is now, with mode 0600, to a new file. Throws where
     /// there is a file already.
     void backup(const std::string& path) const;

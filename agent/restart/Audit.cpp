@@ -42,30 +42,30 @@ std::string unexplainedRemovals(const Identified& identified, bool isNew) {
            "and desired.db the latest; to have these removed, give --accept-loss";
 }
 
-Listing listingOf(const std::vector<Finding>& findings) {
-    Listing listing({"finding", "object", "detail", "writes"});
-    for (const Finding& finding : findings) {
-        listing.add({nameOf(finding.kind), finding.object, finding.detail, finding.writes});
-    }
-    return listing;
+Listing listingOf(std::shared_ptr<const std::vector<Finding>> findings, std::size_t count) {
+    return {{"finding", "object", "detail", "writes"}, count, [findings](std::size_t row) {
+                const Finding& finding = (*findings)[row];
+                return Cells{nameOf(finding.kind), finding.object, finding.detail, finding.writes};
+            }};
 }
 
-void Audit::show(Reply& reply) const {
-    reply.add("findings", listingOf(findings));
+void showFindings(std::shared_ptr<const Audit> audit, Reply& reply) {
+    const auto& [findings, writes, obstacle] = *audit;
+    reply.add("findings", listingOf({audit, &findings}, findings.size()));
     reply.add("writes", writes.size(), "writes: " + std::to_string(writes.size()) + "\n");
     if (!obstacle.empty()) {
         reply.add("obstacle", obstacle, "a restart would be refused: " + obstacle + "\n");
     }
 }
 
-void Audit::showSteps(Reply& reply) const {
-    Listing listing({"operation", "object", "mends"});
-    for (const PdWrite& write : writes) {
-        const Finding& finding = findings[write.finding];
-        listing.add(
-            {write.operation, write.object, nameOf(finding.kind) + (": " + finding.object)});
-    }
-    reply.add("steps", listing);
+void showSteps(std::shared_ptr<const Audit> audit, Reply& reply) {
+    reply.add("steps", Listing({"operation", "object", "mends"}, audit->writes.size(),
+                               [audit](std::size_t row) {
+                                   const PdWrite& write = audit->writes[row];
+                                   const Finding& finding = audit->findings[write.finding];
+                                   return Cells{write.operation, write.object,
+                                                nameOf(finding.kind) + (": " + finding.object)};
+                               }));
 }
 
 } // namespace LagAgent

@@ -112,10 +112,6 @@ class Restarting {
 
 } // namespace
 
-Situation readSituation(const ChipTables& chip, PersistentState& state) {
-    return {readRecords(state.keys()), chip.read(), state.database().read(), state.isNew()};
-}
-
 void restart(const RestartContext& context, Retry& retry, StartReport& report) {
     const auto& handles = context.driver.handles();
     auto& keys = context.state.keys();

@@ -12,9 +12,6 @@ namespace LagAgent {
 class ChipTables;
 class PersistentState;
 
-/// Records, chip and desired state as they are at this moment.
-Situation readSituation(const ChipTables& chip, PersistentState& state);
-
 /// What a restart works on.
 struct RestartContext {
     Driver& driver;
