@@ -10,7 +10,6 @@
 #include "agent/Errors.h"
 #include "agent/state/ContentDigest.h"
 #include "agent/state/StateReading.h"
-#include "agent/state/StateSchema.h"
 #include "platform/Pello/StateException.h"
 
 namespace LagAgent {
@@ -100,14 +99,13 @@ StateDatabase::StateDatabase(std::shared_ptr<const Pello::StateDirectory> direct
     for (const auto& [what, sql] : kStatements) {
         statements_.emplace_back(connection_, what, sql);
     }
-    SqliteStatement(connection_, "read its history", "SELECT state, commits FROM history")
-        .run({}, [this](const SqliteRow& row) {
-            state_ = static_cast<std::uint64_t>(row.number(0));
-            commits_ = static_cast<std::uint64_t>(row.number(1));
-        });
-    if (state_ == 0) {
-        storageRefused(path(), "its table history is empty");
-    }
+    const History now = history();
+    state_ = now.state;
+    commits_ = now.commits;
+}
+
+History StateDatabase::history() const {
+    return historyOf(connection_);
 }
 
 DesiredState StateDatabase::read() const {

@@ -4,6 +4,7 @@
 
 #include "agent/ValueType.h"
 #include "agent/state/ContentDigest.h"
+#include "agent/state/StateSchema.h"
 
 namespace LagAgent {
 
@@ -88,13 +89,10 @@ class Reader {
     }
 
     void checkDigest() {
-        SqliteStatement(database_, "check it", "SELECT digest FROM history")
-            .run({}, [&](const SqliteRow& row) {
-                if (row.number(0) != contentDigest(database_)) {
-                    wrong("its content is not what was committed: it is damaged, or the file and "
-                          "its log are of different times");
-                }
-            });
+        if (historyOf(database_).digest != contentDigest(database_)) {
+            wrong("its content is not what was committed: it is damaged, or the file and its log "
+                  "are of different times");
+        }
     }
 
     void addMember(const SqliteRow& row) {
