@@ -11,6 +11,7 @@
 #include "agent/Errors.h"
 #include "agent/state/Sqlite.h"
 #include "asic/SoftwareAsic.h"
+#include "platform/Pello/LockFile.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
 
@@ -374,8 +375,9 @@ TEST_F(ServeHarm, ForeignStateDirectoryOverAPopulatedChipIsRefused) {
     const std::string chip = daemon.directory() + "/chip";
     daemon.runProgramIn(daemon.folder / "other", "--chip " + chip);
     EXPECT_EQ(2, daemon.exitStatus());
-    EXPECT_THAT(failure(), HasSubstr("it would remove from the chip what neither desired state nor "
-                                     "records explain: chip entry "));
+    EXPECT_THAT(failure(),
+                HasSubstr("it would remove from the chip more than a command that was cut "
+                          "short has left there: chip entry 5 (entry value 0x10 "));
     attachToTheChip();
     EXPECT_EQ(1, port(0x20));
     daemon.startProgram();
