@@ -76,8 +76,8 @@ std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
     }
     begin("desired state");
     auto opened = std::make_unique<PersistentState>(options, stateful);
-    for (auto& reason : opened->coldTables()) {
-        start.note(std::move(reason));
+    for (const auto& note : opened->notes()) {
+        start.note(note);
     }
     return opened;
 }

@@ -3,7 +3,9 @@
 namespace LagAgent {
 
 void AuditWork::readMemories() {
-    situation_ = {.records = readRecords(state_.keys()), .isNew = state_.isNew()};
+    situation_ = {.records = readRecords(state_.keys()),
+                  .isNew = state_.isNew(),
+                  .isMendingNoted = state_.isMendingNoted()};
     desired_ = state_.database().copyInMemory();
 }
 

@@ -25,8 +25,8 @@ namespace LagAgent {
  */
 class SqliteConnection {
   public:
-    /// Opens a database that is there, for reading and writing; a link is not followed, whichever
-    /// part of the path it is. An empty path stands for a database in memory.
+    /// Opens a database that is there, for reading and writing; a file that is a link is refused,
+    /// folders may be. An empty path stands for a database in memory.
     explicit SqliteConnection(const std::string& path) : SqliteConnection(path, false) {}
     /// The same for reading alone.
     static SqliteConnection toRead(const std::string& path) { return {path, true}; }

@@ -100,14 +100,13 @@ StateDatabase::StateDatabase(std::shared_ptr<const Pello::StateDirectory> direct
     for (const auto& [what, sql] : kStatements) {
         statements_.emplace_back(connection_, what, sql);
     }
-    SqliteStatement(connection_, "read its history", "SELECT state, commits FROM history")
-        .run({}, [this](const SqliteRow& row) {
-            state_ = static_cast<std::uint64_t>(row.number(0));
-            commits_ = static_cast<std::uint64_t>(row.number(1));
-        });
-    if (state_ == 0) {
-        storageRefused(path(), "its table history is empty");
-    }
+    const History now = history();
+    state_ = now.state;
+    commits_ = now.commits;
+}
+
+History StateDatabase::history() const {
+    return historyOf(connection_);
 }
 
 DesiredState StateDatabase::read() const {

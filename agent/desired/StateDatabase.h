@@ -4,10 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "agent/desired/Sqlite.h"
-#include "agent/terms/ChipScope.h"
-#include "agent/terms/DesiredState.h"
-#include "platform/Pello/StateDirectory.h"
+#include "agent/desired/StateSchema.h"
 
 namespace LagAgent {
 
@@ -73,6 +70,9 @@ class StateDatabase {
     std::uint64_t state() const noexcept { return state_; }
     /// How many transactions it has had.
     std::uint64_t commits() const noexcept { return commits_; }
+
+    /// All of that, and the digest of the content.
+    History history() const;
 
     /// Counts as this commit from now on, so that a later file which was given up for this one is
     /// older than what is acknowledged from here on.

@@ -1,6 +1,7 @@
 #include "agent/restart/Audit.h"
 
 #include "agent/restart/Mending.h"
+#include "agent/restart/Removals.h"
 
 namespace LagAgent {
 
@@ -15,31 +16,11 @@ Audit audit(Situation situation) {
     Mending mending(situation.desired, identified, forecast, nullptr);
     result.obstacle = mending.obstacle();
     if (result.obstacle.empty()) {
-        result.obstacle = unexplainedRemovals(identified, situation.isNew);
+        result.obstacle = tooManyRemovals(identified, situation);
         mending.run();
     }
     result.findings = std::move(identified.findings);
     return result;
-}
-
-std::string unexplainedRemovals(const Identified& identified, bool isNew) {
-    constexpr std::size_t kMostNamed = 10;
-    const auto& objects = identified.unexplained;
-    const std::size_t explicable = isNew ? 0 : 1;
-    if (objects.size() <= explicable) {
-        return {};
-    }
-    std::string names;
-    for (std::size_t i = 0; i < objects.size() && i < kMostNamed; ++i) {
-        names += (i == 0 ? "" : ", ") + objects[i];
-    }
-    if (objects.size() > kMostNamed) {
-        names += " and " + std::to_string(objects.size() - kMostNamed) + " more";
-    }
-    return "it would remove from the chip what neither desired state nor records explain: " +
-           names +
-           "; nothing has been touched. See that this is the right state directory for this chip, "
-           "and desired.db the latest; to have these removed, give --accept-loss";
 }
 
 Listing listingOf(std::shared_ptr<const std::vector<Finding>> findings, std::size_t count) {

@@ -43,8 +43,4 @@ Audit audit(Situation situation);
 /// The first `count` findings as a table.
 Listing listingOf(std::shared_ptr<const std::vector<Finding>> findings, std::size_t count);
 
-/// Why these removals are too many for a command that was cut short, which leaves one unrecorded
-/// object at most, and for an agent that has done nothing yet, none; empty: they are not.
-std::string unexplainedRemovals(const Identified& identified, bool isNew);
-
 } // namespace LagAgent

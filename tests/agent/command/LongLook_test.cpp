@@ -1,5 +1,6 @@
 #include "agent/command/ChipMoment.h"
 #include "tests/agent/AgentTest.h"
+#include "tests/platform/TableFiles.h"
 
 // Commands that take many turns, with others between them.
 
@@ -111,6 +112,43 @@ TEST_F(LongLook, FailureInALaterTurnIsTheOneThatWasAnnounced) {
     }
     EXPECT_FALSE(outcome.error);
     EXPECT_TRUE(outcome.expectedError);
+}
+
+/// An agent that keeps what it is asked for.
+class LongAudit : public AgentTest {
+  protected:
+    LongAudit() {
+        agent = std::make_unique<Agent>(Target{.pdPath = PD_VELMOR_SWITCH_LIBRARY},
+                                        StateOptions{.directory = place_.open()}, nullptr);
+        interpreter = std::make_unique<Interpreter>(*agent);
+        for (std::size_t id = 1; id <= ChipMoment::kObjectsOfTurn + 100; ++id) {
+            good("member add " + std::to_string(id) + " action setLagPort port 1");
+        }
+    }
+    ~LongAudit() override { agent.reset(); }
+
+    table_files::Place place_;
+};
+
+TEST_F(LongAudit, ComparesMemoriesOfOneMomentWhateverChangesMeanwhile) {
+    Interpreter look(*agent);
+    Outcome outcome = look.begin("audit");
+    look.goOn(outcome);
+    good({"member set 1 action setLagPort port 2", "member add 9999 action setTunnelInfo"});
+    while (outcome.isUnderWay()) {
+        look.goOn(outcome);
+    }
+    ASSERT_FALSE(outcome.error) << outcome.error->text();
+    EXPECT_EQ(Json::array(), outcome.reply.json()["findings"]);
+}
+
+TEST_F(LongAudit, DamagedDatabaseIsItsFailureAndNotTheAgents) {
+    SqliteConnection(place_.file("desired.db"))
+        .execute("damage it", "DROP TRIGGER members_UPDATE; UPDATE members SET port = 7");
+    const Error error = bad("audit");
+    EXPECT_EQ(ErrorKind::storage, error.kind);
+    EXPECT_THAT(error.message, HasSubstr("desired.db: refused: its content is not what was"));
+    good("member del 1");
 }
 
 } // namespace
