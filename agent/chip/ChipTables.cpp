@@ -1,6 +1,7 @@
 #include "agent/chip/ChipTables.h"
 
 #include <algorithm>
+#include <array>
 #include <memory>
 
 #include "agent/terms/ActionNames.h"
@@ -27,13 +28,6 @@ void ChipTables::readThere(const Operation& operation, Arguments... arguments) c
     if (!read(operation, arguments...)) {
         BfTable::throwPdFailure(operation.name(), P4_PD_STATUS_OBJ_NOT_FOUND);
     }
-}
-
-template <class First, class Next, class Visit, class... Where>
-void ChipTables::walk(const First& first, const Next& next, const Visit& visit,
-                      const Where&... where) const {
-    const auto reader = [this](const auto&... call) { return read(call...); };
-    pd::walk(reader, first, next, visit, where...);
 }
 
 p4_pd_velmor_switch_usage_t ChipTables::usage() const {
@@ -65,14 +59,16 @@ ChipGroup ChipTables::group(ChipHandle handle) const {
     std::uint32_t count = 0;
     readThere(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_group, device_, handle, &group.size,
               &count);
+    const auto reader = [this](const auto&... call) { return read(call...); };
     const auto add = [&](ChipHandle member) {
         std::uint32_t state = 0;
         readThere(pd_.p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get, device_,
                   handle, member, &state);
         group.members.emplace_hint(group.members.end(), member, state == P4_PD_MEMBER_ACTIVE);
     };
-    walk(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member,
-         pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member, add, device_, handle);
+    pd::walk(reader, pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member,
+             pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member, add, device_,
+             handle);
     return group;
 }
 
@@ -91,23 +87,70 @@ ChipEntry ChipTables::entry(ChipHandle handle, bool isDefault) const {
 }
 
 ChipState ChipTables::read() const {
-    ChipState state{.usage = usage()};
-    walk(
-        pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
-        pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle,
-        [&](ChipHandle handle) { state.members.emplace(handle, member(handle)); }, target_);
-    walk(
-        pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
-        pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle,
-        [&](ChipHandle handle) { state.groups.emplace(handle, group(handle)); }, target_);
-    walk(
-        pd_.p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
-        pd_.p4_pd_velmor_switch_lagGroup_get_next_entry_handle,
-        [&](ChipHandle handle) { state.entries.emplace(handle, entry(handle, false)); }, target_);
-    if (const ChipHandle handle = defaultEntry(); handle != 0) {
-        state.entries.emplace(handle, entry(handle, true));
+    ChipReading reading(*this);
+    reading.goOn(SIZE_MAX);
+    return reading.take();
+}
+
+/// Goes on with a walk over the driver's scope; `visit(handle)` reads an object and tells how many
+/// that counts for. False when it has read enough for now.
+template <class First, class Next, class Visit>
+bool ChipReading::walk(const First& first, const Next& next, Visit visit) {
+    while (left_ > 0) {
+        const bool found = isWalking_ ? tables_.read(next, tables_.target_, latest_, &latest_)
+                                      : tables_.read(first, tables_.target_, &latest_);
+        isWalking_ = found;
+        if (!found) {
+            return true;
+        }
+        left_ -= std::min(left_, visit(latest_));
     }
-    return state;
+    return false;
+}
+
+bool ChipReading::walkMembers() {
+    return walk(tables_.pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
+                tables_.pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle,
+                [this](ChipHandle handle) -> std::size_t {
+                    state_.members.emplace(handle, tables_.member(handle));
+                    return 1;
+                });
+}
+
+bool ChipReading::walkGroups() {
+    return walk(tables_.pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
+                tables_.pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle,
+                [this](ChipHandle handle) -> std::size_t {
+                    const auto& group = state_.groups.emplace(handle, tables_.group(handle));
+                    return 1 + group.first->second.members.size();
+                });
+}
+
+bool ChipReading::walkEntries() {
+    return walk(tables_.pd_.p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
+                tables_.pd_.p4_pd_velmor_switch_lagGroup_get_next_entry_handle,
+                [this](ChipHandle handle) -> std::size_t {
+                    state_.entries.emplace(handle, tables_.entry(handle, false));
+                    return 1;
+                });
+}
+
+bool ChipReading::readRest() {
+    state_.usage = tables_.usage();
+    if (const ChipHandle handle = tables_.defaultEntry(); handle != 0) {
+        state_.entries.emplace(handle, tables_.entry(handle, true));
+    }
+    return true;
+}
+
+bool ChipReading::goOn(std::size_t objects) {
+    constexpr std::array kPhases{&ChipReading::walkMembers, &ChipReading::walkGroups,
+                                 &ChipReading::walkEntries, &ChipReading::readRest};
+    left_ = objects;
+    while (phase_ < kPhases.size() && (this->*kPhases[phase_])()) {
+        ++phase_;
+    }
+    return phase_ == kPhases.size();
 }
 
 namespace {
@@ -193,8 +236,8 @@ Listing entryListing(const Chip& chip) {
 
 } // namespace
 
-void ChipTables::show(Reply& reply) const {
-    const auto chip = std::make_shared<const ChipState>(read());
+void show(ChipState state, Reply& reply) {
+    const auto chip = std::make_shared<const ChipState>(std::move(state));
     reply.add("asic usage", usageListing(chip->usage));
     reply.add("asic members", memberListing(chip));
     reply.add("asic groups", groupListing(chip));

@@ -58,8 +58,8 @@ std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
     const bool hasFile = asic.isPresent() || !options.chipFile.empty();
     StatefulChip stateful{.scope = {target.device, target.pipe}};
     if (hasFile) {
-        stateful.file = options.chipFile.empty() ? options.directory->pathOf("chip")
-                                                 : options.chipFile;
+        stateful.file =
+            options.chipFile.empty() ? options.directory->pathOf("chip") : options.chipFile;
     }
     stateful.attach = [&]() -> StatefulChip::Facts {
         begin("chip");
@@ -76,8 +76,8 @@ std::unique_ptr<PersistentState> Agent::openState(const StateOptions& options,
     }
     begin("desired state");
     auto opened = std::make_unique<PersistentState>(options, stateful);
-    for (auto& reason : opened->coldTables()) {
-        start.note(std::move(reason));
+    for (const auto& note : opened->notes()) {
+        start.note(note);
     }
     return opened;
 }

@@ -1,13 +1,12 @@
 #include "agent/command/Commands.h"
 
 #include "agent/command/Agent.h"
+#include "agent/command/AuditWork.h"
 #include "agent/command/Expectations.h"
 #include "agent/command/Show.h"
 #include "agent/command/ValueType.h"
 #include "agent/outcome/Errors.h"
 #include "agent/outcome/Text.h"
-#include "agent/restart/Audit.h"
-#include "agent/restart/Restart.h"
 
 namespace LagAgent {
 
@@ -118,11 +117,11 @@ void faultClear(Agent& agent, const Arguments&, Reply&) {
 // ---- The state over restarts ---------------------------------------------------------------
 
 void auditNow(Agent& agent, const Arguments&, Reply& reply) {
-    audit(readSituation(agent.chip, agent.requiredState())).show(reply);
+    reply.workIs(std::make_shared<AuditWork>(agent, showFindings));
 }
 
 void auditSteps(Agent& agent, const Arguments&, Reply& reply) {
-    audit(readSituation(agent.chip, agent.requiredState())).showSteps(reply);
+    reply.workIs(std::make_shared<AuditWork>(agent, showSteps));
 }
 
 void backup(Agent& agent, const Arguments& a, Reply&) {

@@ -1,5 +1,7 @@
 #include "agent/command/Interpreter.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "agent/command/Commands.h"
@@ -43,6 +45,14 @@ class Turn {
 } // namespace
 
 Outcome Interpreter::run(std::string_view line) {
+    Outcome outcome = begin(line);
+    while (outcome.isUnderWay()) {
+        goOn(outcome);
+    }
+    return outcome;
+}
+
+Outcome Interpreter::begin(std::string_view line) {
     const Turn turn(agent_, script_);
     Outcome outcome;
     const auto words = wordsOf(line);
@@ -50,31 +60,47 @@ Outcome Interpreter::run(std::string_view line) {
         return outcome;
     }
     outcome.command = joined(words);
-    const auto expected = std::exchange(agent_.script.expectedError, std::nullopt);
-    const std::uint64_t begin = agent_.asic.nextCall();
-    perform(words, outcome);
-    const std::uint64_t end = agent_.asic.nextCall();
-    if (words.front() != "expect") {
-        agent_.script.callsBegin = begin;
-        agent_.script.callsEnd = end;
-    }
-    outcome.calls = agent_.asic.calls(begin, end);
-    if (expected) {
-        judge(*expected, outcome);
-    }
-    return outcome;
-}
-
-void Interpreter::perform(const std::vector<std::string>& words, Outcome& outcome) {
-    try {
+    expected_ = std::exchange(agent_.script.expectedError, std::nullopt);
+    CallNumbers made;
+    perform(outcome, made, [&] {
         const auto parsed = commandGrammar().parse(words);
         agent_.requireUnharmed();
         Transaction transaction(agent_.configuration);
         parsed.command->run(agent_, parsed.arguments, outcome.reply);
         transaction.commit();
+    });
+    if (words.front() != "expect") {
+        agent_.script.calls = std::move(made);
+    }
+    return outcome;
+}
+
+void Interpreter::goOn(Outcome& outcome) {
+    const Turn turn(agent_, script_);
+    perform(outcome, agent_.script.calls, [&] {
+        agent_.requireUnharmed();
+        const auto work = outcome.reply.work(); // which may end itself
+        if (work->goOn(outcome.reply)) {
+            outcome.reply.workIs(nullptr);
+        }
+    });
+}
+
+template <class Part>
+void Interpreter::perform(Outcome& outcome, CallNumbers& made, Part part) {
+    const std::uint64_t begin = agent_.asic.nextCall();
+    try {
+        part();
         agent_.requireUnharmed();
     } catch (...) {
         outcome.error = currentError();
+        outcome.reply.workIs(nullptr);
+    }
+    const std::uint64_t end = agent_.asic.nextCall();
+    made.emplace_back(begin, end);
+    std::ranges::move(agent_.asic.calls(begin, end), std::back_inserter(outcome.calls));
+    if (expected_ && !outcome.isUnderWay()) {
+        judge(*expected_, outcome);
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include "agent/chip/EntryReadBack.h"
 #include "agent/command/Agent.h"
+#include "agent/command/ChipMoment.h"
 #include "agent/outcome/Errors.h"
 
 namespace LagAgent {
@@ -270,8 +271,24 @@ void showStatus(Agent& agent, Reply& reply) {
     reply.add("status", listing);
 }
 
+class ShowAsic final : public Work {
+  public:
+    explicit ShowAsic(const Agent& agent) : chip_(agent.chip, agent.configuration) {}
+
+    bool goOn(Reply& reply) override {
+        const bool isAll = chip_.goOn();
+        if (isAll) {
+            show(chip_.take(), reply);
+        }
+        return isAll;
+    }
+
+  private:
+    ChipMoment chip_;
+};
+
 void showAsic(Agent& agent, Reply& reply) {
-    agent.chip.show(reply);
+    reply.workIs(std::make_shared<ShowAsic>(agent));
 }
 
 void showCalls(Agent& agent, Reply& reply) {

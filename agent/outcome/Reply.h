@@ -1,9 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "agent/outcome/JsonPieces.h"
 #include "agent/outcome/Listing.h"
+#include "agent/outcome/Work.h"
 
 namespace LagAgent {
 
@@ -31,12 +33,17 @@ class Reply {
     Pieces jsonPieces() const { return json_.pieces(); }
     const Pieces& textPieces() const noexcept { return text_; }
 
+    /// What is left to be done before the reply can be read; null: nothing.
+    void workIs(std::shared_ptr<Work> work) { work_ = std::move(work); }
+    const std::shared_ptr<Work>& work() const noexcept { return work_; }
+
     Json json() const;
     std::string text() const { return text_.whole(); }
 
   private:
     ObjectPieces json_;
     Pieces text_;
+    std::shared_ptr<Work> work_;
 };
 
 } // namespace LagAgent
