@@ -37,12 +37,13 @@ LagGroupMember::Ptr LagGroupGroup::member(RuxMemberId memberId) const {
 }
 
 LagGroupMember::Ptr LagGroupGroup::memberIs(RuxMemberId memberId) {
-    if (LagGroupMember::Ptr existing = member(memberId)) {
+    const Members::Probe probe(memberId);
+    if (LagGroupMember* existing = member_.lookup(probe)) {
         return existing;
     }
     LagGroupMember::Ptr made = new LagGroupMember(memberId);
     made->hasNotificationActiveIs(true);
-    member_.newMember(made);
+    member_.newMember(made, probe);
     made->handleParent(this, "member");
     notifiees_.visit(kMember, &memberId);
     return made;
