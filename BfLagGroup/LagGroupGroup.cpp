@@ -22,7 +22,7 @@ constinit const Kel::Type LagGroupGroup::fwkType_ = Attributes::Table::objectTyp
 
 LagGroupGroup::LagGroupGroup(RuxGroupId groupId, U32 groupSize, U32 initialMemberId,
                              LagGroupActionProfileType actionType)
-    : Object(Kel::valueToStrep(groupId.value())), groupId_(groupId), groupSize_(groupSize),
+    : Object(groupId.value()), groupId_(groupId), groupSize_(groupSize),
       initialMemberId_(initialMemberId), actionType_(actionType) {}
 
 LagGroupGroup::~LagGroupGroup() {
