@@ -77,7 +77,7 @@ NotifieeList::~NotifieeList() {
     }
 }
 
-void NotifieeList::deleteAll() noexcept {
+void NotifieeList::dropAll() noexcept {
     for (U32 i = 0; i < size_; ++i) {
         if (PtrInterface::NotifieeConst* notifiee = slots_[i]) {
             slots_[i] = nullptr;

@@ -40,7 +40,11 @@ class KEL_EXPORT NotifieeList {
     void visitZeroReferences();
 
     /// Drops all notifiees; each is left without a notifier.
-    void deleteAll() noexcept;
+    void deleteAll() noexcept {
+        if (size_ != 0 || parked_) {
+            dropAll();
+        }
+    }
 
     /// Number of registered notifiees.
     U32 size() const noexcept { return size_ - holes_; }
@@ -77,6 +81,7 @@ class KEL_EXPORT NotifieeList {
     static void notifieeDied(const PtrInterface::NotifieeConst& notifiee) noexcept;
     template <class Tell>
     void tellAll(Tell&& tell);
+    void dropAll() noexcept;
     void grow();
     /// Closes the gaps among the slots, if there are any and no visit is under way; true when it
     /// did.
