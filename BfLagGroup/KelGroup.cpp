@@ -88,7 +88,7 @@ Sm::KelGroup::groupMemberIs(const Kel::Ptr<LagGroupMember const>& member) {
         Kel::throwMutatorArgNullPointerException("BfLagGroup::LagGroupActionProfileSm::KelGroup",
                                                  "groupMember");
     }
-    if (const KelGroupMember::Ptr existing = groupMember_.lookup(member->memberId())) {
+    if (KelGroupMember::Ptr existing = groupMember_.lookup(member->memberId())) {
         if (existing->groupMember() != member) {
             existing->notifierIs(member); // the model's member has been made again
         }

@@ -147,7 +147,7 @@ LagGroupActionProfileSm::actionProfileIs(const Kel::Ptr<LagGroupActionProfileEnt
         reactor->notifierIs(entry);
     } else {
         reactor = new KelActionProfile(entry, this);
-        if (const KelActionProfile::Ptr newer = actionProfile_.lookup(probe)) {
+        if (KelActionProfile::Ptr newer = actionProfile_.lookup(probe)) {
             // Somebody whom the new handle was announced to has replaced the entry, and what is
             // programmed now is theirs.
             reactor->ownerDel();
@@ -185,14 +185,14 @@ LagGroupActionProfileSm::groupIs(const Kel::Ptr<LagGroupGroup const>& group) {
     }
     const Kel::Pin pin(*this);
     const Groups::Probe probe(group->groupId());
-    if (const KelGroup::Ptr existing = group_.lookup(probe)) {
+    if (KelGroup::Ptr existing = group_.lookup(probe)) {
         if (existing->group() == group) {
             return existing;
         }
         groupDel(group->groupId());
     }
     KelGroup::Ptr reactor = new KelGroup(group, this);
-    if (const KelGroup::Ptr newer = group_.lookup(probe)) {
+    if (KelGroup::Ptr newer = group_.lookup(probe)) {
         // Likewise: the handle that counts is the one of the newer group.
         reactor->ownerDel();
         return newer;
