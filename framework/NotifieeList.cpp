@@ -30,7 +30,7 @@ struct NotifieeList::Telling {
 };
 
 struct NotifieeList::Visit {
-    /// Null once it has died.
+    /// Null once it has died, or when the visit is over.
     const NotifieeList* list;
     /// Behind the last slot to visit; 0 once the list has died.
     U32 end;

@@ -72,6 +72,7 @@ class KEL_EXPORT NotifieeList {
     void park(PtrInterface::NotifieeConst& notifiee) noexcept;
     void unpark(PtrInterface::NotifieeConst& notifiee) noexcept;
     void deliver(AttributeId id, const void* key);
+    /// Not inlined, as an only notifiee then is told without saving registers.
     [[gnu::noinline]] void deliverToAll(AttributeId id, const void* key);
     /// Tells one notifiee of `owner` under the rules of a visit, and touches neither it nor the
     /// list after that.
