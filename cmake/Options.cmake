@@ -19,3 +19,10 @@ if(BFLAG_SANITIZE)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${BFLAG_SANITIZE})
 endif()
+
+# Links in a fraction of the time, where it is installed.
+include(CheckLinkerFlag)
+check_linker_flag(CXX -fuse-ld=lld BFLAG_HAS_LLD)
+if(BFLAG_HAS_LLD)
+  add_link_options(-fuse-ld=lld)
+endif()
