@@ -17,18 +17,18 @@ declare -A may=(
     [programs]=""
     [asic-tool]="asic pd programs"
     [agent/outcome]=""
-    [agent/console]="agent/outcome platform"
-    [agent/wire]="agent/outcome"
+    [agent/console]="agent/outcome platform programs"
+    [agent/wire]="agent/outcome programs"
     [agent/ctl]="agent/outcome agent/console agent/wire platform programs"
 )
 # Above these, each storey may use the ones named before it.
-below="agent/outcome BfLagGroup driver-status platform framework pd"
+below="agent/outcome BfLagGroup driver-status platform framework pd programs"
 for storeys in agent/terms "agent/chip agent/desired" agent/model agent/restart agent/command; do
     for storey in $storeys; do may[$storey]=$below; done
     below+=" $storeys"
 done
 may[agent/daemon]="$below agent/console agent/wire"
-may[agent]="${may[agent/daemon]} agent/daemon programs"
+may[agent]="${may[agent/daemon]} agent/daemon"
 # The agent controls the software ASIC, where there is one, through its C header; from one place.
 exception="agent/chip/AsicControl.* asic/SoftwareAsic.h"
 # The layers of the library take nothing but the C++ and C standard library and dlfcn.h; platform and asic
