@@ -1,7 +1,5 @@
 #include "agent/Options.h"
 
-#include <CLI/CLI.hpp>
-
 #include "agent/console/CommandLine.h"
 #include "agent/terms/TargetOptions.h"
 
@@ -17,17 +15,18 @@ bool isRestore(int argc, const char* const* argv) {
 
 std::optional<Options> readOptions(int argc, const char* const* argv, int* exitCode) {
     Options options;
-    CLI::App app("Drives the LAG tables of a switch ASIC, command by command", "lag-agent");
-    addTarget(app, options.target, options.traces);
-    addInput(app, "-b,--batch,file", options.input);
-    addPresentation(app, options.presenter);
-    app.footer(
+    Programs::OptionParser parser("Drives the LAG tables of a switch ASIC, command by command",
+                                  "lag-agent");
+    addTarget(parser, options.target, options.traces);
+    addInput(parser, "-b,--batch,file", options.input);
+    addPresentation(parser, options.presenter);
+    parser.footer(
         std::string(kStatusHelp) +
         "The command 'help' lists the commands.\n\n"
         "'lag-agent serve' runs as a daemon that takes commands from 'lagctl'; see\n"
         "'lag-agent serve --help'. 'lag-agent restore FILE' puts a copy of its state back. Files\n"
         "of these names are given with -batch.");
-    if (!parse(app, std::span(argv + 1, argv + argc), exitCode)) {
+    if (!parse(parser, std::span(argv + 1, argv + argc), exitCode)) {
         return std::nullopt;
     }
     return options;

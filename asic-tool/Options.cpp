@@ -1,14 +1,17 @@
 #include "asic-tool/Options.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 #include <limits>
 #include <string_view>
 
+#include "programs/OptionParser.h"
+
 namespace asic_tool {
 
 namespace {
+
+using Programs::OptionParser;
 
 template <class Number>
 std::optional<Number> toNumber(std::string_view text) {
@@ -33,43 +36,39 @@ std::string_view takeUpTo(char separator, std::string_view& text) {
     return taken;
 }
 
-CLI::Validator isExpectation() {
-    return {[](std::string& text) -> std::string {
-                return toExpectation(text) ? "" : text + " is not VALUE=PORT[,PORT...]";
-            },
-            "VALUE=PORT[,PORT...]"};
+std::string isExpectation(std::string& text) {
+    return toExpectation(text) ? "" : text + " is not VALUE=PORT[,PORT...]";
 }
 
-/// Writes a number anew for the parser of the options, which takes no text for 0 and 010 for 8.
+/// Adds a number of this range, which is written anew for the parser of the options: that takes no
+/// text for 0 and 010 for 8.
 template <class Number>
-CLI::Validator asNumber(Number least = 0, Number most = std::numeric_limits<Number>::max()) {
+OptionParser::Option addNumber(OptionParser& command, const char* name, Number& value,
+                               const char* description, Number least = 0,
+                               Number most = std::numeric_limits<Number>::max()) {
     const std::string range = std::to_string(least) + " to " + std::to_string(most);
-    return {[=](std::string& text) -> std::string {
-                const auto number = toNumber<Number>(text);
-                if (!number || *number < least || *number > most) {
-                    return "'" + text + "' is not a number from " + range;
-                }
-                text = std::to_string(*number);
-                return "";
-            },
-            range};
+    const auto check = [=](std::string& text) -> std::string {
+        const auto number = toNumber<Number>(text);
+        if (!number || *number < least || *number > most) {
+            return "'" + text + "' is not a number from " + range;
+        }
+        text = std::to_string(*number);
+        return "";
+    };
+    return command.add(name, value, description).check(check, range);
 }
 
 /// For options that may be repeated, each time with one expectation.
-CLI::Option* addExpectations(CLI::App* sub, const char* name, std::vector<std::string>& texts,
-                             const char* description) {
-    return sub->add_option(name, texts, description)
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->check(isExpectation());
+OptionParser::Option addExpectations(OptionParser& command, const char* name,
+                                     std::vector<std::string>& texts, const char* description) {
+    return command.add(name, texts, description)
+        .repeated()
+        .check(isExpectation, "VALUE=PORT[,PORT...]");
 }
 
-/// Enters ports of inactive members with the expectations of their value. Throws CLI::ParseError
-/// if there is none, or one that has such a port among its own.
-void addInactive(const std::string& text, std::vector<Expectation>& expectations) {
-    const auto refuse = [&](const char* reason) {
-        throw CLI::ValidationError("--inactive", text + ": " + reason);
-    };
+/// Enters ports of inactive members with the expectations of their value. Returns what is wrong if
+/// there is none, or one that has such a port among its own.
+std::string addInactive(const std::string& text, std::vector<Expectation>& expectations) {
     const Expectation inactive = *toExpectation(text);
     bool isExpected = false;
     for (Expectation& expectation : expectations) {
@@ -79,42 +78,66 @@ void addInactive(const std::string& text, std::vector<Expectation>& expectations
         isExpected = true;
         for (const std::uint16_t port : inactive.ports) {
             if (std::ranges::find(expectation.ports, port) != expectation.ports.end()) {
-                refuse("flows of this value are expected at this port");
+                return text + ": flows of this value are expected at this port";
             }
             expectation.inactive.push_back(port);
         }
     }
-    if (!isExpected) {
-        refuse("--expect says nothing of this value");
-    }
+    return isExpected ? "" : text + ": --expect says nothing of this value";
 }
 
-void addWatch(CLI::App* sub, Options& options, std::vector<std::string>& expected,
-              std::vector<std::string>& inactive) {
-    addExpectations(sub, "--expect", expected,
+/// What the options of `watch` say, as texts.
+struct Watched {
+    std::vector<std::string> expected{};
+    std::vector<std::string> inactive{};
+};
+
+void addWatch(OptionParser& command, Options& options, Watched& watched) {
+    addExpectations(command, "--expect", watched.expected,
                     "Flows of this value leave through one of these ports; may be repeated")
-        ->required();
-    addExpectations(sub, "--inactive", inactive,
+        .required();
+    addExpectations(command, "--inactive", watched.inactive,
                     "Ports of inactive members, which flows of this value must not leave through; "
                     "counted apart; may be repeated");
-    sub->add_option("--pipe", options.pipe, "Pipe that the flows are in")
-        ->capture_default_str()
-        ->transform(asNumber<std::uint16_t>());
-    sub->add_flag("--wait", options.isPatient, "Wait for the file to appear");
+    addNumber(command, "--pipe", options.pipe, "Pipe that the flows are in").defaultFromValue();
+    command.addFlag("--wait", options.isPatient, "Wait for the file to appear");
 }
 
-void addCreate(CLI::App* sub, velmor_asic_chip_config_t& config) {
-    const auto add = [&](const char* name, auto& value, const char* description,
-                         const CLI::Validator& number) {
-        sub->add_option(name, value, description)->capture_default_str()->transform(number);
+void addCreate(OptionParser& command, velmor_asic_chip_config_t& config) {
+    const auto add = [&](const char* name, auto& value, const char* description, auto... range) {
+        addNumber(command, name, value, description, range...).defaultFromValue();
     };
-    const auto anyCapacity = asNumber<std::uint32_t>();
-    add("--entries", config.entry_capacity, "Match entries of a scope", anyCapacity);
-    add("--members", config.member_capacity, "Members of a scope", anyCapacity);
-    add("--groups", config.group_capacity, "Groups of a scope", anyCapacity);
+    add("--entries", config.entry_capacity, "Match entries of a scope");
+    add("--members", config.member_capacity, "Members of a scope");
+    add("--groups", config.group_capacity, "Groups of a scope");
     add("--group-size", config.group_size_limit, "Most members that a group can ask for",
-        asNumber<std::uint16_t>(1));
-    add("--pipes", config.pipes, "Pipes", asNumber<std::uint16_t>(1, VELMOR_ASIC_MAX_PIPES));
+        std::uint16_t{1});
+    add("--pipes", config.pipes, "Pipes", std::uint16_t{1}, std::uint16_t{VELMOR_ASIC_MAX_PIPES});
+}
+
+void addCommands(OptionParser& parser, Options& options, Watched& watched) {
+    const auto add = [&](Command command, const char* name, const char* description) {
+        OptionParser sub = parser.addCommand(name, description);
+        sub.add("FILE", options.file, "File of the chip").required();
+        sub.whenRead([&options, command] { options.command = command; });
+        return sub;
+    };
+    const auto addWithJson = [&](Command command, const char* name, const char* description) {
+        OptionParser sub = add(command, name, description);
+        sub.addFlag("--json", options.isJson, "Write JSON");
+        return sub;
+    };
+    addWithJson(Command::show, "show", "Show boot generation, usage and tables");
+    auto calls = addWithJson(Command::calls, "calls", "Show the call log");
+    addNumber(calls, "--last", options.last, "Only the latest so many calls");
+    add(Command::powerCycle, "power-cycle", "Power-cycle the chip: it loses its state");
+    auto create =
+        add(Command::create, "create", "Make the file of an empty chip, if there is none");
+    addCreate(create, options.config);
+    auto watch = addWithJson(
+        Command::watch, "watch",
+        "Send flows until standard input ends or SIGTERM; report on each line of input");
+    addWatch(watch, options, watched);
 }
 
 } // namespace
@@ -142,49 +165,27 @@ std::optional<Expectation> toExpectation(const std::string& text) {
 std::optional<Options> readOptions(int argc, const char* const* argv, int* exitCode) {
     Options options;
     velmor_asic_chip_config_default(&options.config);
-    std::vector<std::string> expected;
-    std::vector<std::string> inactive;
-    CLI::App app(
+    Watched watched;
+    OptionParser parser(
         "Makes the file of a software ASIC's chip, looks into it, and sends flows through it",
         "velmor-asic");
-    app.set_version_flag("--version", "velmor-asic " VELMOR_ASIC_VERSION);
-    app.require_subcommand(1);
-    app.footer(
+    parser.footer(
         "Exit status: 0; 1 if 'watch' saw a lookup without port, with a wrong one or that of an\n"
         "inactive member; 2 for bad arguments, a file that cannot be used, or lost output.");
-
-    const auto add = [&](Command command, const char* name, const char* description) {
-        CLI::App* const sub = app.add_subcommand(name, description);
-        sub->add_option("FILE", options.file, "File of the chip")->required();
-        sub->parse_complete_callback([&options, command] { options.command = command; });
-        return sub;
-    };
-    const auto addJson = [&](CLI::App* sub) {
-        sub->add_flag("--json", options.isJson, "Write JSON");
-        return sub;
-    };
-    addJson(add(Command::show, "show", "Show boot generation, usage and tables"));
-    addJson(add(Command::calls, "calls", "Show the call log"))
-        ->add_option("--last", options.last, "Only the latest so many calls")
-        ->transform(asNumber<std::uint64_t>());
-    add(Command::powerCycle, "power-cycle", "Power-cycle the chip: it loses its state");
-    addCreate(add(Command::create, "create", "Make the file of an empty chip, if there is none"),
-              options.config);
-    addWatch(addJson(add(Command::watch, "watch",
-                         "Send flows until standard input ends or SIGTERM; report on each line of "
-                         "input")),
-             options, expected, inactive);
-    try {
-        app.parse(argc, argv);
-        for (const std::string& text : expected) {
-            options.expectations.push_back(*toExpectation(text));
-        }
-        for (const std::string& text : inactive) {
-            addInactive(text, options.expectations);
-        }
-    } catch (const CLI::ParseError& e) {
-        *exitCode = app.exit(e) == 0 ? kExitGood : kExitNotDone;
+    addCommands(parser, options, watched);
+    if (!parser.parse({argv + 1, argv + argc}, VELMOR_ASIC_VERSION, kExitNotDone, exitCode)) {
         return std::nullopt;
+    }
+    for (const std::string& text : watched.expected) {
+        options.expectations.push_back(*toExpectation(text));
+    }
+    for (const std::string& text : watched.inactive) {
+        const std::string complaint = addInactive(text, options.expectations);
+        if (!complaint.empty()) {
+            parser.complain("--inactive", complaint);
+            *exitCode = kExitNotDone;
+            return std::nullopt;
+        }
     }
     return options;
 }

@@ -21,3 +21,16 @@ if(BFLAG_SANITIZE)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${BFLAG_SANITIZE})
 endif()
+
+# Links in a fraction of the time, where it is installed.
+include(CheckLinkerFlag)
+check_linker_flag(CXX -fuse-ld=lld BFLAG_HAS_LLD)
+if(BFLAG_HAS_LLD)
+  add_link_options(-fuse-ld=lld)
+endif()
+
+# named_apart(FILES...): in a unity build these stay units of their own, because names that are
+# theirs alone are used in other files too.
+function(named_apart)
+  set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()

@@ -19,18 +19,18 @@ declare -A may=(
     [programs]=""
     [asic-tool]="asic pd programs"
     [agent/outcome]=""
-    [agent/console]="agent/outcome posix"
-    [agent/wire]="agent/outcome"
+    [agent/console]="agent/outcome posix programs"
+    [agent/wire]="agent/outcome programs"
     [agent/ctl]="agent/outcome agent/console agent/wire posix programs"
 )
 # Above these, each storey may use the ones named before it.
-below="agent/outcome mapped-tables posix BfLagGroup driver-status platform framework pd"
+below="agent/outcome mapped-tables posix BfLagGroup driver-status platform framework pd programs"
 for storeys in agent/terms "agent/chip agent/desired" agent/model agent/restart agent/command; do
     for storey in $storeys; do may[$storey]=$below; done
     below+=" $storeys"
 done
 may[agent/daemon]="$below agent/console agent/wire"
-may[agent]="${may[agent/daemon]} agent/daemon programs"
+may[agent]="${may[agent/daemon]} agent/daemon"
 # The agent controls the software ASIC, where there is one, through its C header; from one place.
 exception="agent/chip/AsicControl.* asic/SoftwareAsic.h"
 # The layers of the libraries take nothing but the C++ and C standard library and dlfcn.h; posix and

@@ -1,6 +1,5 @@
 #include "agent/console/CommandLine.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 
@@ -8,10 +7,11 @@
 
 namespace LagAgent {
 
+using Programs::OptionParser;
+
 namespace {
 
-/// The arguments in the order in which the parser wants them, the last first, where long options
-/// that are customary with one dash have got their second one.
+/// The arguments, where long options that are customary with one dash have got their second one.
 std::vector<std::string> arguments(std::span<const char* const> argv) {
     constexpr std::array kOneDash{"-json", "-force", "-batch"};
     std::vector<std::string> result(argv.begin(), argv.end());
@@ -20,33 +20,25 @@ std::vector<std::string> arguments(std::span<const char* const> argv) {
             argument.insert(0, "-");
         }
     }
-    std::ranges::reverse(result);
     return result;
 }
 
 } // namespace
 
-CLI::Option* addInput(CLI::App& app, const char* names, Input& input) {
-    app.add_flag("--force", input.isForced, "Go on after an error");
-    return app.add_option(names, input.batch, "File of commands; '-' is standard input");
+OptionParser::Option addInput(OptionParser& parser, const char* names, Input& input) {
+    parser.addFlag("--force", input.isForced, "Go on after an error");
+    return parser.add(names, input.batch, "File of commands; '-' is standard input");
 }
 
-void addPresentation(CLI::App& app, PresenterOptions& presenter) {
-    app.add_flag("--json", presenter.json, "Write one JSON document a line");
-    app.add_flag("-v,--verbose,--calls", presenter.calls,
-                 "Show each command with the PD calls that it made");
-    app.add_flag("-q,--quiet", presenter.quiet, "Show errors only");
+void addPresentation(OptionParser& parser, PresenterOptions& presenter) {
+    parser.addFlag("--json", presenter.json, "Write one JSON document a line");
+    parser.addFlag("-v,--verbose,--calls", presenter.calls,
+                   "Show each command with the PD calls that it made");
+    parser.addFlag("-q,--quiet", presenter.quiet, "Show errors only");
 }
 
-bool parse(CLI::App& app, std::span<const char* const> argv, int* exitCode) {
-    app.set_version_flag("--version", app.get_name() + " " LAG_AGENT_VERSION);
-    try {
-        app.parse(arguments(argv));
-        return true;
-    } catch (const CLI::ParseError& e) {
-        *exitCode = app.exit(e) == 0 ? kExitGood : kExitNotStarted;
-        return false;
-    }
+bool parse(OptionParser& parser, std::span<const char* const> argv, int* exitCode) {
+    return parser.parse(arguments(argv), LAG_AGENT_VERSION, kExitNotStarted, exitCode);
 }
 
 } // namespace LagAgent

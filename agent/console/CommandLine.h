@@ -5,11 +5,7 @@
 
 #include "agent/console/Presenter.h"
 #include "agent/console/Session.h"
-
-namespace CLI {
-class App;
-class Option;
-} // namespace CLI
+#include "programs/OptionParser.h"
 
 namespace LagAgent {
 
@@ -17,8 +13,9 @@ namespace LagAgent {
 // go, which has to be there until the line is parsed.
 
 /// Returns the option of the file, which has these names.
-CLI::Option* addInput(CLI::App& app, const char* names, Input& input);
-void addPresentation(CLI::App& app, PresenterOptions& presenter);
+Programs::OptionParser::Option addInput(Programs::OptionParser& parser, const char* names,
+                                        Input& input);
+void addPresentation(Programs::OptionParser& parser, PresenterOptions& presenter);
 
 /// For the end of the help of a program that carries out commands.
 inline constexpr const char* kStatusHelp =
@@ -27,6 +24,6 @@ inline constexpr const char* kStatusHelp =
 
 /// Fills the options in from the arguments behind the program's name; true if there is something to
 /// run. Otherwise what there was to say has been said, and `*exitCode` is what to exit with.
-bool parse(CLI::App& app, std::span<const char* const> argv, int* exitCode);
+bool parse(Programs::OptionParser& parser, std::span<const char* const> argv, int* exitCode);
 
 } // namespace LagAgent

@@ -1,6 +1,5 @@
 #include "agent/daemon/Restore.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
@@ -17,16 +16,16 @@ namespace LagAgent {
 
 std::optional<RestoreOptions> readRestoreOptions(int argc, const char* const* argv, int* exitCode) {
     RestoreOptions options;
-    CLI::App app("Puts a copy of the desired state, made by 'lagctl backup', back",
-                 "lag-agent restore");
-    app.add_option("copy", options.copy, "The copy")->type_name("FILE")->required();
-    addStateDirectory(app, options.stateDirectory);
-    addChipFile(app, options.chipFile);
-    app.footer(
+    Programs::OptionParser parser("Puts a copy of the desired state, made by 'lagctl backup', back",
+                                  "lag-agent restore");
+    parser.add("copy", options.copy, "The copy").typeName("FILE").required();
+    addStateDirectory(parser, options.stateDirectory);
+    addChipFile(parser, options.chipFile);
+    parser.footer(
         "The daemon must not run. Its next start brings the chip to the restored state; what was\n"
         "acknowledged after the copy is given up.\n"
         "Exit status: 0 if it is restored, 2 if nothing was changed.");
-    if (!parse(app, std::span(argv + 2, argv + argc), exitCode)) {
+    if (!parse(parser, std::span(argv + 2, argv + argc), exitCode)) {
         return std::nullopt;
     }
     return options;

@@ -12,7 +12,7 @@ namespace LagAgent {
 namespace {
 
 /// A version of the layout: another one is no mark.
-constexpr std::uint64_t kMagic = 0x3130'6b72'616d'474c; // "LGmark01"
+constexpr std::uint64_t kLayout = 0x3130'6b72'616d'474c; // "LGmark01"
 
 using Words = std::array<std::uint64_t, 4>;
 
@@ -29,14 +29,14 @@ std::optional<ChipMark> markIn(const Posix::LockFile& lock) {
         return std::nullopt;
     }
     std::memcpy(words.data(), note.data(), sizeof words);
-    if (words[0] != kMagic || words.back() != checkOf(words)) {
+    if (words[0] != kLayout || words.back() != checkOf(words)) {
         return std::nullopt;
     }
     return ChipMark{.state = words[1], .commit = words[2]};
 }
 
 void markIs(Posix::LockFile& lock, const ChipMark& mark) noexcept {
-    Words words{kMagic, mark.state, mark.commit};
+    Words words{kLayout, mark.state, mark.commit};
     words.back() = checkOf(words);
     lock.noteIs({reinterpret_cast<const char*>(words.data()), sizeof words});
 }

@@ -4,15 +4,12 @@
 #include <vector>
 
 #include "agent/terms/Target.h"
-
-namespace CLI {
-class App;
-} // namespace CLI
+#include "programs/OptionParser.h"
 
 namespace LagAgent {
 
 /// Adds the options that say which chip to drive and what to trace. Both have to be there until the
 /// line is parsed.
-void addTarget(CLI::App& app, Target& target, std::vector<std::string>& traces);
+void addTarget(Programs::OptionParser& parser, Target& target, std::vector<std::string>& traces);
 
 } // namespace LagAgent

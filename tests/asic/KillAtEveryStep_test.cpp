@@ -336,19 +336,23 @@ TEST_F(KillAtEveryStepTest, FlowsOfAnotherProcessGoOnWhateverDies) {
     EXPECT_EQ(0u, traffic->lost);
 }
 
-/// Holds the lock in the middle of a call, says so, and dies after a while.
-int holdAndDie(const std::string& path, int said) {
+/// Holds the lock in the middle of a call, says so, and dies a while after it may.
+int holdAndDie(const std::string& path, int said, int mayDie) {
     if (velmor_asic_chip_attach(kDevice, path.c_str(), nullptr) != 0)
         return 100;
     struct Context {
         int said;
-    } context{said};
+        int mayDie;
+    } context{said, mayDie};
     velmor_asic_step_hook(
         [](std::uint32_t step, const char*, void* at) {
             if (step != VELMOR_ASIC_STEP_STORE)
                 return;
-            OtherProcess::say(static_cast<Context*>(at)->said, "held");
-            ::usleep(999'000);
+            const auto* const pipes = static_cast<const Context*>(at);
+            OtherProcess::say(pipes->said, "held");
+            char word = 0;
+            if (::read(pipes->mayDie, &word, 1) == 1)
+                ::usleep(300'000); // long enough for the other one to wait for the lock
             ::raise(SIGKILL);
         },
         &context);
@@ -364,20 +368,23 @@ TEST_F(KillAtEveryStepTest, WhoWaitsForTheLockGetsItWhenItsHolderDiesAndReadersN
     entry({1}, first);
     int ends[2];
     ASSERT_EQ(0, ::pipe(ends));
-    const pid_t holder = startProcess([&] { return holdAndDie(path_, ends[1]); });
+    int mayDie[2];
+    ASSERT_EQ(0, ::pipe(mayDie));
+    const pid_t holder = startProcess([&] { return holdAndDie(path_, ends[1], mayDie[0]); });
     std::size_t size = 0;
     char text[4];
     ASSERT_EQ(static_cast<ssize_t>(sizeof size), ::read(ends[0], &size, sizeof size));
     ASSERT_EQ(4, ::read(ends[0], text, sizeof text));
-    // The holder sleeps with the lock.
+    // The holder has the lock.
     EXPECT_EQ(7, forward(1).port);
     EXPECT_EQ(1u, usage().members);
     EXPECT_EQ(0, ::waitpid(holder, nullptr, WNOHANG));
+    ASSERT_EQ(1, ::write(mayDie[1], "", 1));
     EXPECT_EQ(3u, group(2));
     EXPECT_EQ(-SIGKILL, endOf(holder));
     EXPECT_EQ(1u, usage().groups);
-    ::close(ends[0]);
-    ::close(ends[1]);
+    for (const int end : {ends[0], ends[1], mayDie[0], mayDie[1]})
+        ::close(end);
 }
 
 TEST_F(KillAtEveryStepTest, TheWriterGoesOnWhenAReaderDies) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "framework/String.h"
 #include "tests/framework/HashMapFixtures.h"
 
 namespace {
