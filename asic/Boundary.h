@@ -89,8 +89,8 @@ class Boundary {
 
     /// Between the steps that a test hooks into.
     template <class Work, class... Arguments>
-    [[gnu::noinline, gnu::cold]] static Status watch(Runtime& all, const Work& work,
-                                                     const Arguments&... arguments) noexcept {
+    [[gnu::noinline]] static Status watch(Runtime& all, const Work& work,
+                                          const Arguments&... arguments) noexcept {
         all.steps.callBegins(kOperation.name);
         const Status status = contained([&] {
             const Status fault = all.faults.strike(index);

@@ -7,43 +7,35 @@ using namespace asic;
 
 namespace {
 
-// The operations that take no action data differ in their action alone.
-
-template <std::size_t index>
-Status addMember(p4_pd_sess_hdl_t session, p4_pd_dev_target_t target, std::uint32_t action,
-                 p4_pd_mbr_hdl_t* member) noexcept {
-    return call<index>(
-        [&](Chip& chip, ScopeIndex scope) {
-            return chip.profile().addMember(scope, Action{action}, member);
-        },
-        session, target, member);
-}
-
-template <std::size_t index>
-Status modifyMember(p4_pd_sess_hdl_t session, int device, p4_pd_mbr_hdl_t member,
-                    std::uint32_t action) noexcept {
-    return call<index>(
-        [&](Chip& chip) { return chip.profile().modifyMember(member, Action{action}); }, session,
-        device, member);
-}
-
 Action setLagPort(const pd::ActionSpec& spec) noexcept {
     return {P4_PD_ACTION_setLagPort, spec.action_egrL2AintfPort};
 }
 
 } // namespace
 
-pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_fixL2SubintfAlignment(
-    p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return addMember<pd::operation(__func__)>(sess_hdl, dev_tgt, P4_PD_ACTION_fixL2SubintfAlignment,
-                                              mbr_hdl);
-}
-
-pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_invalidateUcastEgressPort(
-    p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return addMember<pd::operation(__func__)>(sess_hdl, dev_tgt,
-                                              P4_PD_ACTION_invalidateUcastEgressPort, mbr_hdl);
-}
+// The operations that take no action data differ in their action alone.
+#define ASIC_ACTION_WITHOUT_DATA(action)                                                           \
+    pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_##action(                 \
+        p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t* mbr_hdl) {         \
+        return call<pd::operation(__func__)>(                                                      \
+            [&](Chip& chip, ScopeIndex scope) {                                                    \
+                return chip.profile().addMember(scope, Action{P4_PD_ACTION_##action}, mbr_hdl);    \
+            },                                                                                     \
+            sess_hdl, dev_tgt, mbr_hdl);                                                           \
+    }                                                                                              \
+    pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_##action(              \
+        p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl) {                          \
+        return call<pd::operation(__func__)>(                                                      \
+            [&](Chip& chip) {                                                                      \
+                return chip.profile().modifyMember(mbr_hdl, Action{P4_PD_ACTION_##action});        \
+            },                                                                                     \
+            sess_hdl, dev_id, mbr_hdl);                                                            \
+    }
+ASIC_ACTION_WITHOUT_DATA(fixL2SubintfAlignment)
+ASIC_ACTION_WITHOUT_DATA(invalidateUcastEgressPort)
+ASIC_ACTION_WITHOUT_DATA(setPhysicalPort)
+ASIC_ACTION_WITHOUT_DATA(setTunnelInfo)
+#undef ASIC_ACTION_WITHOUT_DATA
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setLagPort(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt,
@@ -55,48 +47,12 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setLagPort(
         sess_hdl, dev_tgt, action_spec, mbr_hdl);
 }
 
-pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setPhysicalPort(
-    p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return addMember<pd::operation(__func__)>(sess_hdl, dev_tgt, P4_PD_ACTION_setPhysicalPort,
-                                              mbr_hdl);
-}
-
-pipe_status p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setTunnelInfo(
-    p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return addMember<pd::operation(__func__)>(sess_hdl, dev_tgt, P4_PD_ACTION_setTunnelInfo,
-                                              mbr_hdl);
-}
-
-pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_fixL2SubintfAlignment(
-    p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl) {
-    return modifyMember<pd::operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
-                                                 P4_PD_ACTION_fixL2SubintfAlignment);
-}
-
-pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_invalidateUcastEgressPort(
-    p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl) {
-    return modifyMember<pd::operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
-                                                 P4_PD_ACTION_invalidateUcastEgressPort);
-}
-
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setLagPort(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl,
     p4_pd_velmor_switch_setLagPort_action_spec_t* action_spec) {
     return call<pd::operation(__func__)>(
         [&](Chip& chip) { return chip.profile().modifyMember(mbr_hdl, setLagPort(*action_spec)); },
         sess_hdl, dev_id, mbr_hdl, action_spec);
-}
-
-pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setPhysicalPort(
-    p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl) {
-    return modifyMember<pd::operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
-                                                 P4_PD_ACTION_setPhysicalPort);
-}
-
-pipe_status p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setTunnelInfo(
-    p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl) {
-    return modifyMember<pd::operation(__func__)>(sess_hdl, dev_id, mbr_hdl,
-                                                 P4_PD_ACTION_setTunnelInfo);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_del_member(p4_pd_sess_hdl_t sess_hdl,
