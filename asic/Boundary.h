@@ -5,7 +5,7 @@
 // 1. a planned fault, if there is one for this call, ends it;
 // 2. the arguments are admitted in their order: the session must be open, the device known, the
 //    pipe one that the chip has, and no pointer null;
-// 3. the work runs on what the arguments named: work(Sessions&), work(Chip&) or
+// 3. the work runs on what the arguments named: work(pd::Sessions&), work(Chip&) or
 //    work(Chip&, ScopeIndex), whichever it takes. It writes outputs only if it succeeds;
 // 4. an exception becomes a status;
 // 5. the call log, if it records, gets the call. With an attached chip, log and chip get it in one.
@@ -90,7 +90,7 @@ Status perform(Runtime& runtime, const Work& work, const First& first, const Res
     if (status != P4_PD_STATUS_SUCCESS ||
         !(... && ((status = subject.admit(rest)) == P4_PD_STATUS_SUCCESS)))
         return status;
-    if constexpr (std::is_invocable_v<Work, Sessions&>)
+    if constexpr (std::is_invocable_v<Work, pd::Sessions&>)
         return work(runtime.sessions);
     else if constexpr (std::is_invocable_v<Work, Chip&>)
         return work(*subject.chip);
