@@ -18,5 +18,5 @@ check() {
         { echo "$1 does not compile alone" >&2; return 1; }
 }
 export -f check
-find pd framework driver-status platform BfLagGroup asic -name '*.h' -print0 |
+find pd framework driver-status platform BfLagGroup asic ovs -name '*.h' -print0 |
     xargs -0 -n 1 -P "$(nproc)" bash -c 'check "$0"'

@@ -14,17 +14,19 @@ declare -A may=(
     [platform]="platform framework pd"
     [BfLagGroup]="BfLagGroup driver-status platform framework"
     [asic]="asic pd"
+    [ovs]="ovs pd"
     [programs]="programs"
     [asic-tool]="asic-tool asic pd programs"
     [agent]="agent programs BfLagGroup driver-status platform framework pd"
 )
 # The agent controls the software ASIC, where there is one, through its C header; from one place.
 exception="agent/AsicControl.* asic/SoftwareAsic.h"
-# The layers of the library take nothing but the C++ and C standard library and dlfcn.h; platform and asic
-# also what its files and mappings need of POSIX.
-library="pd framework driver-status platform BfLagGroup asic"
+# The layers of the library take nothing but the C++ and C standard library and dlfcn.h; platform, asic
+# and ovs also what their files, mappings and sockets need of POSIX.
+library="pd framework driver-status platform BfLagGroup asic ovs"
 system='(dlfcn|link)\.h|std(int|def|bool)\.h'
 declare -A posix=(
+    [ovs]='poll\.h|unistd\.h|sys/(socket|time|un)\.h'
     [asic]='fcntl\.h|unistd\.h|sys/(mman|stat)\.h'
     [platform]='fcntl\.h|unistd\.h|sys/(file|mman|stat|types)\.h'
 )
