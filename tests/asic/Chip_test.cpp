@@ -1,7 +1,7 @@
 // Chips and the library around them.
 
 #include "tests/asic/AsicTest.h"
-#include "tests/asic/Snapshot.h"
+#include "tests/pd-conformance/Snapshot.h"
 
 #include <string>
 
@@ -91,6 +91,14 @@ TEST_F(ChipTest, ResetPutsEverythingBackToTheStart) {
 TEST_F(ChipTest, OutcomesHaveNames) {
     EXPECT_STREQ("forwarded", velmor_asic_outcome_name(VELMOR_ASIC_FORWARDED));
     EXPECT_STREQ("miss", velmor_asic_outcome_name(VELMOR_ASIC_MISS));
+    EXPECT_STREQ("unknown", velmor_asic_outcome_name(3));
+}
+
+TEST_F(ChipTest, OutcomesHaveNames) {
+    EXPECT_STREQ("forwarded", velmor_asic_outcome_name(VELMOR_ASIC_FORWARDED));
+    EXPECT_STREQ("miss", velmor_asic_outcome_name(VELMOR_ASIC_MISS));
+    EXPECT_STREQ("dropped: no active member",
+                 velmor_asic_outcome_name(VELMOR_ASIC_DROPPED_NO_ACTIVE_MEMBER));
     EXPECT_STREQ("unknown", velmor_asic_outcome_name(3));
 }
 
