@@ -4,7 +4,7 @@
 #   scenario/with-switch.sh COMMAND [ARGUMENT...]
 #
 # The command finds a bridge "lag0" without ports, whose address is in VELMOR_OVS_MANAGEMENT and
-# VELMOR_OVS_CONTROL; ovs-vsctl and ovs-appctl find it by themselves. Needs root, and exits with 77
+# VELMOR_OVS_CONTROL; ovs-vsctl finds it by itself. Needs root, and exits with 77
 # where this machine cannot have it.
 #
 # All of it lives in namespaces of its own (processes, interfaces, mounts with /run), which end with

@@ -11,6 +11,7 @@
 namespace asic_test {
 
 using namespace pd_test;
+using pd_test::pipe; // and not that of the C library
 
 class AsicTest : public PdTest {
   protected:
