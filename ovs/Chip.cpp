@@ -29,7 +29,8 @@ Status Chip::addMember(const Action& action, Handle* member) {
     const Handle handle = link_.takeHandle(messages);
     if (handle == kNoHandle)
         return P4_PD_STATUS_NO_SYS_RESOURCES;
-    messages.push_back(groupMod(GroupCommand::add, toGroup(handle, action)));
+    messages.push_back(
+        groupMod(GroupCommand::add, toGroup(link_.settings().table, handle, action)));
     link_.change(std::move(messages),
                  [&](Tables& tables) { tables.members.emplace(handle, Member{action}); });
     *member = handle;
@@ -39,7 +40,7 @@ Status Chip::addMember(const Action& action, Handle* member) {
 Status Chip::modifyMember(Handle member, const Action& action) {
     if (!find(tables().members, member))
         return P4_PD_STATUS_OBJ_NOT_FOUND;
-    link_.change({groupMod(GroupCommand::modify, toGroup(member, action))},
+    link_.change({groupMod(GroupCommand::modify, toGroup(link_.settings().table, member, action))},
                  [&](Tables& tables) { find(tables.members, member)->action = action; });
     return P4_PD_STATUS_SUCCESS;
 }

@@ -84,12 +84,15 @@ void Link::load() {
         initialise();
         marks = ask(openflow::flowRequest(kMarkTable), openflow::flows);
     }
-    boot_ = numberOf(Mark::boot, marks).value_or(0);
+    const std::uint64_t boot = numberOf(Mark::boot, marks).value_or(0);
     // Without the mark nobody knows which handles are new; so none is.
     const auto marked = numberOf(Mark::handles, marks).value_or(kLastHandle + 1);
-    nextHandle_ = markedHandle_ =
-        static_cast<Handle>(std::min<std::uint64_t>(marked, kLastHandle + 1));
-    tables_ = toTables(ask(openflow::groupRequest(), openflow::groups), flows());
+    const auto next = static_cast<Handle>(std::min<std::uint64_t>(marked, kLastHandle + 1));
+    // Where the mark is this process's own, what is left of the block is, too.
+    if (boot != boot_ || next != markedHandle_)
+        nextHandle_ = markedHandle_ = next;
+    boot_ = boot;
+    tables_ = toTables(settings_.table, ask(openflow::groupRequest(), openflow::groups), flows());
     isStale_ = false;
 }
 

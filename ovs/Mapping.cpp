@@ -11,21 +11,26 @@ constexpr std::uint16_t kLastPort = 0xFEFF;
 constexpr unsigned kActionShift = 16;
 constexpr unsigned kUnmaskedShift = 32;
 
-std::vector<openflow::Action> actionsOf(const Action& action) {
-    if (action.id == P4_PD_ACTION_setLagPort && isPort(action.port))
-        return {openflow::Output{action.port}};
-    if (action.id == P4_PD_ACTION_setPhysicalPort)
-        return {openflow::OutputByMetadata{}};
-    return {};
+std::vector<openflow::Action> actionsOf(std::uint8_t table, const Action& action) {
+    switch (action.id) {
+    case P4_PD_ACTION_setLagPort:
+        if (isPort(action.port))
+            return {openflow::Output{action.port}};
+        return {};
+    case P4_PD_ACTION_invalidateUcastEgressPort:
+        return {};
+    default:
+        return {openflow::ToTable{static_cast<std::uint8_t>(table + 1)}};
+    }
 }
 
-std::optional<Action> actionOf(const openflow::Group& group) {
+std::optional<Action> actionOf(std::uint8_t table, const openflow::Group& group) {
     if (group.type != openflow::GroupType::indirect || group.buckets.size() != 1)
         return std::nullopt;
     const std::uint32_t word = group.buckets.front().id;
     const Action action{word >> kActionShift, static_cast<std::uint16_t>(word)};
     const bool isOurs =
-        action.id <= P4_PD_ACTION_setTunnelInfo && toGroup(group.id, action) == group;
+        action.id <= P4_PD_ACTION_setTunnelInfo && toGroup(table, group.id, action) == group;
     return isOurs ? std::optional(action) : std::nullopt;
 }
 
@@ -75,11 +80,11 @@ bool isPort(std::uint16_t port) noexcept {
     return port >= 1 && port <= kLastPort;
 }
 
-openflow::Group toGroup(Handle member, const Action& action) {
-    return {
-        .id = member,
-        .type = openflow::GroupType::indirect,
-        .buckets = {{.id = action.id << kActionShift | action.port, .actions = actionsOf(action)}}};
+openflow::Group toGroup(std::uint8_t table, Handle member, const Action& action) {
+    return {.id = member,
+            .type = openflow::GroupType::indirect,
+            .buckets = {{.id = action.id << kActionShift | action.port,
+                         .actions = actionsOf(table, action)}}};
 }
 
 openflow::Group toGroup(Handle group, const Group& record) {
@@ -119,11 +124,11 @@ std::optional<std::uint64_t> numberOf(Mark mark, const std::vector<openflow::Flo
     return found == marks.end() ? std::nullopt : std::optional(found->cookie);
 }
 
-Tables toTables(const std::vector<openflow::Group>& groups,
+Tables toTables(std::uint8_t table, const std::vector<openflow::Group>& groups,
                 const std::vector<openflow::Flow>& flows) {
     Tables tables;
     for (const openflow::Group& group : groups) {
-        if (const auto action = actionOf(group))
+        if (const auto action = actionOf(table, group))
             tables.members.emplace(group.id, Member{*action});
     }
     for (const openflow::Group& group : groups) {

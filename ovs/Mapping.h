@@ -1,6 +1,8 @@
 // How members, groups and entries stand on the switch: as OpenFlow groups and flows.
 //
-//   member         indirect group, its id the handle; one bucket, its id the action and its port
+//   member         indirect group, its id the handle; one bucket, its id the action and its port.
+//                  setLagPort sends the packet out of its port, invalidateUcastEgressPort drops it;
+//                  the other three leave it to the table after the LAG table
 //   selector group select group, its id the handle, the basis of its hash the greatest size; a
 //                  bucket for each member, its id the member's handle, with the member's group
 //   inactive       the bucket watches the dead group, a select group without buckets
@@ -27,7 +29,8 @@ inline constexpr std::uint8_t kMarkTable = 253; // the last one that can be writ
 /// Whether the switch can have a port of that number.
 [[nodiscard]] bool isPort(std::uint16_t port) noexcept;
 
-[[nodiscard]] openflow::Group toGroup(Handle member, const Action& action);
+/// The table is the LAG table, as below.
+[[nodiscard]] openflow::Group toGroup(std::uint8_t table, Handle member, const Action& action);
 [[nodiscard]] openflow::Group toGroup(Handle group, const Group& record);
 [[nodiscard]] openflow::Group deadGroup();
 [[nodiscard]] openflow::Flow toFlow(std::uint8_t table, Handle entry, const Entry& record,
@@ -41,7 +44,7 @@ enum class Mark : std::uint16_t { boot = 1, handles = 2 };
 
 /// What these groups and flows of the LAG table stand for. What cannot have been made by this
 /// mapping is left out.
-[[nodiscard]] Tables toTables(const std::vector<openflow::Group>& groups,
+[[nodiscard]] Tables toTables(std::uint8_t table, const std::vector<openflow::Group>& groups,
                               const std::vector<openflow::Flow>& flows);
 
 } // namespace ovs

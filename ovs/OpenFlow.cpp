@@ -94,11 +94,10 @@ struct WireExperimenterAction {
     U32 experimenter{};
     U16 subtype{};
 };
-struct WireOutputByField {
-    U16 offsetAndBits{};
-    WireField field{};
-    U16 maxLength{};
-    Pad<6> pad{};
+struct WireToTable {
+    U16 inPort{};
+    U8 table = 0;
+    Pad<3> pad{};
 };
 struct WireGroupMod {
     U16 command{};
@@ -203,7 +202,7 @@ static_assert(kIsOfSize<WireAction, 4>);
 static_assert(kIsOfSize<WireOutput, 12>);
 static_assert(kIsOfSize<WireToGroup, 4>);
 static_assert(kIsOfSize<WireExperimenterAction, 6>);
-static_assert(kIsOfSize<WireOutputByField, 14>);
+static_assert(kIsOfSize<WireToTable, 6>);
 static_assert(kIsOfSize<WireGroupMod, 16>);
 static_assert(kIsOfSize<WireBucket, 8>);
 static_assert(kIsOfSize<WireProperty, 4>);
@@ -249,10 +248,10 @@ struct HashedField {
 constexpr std::array<HashedField, 10> kHashedFields{
     {{3, 6}, {4, 6}, {11, 4}, {12, 4}, {13, 2}, {14, 2}, {15, 2}, {16, 2}, {26, 16}, {27, 16}}};
 
-// Extensions: the output to a port whose number is in a field, and the selection method of a group.
+// Extensions: the way to a table as an action, and the selection method of a group.
 constexpr std::uint32_t kExtension = 0x2320;
-constexpr std::uint16_t kOutputByField = 15;
-constexpr std::uint16_t kLow16Bits = 15; // offset 0, and one less than the number of bits
+constexpr std::uint16_t kToTable = 14;
+constexpr std::uint16_t kSameInPort = 0xFFF8;
 constexpr std::uint32_t kSelectionExtension = 0x154D;
 constexpr std::uint32_t kSelectionMethod = 1;
 constexpr std::array<char, 16> kHash{'h', 'a', 's', 'h'};
@@ -326,20 +325,18 @@ void putActions(Writer& writer, const std::vector<Action>& actions) {
         putCounted(writer, WireAction{.type = type}, offsetof(WireAction, length),
                    [&] { (writer.put(parts), ...); });
     };
-    const Overloaded putOne{
-        [&](const Output& output) {
-            put(kActionOutput, WireOutput{.port = output.port, .maxLength = kWholePacket});
-        },
-        [&](const ToGroup& to) { put(kActionGroup, WireToGroup{to.group}); },
-        [&](const OutputByMetadata&) {
-            put(kExperimenter, WireExperimenterAction{kExtension, kOutputByField},
-                WireOutputByField{.offsetAndBits = kLow16Bits,
-                                  .field = {kPacketFields, kMetadata << 1, kMetadataSize},
-                                  .maxLength = kWholePacket});
-        },
-        [](const OtherAction&) {
-            throw std::invalid_argument("an action that cannot be written");
-        }};
+    const Overloaded putOne{[&](const Output& output) {
+                                put(kActionOutput,
+                                    WireOutput{.port = output.port, .maxLength = kWholePacket});
+                            },
+                            [&](const ToGroup& to) { put(kActionGroup, WireToGroup{to.group}); },
+                            [&](const ToTable& to) {
+                                put(kExperimenter, WireExperimenterAction{kExtension, kToTable},
+                                    WireToTable{.inPort = kSameInPort, .table = to.table});
+                            },
+                            [](const OtherAction&) {
+                                throw std::invalid_argument("an action that cannot be written");
+                            }};
     for (const Action& action : actions)
         std::visit(putOne, action);
 }
@@ -539,13 +536,9 @@ std::vector<Value> listOf(ByteView body, std::uint16_t type, Value (*read)(const
 
 Action readExperimenterAction(Reader content) {
     const auto kind = content.take<WireExperimenterAction>();
-    if (kind.experimenter != kExtension || kind.subtype != kOutputByField)
+    if (kind.experimenter != kExtension || kind.subtype != kToTable)
         return OtherAction{};
-    const auto output = content.take<WireOutputByField>();
-    const bool isMetadata = output.field.fieldClass == kPacketFields &&
-                            output.field.fieldAndMask >> 1 == kMetadata &&
-                            output.offsetAndBits == kLow16Bits;
-    return isMetadata ? Action(OutputByMetadata{}) : Action(OtherAction{});
+    return ToTable{content.take<WireToTable>().table};
 }
 
 std::vector<Action> readActions(Reader reader) {

@@ -50,9 +50,10 @@ struct Output {
     std::uint32_t port;
     friend bool operator==(const Output&, const Output&) = default;
 };
-/// Sends the packet out of the port whose number is in the low 16 bits of the metadata.
-struct OutputByMetadata {
-    friend bool operator==(const OutputByMetadata&, const OutputByMetadata&) = default;
+/// Hands the packet to a table; unlike the instruction to go there, it can stand in a bucket.
+struct ToTable {
+    std::uint8_t table;
+    friend bool operator==(const ToTable&, const ToTable&) = default;
 };
 /// Hands the packet to a group.
 struct ToGroup {
@@ -63,7 +64,7 @@ struct ToGroup {
 struct OtherAction {
     friend bool operator==(const OtherAction&, const OtherAction&) = default;
 };
-using Action = std::variant<Output, OutputByMetadata, ToGroup, OtherAction>;
+using Action = std::variant<Output, ToTable, ToGroup, OtherAction>;
 
 struct Bucket {
     std::uint32_t id = 0;

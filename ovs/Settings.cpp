@@ -12,13 +12,13 @@ namespace ovs {
 
 namespace {
 
-constexpr std::uint8_t kLastTable = 252; // the marks are in the one after
+constexpr std::uint8_t kLastTable = 251; // 252 is the one after it, the marks are in 253
 
 void tableIs(Settings& settings, const std::string& value) {
     const char* const end = value.data() + value.size();
     const auto [stop, failure] = std::from_chars(value.data(), end, settings.table);
     if (failure != std::errc() || stop != end || settings.table < 1 || settings.table > kLastTable)
-        throw BadSetting("table: '" + value + "' is no number from 1 to 252");
+        throw BadSetting("table: '" + value + "' is no number from 1 to 251");
 }
 
 void doneIs(Settings& settings, const std::string& value) {

@@ -20,7 +20,7 @@ class BadSetting : public std::runtime_error {
 ///                                        directory
 ///   control      VELMOR_OVS_CONTROL      control socket of ovs-vswitchd; needed for done =
 ///                                        forwarding, and to ask the switch which way a flow takes
-///   table        VELMOR_OVS_TABLE        number of the LAG table, 1 to 252 (default: 1)
+///   table        VELMOR_OVS_TABLE        number of the LAG table, 1 to 251 (default: 1)
 ///   done         VELMOR_OVS_DONE         a call is done when the switch's tables have the change
 ///                                        ("tables", the default), or when packets have met it
 ///                                        ("forwarding")
