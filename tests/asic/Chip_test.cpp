@@ -94,13 +94,5 @@ TEST_F(ChipTest, OutcomesHaveNames) {
     EXPECT_STREQ("unknown", velmor_asic_outcome_name(3));
 }
 
-TEST_F(ChipTest, OutcomesHaveNames) {
-    EXPECT_STREQ("forwarded", velmor_asic_outcome_name(VELMOR_ASIC_FORWARDED));
-    EXPECT_STREQ("miss", velmor_asic_outcome_name(VELMOR_ASIC_MISS));
-    EXPECT_STREQ("dropped: no active member",
-                 velmor_asic_outcome_name(VELMOR_ASIC_DROPPED_NO_ACTIVE_MEMBER));
-    EXPECT_STREQ("unknown", velmor_asic_outcome_name(3));
-}
-
 } // namespace
 } // namespace asic_test
