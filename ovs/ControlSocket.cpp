@@ -13,7 +13,7 @@ namespace {
 // The request and the answer are JSON documents, of which little is needed: strings without control
 // characters out; in, one string value of an object.
 
-std::string quoted(std::string_view text) {
+std::string jsonString(std::string_view text) {
     std::string out = "\"";
     for (const char c : text) {
         if (c == '"' || c == '\\')
@@ -63,7 +63,7 @@ std::string receiveObject(UnixSocket& socket) {
 /// The string that the name stands for, without what only control characters need. None if it
 /// stands for something else. A name within a string cannot be meant: its quotes are escaped.
 std::optional<std::string> stringValue(std::string_view object, std::string_view name) {
-    const std::string start = quoted(name) + ":\"";
+    const std::string start = jsonString(name) + ":\"";
     const auto at = object.find(start);
     if (at == object.npos)
         return std::nullopt;
@@ -85,9 +85,9 @@ std::optional<std::string> stringValue(std::string_view object, std::string_view
 
 std::string control(const std::string& socket, const std::string& command,
                     std::span<const std::string> arguments) {
-    std::string request = "{\"id\":0,\"method\":" + quoted(command) + ",\"params\":[";
+    std::string request = "{\"id\":0,\"method\":" + jsonString(command) + ",\"params\":[";
     for (const std::string& argument : arguments)
-        request += (&argument == arguments.data() ? "" : ",") + quoted(argument);
+        request += (&argument == arguments.data() ? "" : ",") + jsonString(argument);
     request += "]}";
 
     UnixSocket stream(socket);

@@ -16,6 +16,7 @@ declare -A may=(
     [asic]="asic pd"
     [ovs]="ovs pd"
     [programs]="programs"
+    [scenario]="programs"
     [asic-tool]="asic-tool asic pd programs"
     [agent]="agent programs BfLagGroup driver-status platform framework pd"
 )

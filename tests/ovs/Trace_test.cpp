@@ -13,7 +13,7 @@ std::string account(const std::string& table) {
            table + "\nFinal flow: unchanged\nDatapath actions: 3\n";
 }
 
-TEST(Trace, APacketOfAGroupTakesABucket) {
+TEST(PathOfAPacket, APacketOfAGroupTakesABucket) {
     const auto path = readPath(account(" 1. metadata=0x10, priority 6, cookie 0x500000007\n"
                                        "    group:20\n"
                                        "     -> bucket 11: score 29560\n"
@@ -31,7 +31,7 @@ TEST(Trace, APacketOfAGroupTakesABucket) {
     EXPECT_EQ(2, path->port.value());
 }
 
-TEST(Trace, AGroupWithoutAnActiveMemberTakesNone) {
+TEST(PathOfAPacket, AGroupWithoutAnActiveMemberTakesNone) {
     const auto path = readPath(account(" 1. metadata=0x10, priority 6, cookie 0x5\n"
                                        "    group:20\n"
                                        "     -> bucket 11: not live due to port 4294967040\n"
@@ -44,13 +44,13 @@ TEST(Trace, AGroupWithoutAnActiveMemberTakesNone) {
     EXPECT_FALSE(path->port);
 }
 
-TEST(Trace, WithoutAMatchThereIsNoEntry) {
+TEST(PathOfAPacket, WithoutAMatchThereIsNoEntry) {
     const auto path = readPath(account(" 1. No match.\n    drop\n"), 1);
     ASSERT_TRUE(path);
     EXPECT_EQ(kNoHandle, path->entry);
 }
 
-TEST(Trace, APacketThatDoesNotComeToTheTableHasNoPath) {
+TEST(PathOfAPacket, APacketThatDoesNotComeToTheTableHasNoPath) {
     EXPECT_FALSE(readPath(account(" 1. No match.\n    drop\n"), 2));
     EXPECT_FALSE(readPath("", 1));
     EXPECT_TRUE(readPath(account("12. No match.\n    drop\n"), 12));
