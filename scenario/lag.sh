@@ -52,9 +52,8 @@ wire() { # name and host of the far end, number of the port
     add_ports+=(-- add-port lag0 "p$3" -- set interface "p$3" "ofport_request=$3")
 }
 
-# A first table that gives packets to an address a metadata value; the others keep theirs.
+# Packets to an address get a metadata value.
 classify() {
-    echo "priority=0,actions=goto_table:1"
     echo "priority=1,ip,nw_dst=10.0.0.16,actions=write_metadata:0x10,goto_table:1"
     echo "priority=1,ip,nw_dst=10.0.0.32,actions=write_metadata:0x20,goto_table:1"
 }
@@ -91,7 +90,7 @@ report_none_astray() {
 forwarded() { ovs-appctl -t "$VELMOR_OVS_CONTROL" revalidator/wait; } # waits until packets meet what the tables say
 
 start
-ctl -batch "$scenario/lags.cmds" > /dev/null
+ctl -batch "$scenario/../examples/inactive-member.cmds" > /dev/null
 forwarded
 echo "two LAGs: 10.0.0.16 over ports 1 and 2, 10.0.0.32 over port 3, with an inactive member on port 4"
 

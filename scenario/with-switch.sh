@@ -4,8 +4,8 @@
 #   scenario/with-switch.sh COMMAND [ARGUMENT...]
 #
 # The command finds a bridge "lag0" without ports, whose address is in VELMOR_OVS_MANAGEMENT and
-# VELMOR_OVS_CONTROL; ovs-vsctl finds it by itself. Needs root, and exits with 77
-# where this machine cannot have it.
+# VELMOR_OVS_CONTROL; ovs-vsctl finds it by itself. Its table 0 hands every packet on to table 1, the
+# LAG table. Needs root, and exits with 77 where this machine cannot have it.
 #
 # All of it lives in namespaces of its own (processes, interfaces, mounts with /run), which end with
 # the command, however that ends: nothing of the host's is touched, nothing is left behind, and two at
@@ -21,7 +21,7 @@ if [[ ${1-} != --inside ]]; then
     [[ $# -gt 0 ]] || { echo "usage: with-switch.sh COMMAND [ARGUMENT...]" >&2; exit 2; }
     [[ $(id -u) -eq 0 ]] || cannot "needs root"
     PATH=$PATH:/usr/sbin:/sbin
-    for program in ovsdb-tool ovsdb-server ovs-vswitchd ovs-vsctl ip unshare; do
+    for program in ovsdb-tool ovsdb-server ovs-vswitchd ovs-vsctl ovs-ofctl ip unshare; do
         command -v "$program" > /dev/null || cannot "there is no $program: install openvswitch-switch and iproute2"
     done
     own=(unshare --mount --net --pid --fork --kill-child --mount-proc)
@@ -49,6 +49,7 @@ quietly ovs-vswitchd --disable-system --unixctl="$OVS_RUNDIR/control" "${daemon[
 quietly ovs-vsctl add-br lag0 -- set bridge lag0 datapath_type=netdev protocols=OpenFlow15 fail_mode=secure
 
 export VELMOR_OVS_MANAGEMENT=$OVS_RUNDIR/lag0.mgmt VELMOR_OVS_CONTROL=$OVS_RUNDIR/control
+quietly ovs-ofctl -O OpenFlow15 add-flow "unix:$VELMOR_OVS_MANAGEMENT" table=0,priority=0,actions=goto_table:1
 # In the background, since a shell that waits in the foreground puts its traps off.
 "$@" <&0 &
 wait $!
