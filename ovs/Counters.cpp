@@ -1,11 +1,14 @@
+// The counters of the switch (pd/PdTools.h).
+
+#include "pd/PdTools.h"
+
 #include "ovs/Boundary.h"
-#include "ovs/OpenVSwitch.h"
 
 using namespace ovs;
 
 namespace {
 
-velmor_ovs_counters_t toC(const openflow::Counters& counters) noexcept {
+velmor_asic_counters_t toC(const openflow::Counters& counters) noexcept {
     return {counters.packets, counters.bytes};
 }
 
@@ -26,7 +29,7 @@ Status lookUp(int device, Map Counts::*map, std::uint32_t object, const Write& w
 
 } // namespace
 
-pipe_status velmor_ovs_counters_read(int device_id) {
+pipe_status velmor_asic_counters_read(int device_id) {
     return contained([&]() -> Status {
         if (device_id != kDevice)
             return P4_PD_STATUS_INVALID_ARG;
@@ -35,22 +38,23 @@ pipe_status velmor_ovs_counters_read(int device_id) {
     });
 }
 
-pipe_status velmor_ovs_entry_counters(int device_id, p4_pd_entry_hdl_t entry_hdl,
-                                      velmor_ovs_counters_t* matched) {
+pipe_status velmor_asic_entry_counters(int device_id, p4_pd_entry_hdl_t entry_hdl,
+                                       velmor_asic_counters_t* matched) {
     return lookUp(
         device_id, &Counts::entries, entry_hdl,
         [&](const openflow::Counters& counters) { *matched = toC(counters); }, matched);
 }
 
-pipe_status velmor_ovs_member_counters(int device_id, p4_pd_mbr_hdl_t mbr_hdl,
-                                       velmor_ovs_counters_t* taken) {
+pipe_status velmor_asic_member_counters(int device_id, p4_pd_mbr_hdl_t mbr_hdl,
+                                        velmor_asic_counters_t* taken) {
     return lookUp(
         device_id, &Counts::members, mbr_hdl,
         [&](const openflow::Counters& counters) { *taken = toC(counters); }, taken);
 }
 
-pipe_status velmor_ovs_port_counters(int device_id, uint32_t port, velmor_ovs_counters_t* received,
-                                     velmor_ovs_counters_t* sent) {
+pipe_status velmor_asic_port_counters(int device_id, uint32_t port,
+                                      velmor_asic_counters_t* received,
+                                      velmor_asic_counters_t* sent) {
     return lookUp(
         device_id, &Counts::ports, port,
         [&](const openflow::PortCounters& counters) {
@@ -60,7 +64,7 @@ pipe_status velmor_ovs_port_counters(int device_id, uint32_t port, velmor_ovs_co
         received, sent);
 }
 
-const char* velmor_ovs_problem(void) {
+const char* velmor_asic_problem(void) {
     try {
         return runtime().problem.c_str();
     } catch (...) {

@@ -1,8 +1,8 @@
 /*
  * What a tool may ask of a PD library beyond the PD API: a chip's boot generation, the way that a
- * flow takes through it, the log of the PD calls, and failures of PD calls on demand. A library need
- * not have these functions; who loads one looks for them by their C names. None of them appears in
- * the call log or is subject to the fault plan.
+ * flow takes through it, the log of the PD calls, failures of PD calls on demand, and counters. A
+ * library need not have these functions; who loads one looks for them by their C names. None of them
+ * appears in the call log or is subject to the fault plan.
  *
  * Functions that can fail return a pipe_status of the PD API: 0 for success,
  * P4_PD_STATUS_INVALID_ARG (3) for an unknown device, a null pointer or a value out of range,
@@ -191,6 +191,41 @@ void velmor_asic_fault_clear(void);
 
 /* How many faults are planned still. One that was planned once and has struck is not counted. */
 uint32_t velmor_asic_fault_count(void);
+
+/* ---- Counters -------------------------------------------------------------------------------
+ *
+ * Packets and bytes, for a chip that counts them.
+ */
+
+typedef struct velmor_asic_counters {
+    uint64_t packets;
+    uint64_t bytes;
+} velmor_asic_counters_t;
+
+/*
+ * Reads all counters from the chip at once. The other functions tell what was read then, and
+ * P4_PD_STATUS_OBJ_NOT_FOUND for an object that was not there.
+ */
+pipe_status velmor_asic_counters_read(int device_id);
+
+/* What matched an entry or the default entry since it was added. */
+pipe_status velmor_asic_entry_counters(int device_id, p4_pd_entry_hdl_t entry_hdl,
+                                       velmor_asic_counters_t* matched);
+
+/* What a member took, directly or as one of a group, since its action was last written. */
+pipe_status velmor_asic_member_counters(int device_id, p4_pd_mbr_hdl_t mbr_hdl,
+                                        velmor_asic_counters_t* taken);
+
+/* What came in at a port of the chip and went out of it, whoever sent it there. */
+pipe_status velmor_asic_port_counters(int device_id, uint32_t port,
+                                      velmor_asic_counters_t* received,
+                                      velmor_asic_counters_t* sent);
+
+/*
+ * Why the latest call failed that did not fail for its arguments, in one line; "" if none did. Never
+ * null; valid until the next call of the library.
+ */
+const char* velmor_asic_problem(void);
 
 #ifdef __cplusplus
 }

@@ -20,7 +20,7 @@ pace=(--burst 100 --every 30)
 fault=
 while [[ ${1-} == --* ]]; do
     case $1 in
-        --fast) pace=(--burst 60 --every 10) ;;
+        --fast) pace=(--burst 70 --every 10) ;;
         --fault) fault=yes ;;
         --inside) break ;;
         *) echo "lag.sh: unknown option $1" >&2; exit 2 ;;
@@ -96,7 +96,7 @@ echo "two LAGs: 10.0.0.16 over ports 1 and 2, 10.0.0.32 over port 3, with an ina
 
 astray=
 coproc PACKETS {
-    exec "$bin/lag-packets" --expect 10.0.0.16=1,2 10.0.0.32=3 --inactive 4 --ports 5 "${pace[@]}"
+    exec nice -n -20 "$bin/lag-packets" --expect 10.0.0.16=1,2 10.0.0.32=3 --inactive 4 --ports 5 "${pace[@]}"
 }
 packets_pid=$PACKETS_PID
 # A copy of the output that is still there when the coprocess has ended.

@@ -45,7 +45,8 @@ daemon=(--detach --no-chdir --pidfile --log-file -vconsole:off)
 quietly ovsdb-tool create "$OVS_RUNDIR/conf.db" /usr/share/openvswitch/vswitch.ovsschema
 quietly ovsdb-server "$OVS_RUNDIR/conf.db" --remote="punix:$OVS_RUNDIR/db.sock" "${daemon[@]}"
 quietly ovs-vsctl --no-wait init
-quietly ovs-vswitchd --disable-system --unixctl="$OVS_RUNDIR/control" "${daemon[@]}"
+# Packets go through a thread of this daemon, and on a busy machine they wait for their turn with it.
+quietly nice -n -20 ovs-vswitchd --disable-system --unixctl="$OVS_RUNDIR/control" "${daemon[@]}"
 quietly ovs-vsctl add-br lag0 -- set bridge lag0 datapath_type=netdev protocols=OpenFlow15 fail_mode=secure
 
 export VELMOR_OVS_MANAGEMENT=$OVS_RUNDIR/lag0.mgmt VELMOR_OVS_CONTROL=$OVS_RUNDIR/control

@@ -1,7 +1,6 @@
 // What the library does beyond what every PD library has to do: over a live switch, whose daemon
 // stops and starts, whose tables others write to, and which refuses.
 
-#include "ovs/OpenVSwitch.h"
 #include "tests/pd-conformance/PdTest.h"
 #include "tests/pd-conformance/Snapshot.h"
 
@@ -47,7 +46,7 @@ class SwitchTest : public PdTest {
   protected:
     static std::uint64_t boot() {
         std::uint64_t generation = 0;
-        EXPECT_EQ(0u, velmor_asic_chip_boot(kDevice, &generation)) << velmor_ovs_problem();
+        EXPECT_EQ(0u, velmor_asic_chip_boot(kDevice, &generation)) << velmor_asic_problem();
         return generation;
     }
     static void stopDaemon() {
@@ -115,7 +114,7 @@ TEST_F(SwitchTest, ASwitchThatIsGoneIsAStatusAndOneThatIsBackIsEmptyAndAnother) 
     std::uint32_t handle = kUntouched;
     EXPECT_EQ(kCommunicationFailed, tryMember(&handle));
     EXPECT_EQ(kUntouched, handle);
-    EXPECT_THAT(velmor_ovs_problem(), HasSubstr(std::getenv("VELMOR_OVS_MANAGEMENT")));
+    EXPECT_THAT(velmor_asic_problem(), HasSubstr(std::getenv("VELMOR_OVS_MANAGEMENT")));
     std::uint64_t generation = 0;
     EXPECT_EQ(kCommunicationFailed, velmor_asic_chip_boot(kDevice, &generation));
 
@@ -170,7 +169,7 @@ TEST_F(SwitchTest, WhatTheSwitchRefusesIsAStatusAndChangesNothing) {
     std::uint32_t handle = kUntouched;
     EXPECT_EQ(P4_PD_STATUS_INTERNAL_ERROR, tryMember(&handle));
     EXPECT_EQ(kUntouched, handle);
-    EXPECT_THAT(velmor_ovs_problem(), HasSubstr("the switch refuses"));
+    EXPECT_THAT(velmor_asic_problem(), HasSubstr("the switch refuses"));
     EXPECT_EQ(before, snapshot());
     EXPECT_LT(last + 1, member(1));
 }
@@ -229,9 +228,9 @@ TEST_F(SwitchTest, PortsThatTheSwitchCannotHaveReadBack) {
 TEST_F(SwitchTest, CountsThePacketsOfEntriesAndMembers) {
     const std::uint32_t one = member(1), lag = group(2), matched = entryWithGroup({0x10}, lag);
     ASSERT_EQ(0u, join(lag, one));
-    velmor_ovs_counters_t counters{};
-    EXPECT_EQ(P4_PD_STATUS_OBJ_NOT_FOUND, velmor_ovs_entry_counters(kDevice, matched, &counters));
-    EXPECT_EQ(P4_PD_STATUS_INVALID_ARG, velmor_ovs_entry_counters(kDevice, matched, nullptr));
+    velmor_asic_counters_t counters{};
+    EXPECT_EQ(P4_PD_STATUS_OBJ_NOT_FOUND, velmor_asic_entry_counters(kDevice, matched, &counters));
+    EXPECT_EQ(P4_PD_STATUS_INVALID_ARG, velmor_asic_entry_counters(kDevice, matched, nullptr));
     // One packet of 60 bytes, five times over, as if it had come in with that metadata.
     for (int i = 0; i < 5; ++i)
         openFlow("packet-out",
@@ -239,18 +238,19 @@ TEST_F(SwitchTest, CountsThePacketsOfEntriesAndMembers) {
                  "0a0000010a0000020000000000000000000000000000000000000000 "
                  "actions=load:0x10->OXM_OF_METADATA[],resubmit(,1)");
     const auto packets = [&](auto read, std::uint32_t handle) {
-        EXPECT_EQ(0u, velmor_ovs_counters_read(kDevice));
+        EXPECT_EQ(0u, velmor_asic_counters_read(kDevice));
         EXPECT_EQ(0u, read(kDevice, handle, &counters));
         return counters.packets;
     };
-    for (int i = 0; i < 1000 && packets(velmor_ovs_entry_counters, matched) < 5; ++i)
+    for (int i = 0; i < 1000 && packets(velmor_asic_entry_counters, matched) < 5; ++i)
         ::usleep(10'000);
-    EXPECT_EQ(5u, packets(velmor_ovs_entry_counters, matched));
+    EXPECT_EQ(5u, packets(velmor_asic_entry_counters, matched));
     EXPECT_EQ(5u * 54, counters.bytes);
-    EXPECT_EQ(5u, packets(velmor_ovs_member_counters, one));
-    velmor_ovs_counters_t sent{};
-    EXPECT_EQ(0u, velmor_ovs_port_counters(kDevice, 0xFFFFFFFE, &counters, &sent));
-    EXPECT_EQ(P4_PD_STATUS_OBJ_NOT_FOUND, velmor_ovs_port_counters(kDevice, 999, &counters, &sent));
+    EXPECT_EQ(5u, packets(velmor_asic_member_counters, one));
+    velmor_asic_counters_t sent{};
+    EXPECT_EQ(0u, velmor_asic_port_counters(kDevice, 0xFFFFFFFE, &counters, &sent));
+    EXPECT_EQ(P4_PD_STATUS_OBJ_NOT_FOUND,
+              velmor_asic_port_counters(kDevice, 999, &counters, &sent));
 }
 
 } // namespace
