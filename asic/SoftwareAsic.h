@@ -2,9 +2,9 @@
  * Controls of the software ASIC.
  *
  * The forwarding state of the software ASIC is written through p4_pd_velmor_switch.h, exactly as on
- * a chip, and it has what pd/PdTools.h declares, but for counters and the problem of the latest call.
- * This header is what it has beyond: chips of a chosen size, chips in files, and steps. None of these functions appears in the call log or is
- * subject to the fault plan.
+ * a chip, and it has what pd/PdTools.h declares, but for the counters and the problem of the latest
+ * call. This header is what it has beyond: chips of a chosen size, chips in files, and steps. None
+ * of these functions appears in the call log or is subject to the fault plan.
  *
  * Conventions
  * - Every function is exported under its C name, so that a program which loads the library at run
