@@ -53,7 +53,7 @@ void Sm::KelGroup::onAttribute(Kel::AttributeId id, const void* key) {
         return;
     }
     const RuxMemberId memberId = *static_cast<const RuxMemberId*>(key);
-    if (const auto member = group()->member(memberId)) {
+    if (const LagGroupMember::PtrConst member = group()->member().lookup(memberId)) {
         groupMemberIs(member);
     } else {
         groupMemberDel(memberId);
@@ -75,7 +75,7 @@ void Sm::KelGroup::followGroup() {
     followAll(
         group()->member(), groupMember_, [this](auto& member) { groupMemberIs(member); },
         [this](RuxMemberId memberId) { groupMemberDel(memberId); },
-        [this](RuxMemberId memberId) { return group()->member(memberId) != nullptr; });
+        [this](RuxMemberId memberId) { return group()->member().lookup(memberId) != nullptr; });
 }
 
 Kel::Ptr<Sm::KelGroup::KelGroupMember> Sm::KelGroup::groupMember(RuxMemberId memberId) const {
@@ -88,7 +88,7 @@ Sm::KelGroup::groupMemberIs(const Kel::Ptr<LagGroupMember const>& member) {
         Kel::throwMutatorArgNullPointerException("BfLagGroup::LagGroupActionProfileSm::KelGroup",
                                                  "groupMember");
     }
-    if (auto existing = groupMember(member->memberId())) {
+    if (KelGroupMember::Ptr existing = groupMember_.lookup(member->memberId())) {
         if (existing->groupMember() != member) {
             existing->notifierIs(member); // the model's member has been made again
         }
@@ -156,7 +156,7 @@ void Sm::KelGroup::handleGroupAdd() {
     pdCall(helper.requiredPdLib().p4_pd_velmor_switch_lagPortActionProfile_create_group,
            sm_->sessionHandle(), helper.deviceTarget(), groupSize, &handle);
     helper.requiredHandles().groupIs(groupId(), RuxSdkGroupHandle(handle));
-    if (const auto newer = sm_->group(groupId()); newer && newer != this) {
+    if (const auto* newer = sm_->group().lookup(groupId()); newer && newer != this) {
         // Somebody whom the handle was announced to has made the group again. The map has that
         // one's handle, and nobody will ask for this one.
         pdCall(helper.requiredPdLib().p4_pd_velmor_switch_lagPortActionProfile_del_group,

@@ -121,9 +121,9 @@ void KelGroupMember::handleMemberAdd() {
     const Hardware hardware(*this, kAdd);
     const U32 memberHandle = hardware.requiredMemberHandle();
     const U32 groupHandle = hardware.requiredGroupHandle();
-    const auto tap = hardware.sm.actionProfile(hardware.memberId);
+    const auto* tap = hardware.sm.actionProfile().lookup(hardware.memberId);
     require(tap != nullptr, "tap", kAdd);
-    const auto action = tap->actionProfile() ? tap->actionProfile()->action() : nullptr;
+    const auto* action = tap->actionProfile() ? tap->actionProfile()->action().ptr() : nullptr;
     require(
         action && kelGroup_->group() && action->actionType() == kelGroup_->group()->actionType(),
         "tap->actionProfile()->action()->actionType() == kelGroup()->group()->actionType()", kAdd);
@@ -134,7 +134,7 @@ void KelGroupMember::handleMemberAdd() {
 void KelGroupMember::handleMemberDel() {
     const Hardware hardware(*this, kDel);
     const U32 memberHandle = hardware.requiredMemberHandle();
-    if (hardware.sm.group(hardware.groupId) != kelGroup_ || !kelGroup_->group()) {
+    if (hardware.sm.group().lookup(hardware.groupId) != kelGroup_ || !kelGroup_->group()) {
         // The group is being deleted, and the chip releases its members with it. There may be
         // another one of its id already.
         return;

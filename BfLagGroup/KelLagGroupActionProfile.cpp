@@ -27,7 +27,7 @@ void Sm::KelLagGroupActionProfile::onAttribute(Kel::AttributeId id, const void* 
     }
     if (id == LagGroupActionProfile::kGroup) {
         const RuxGroupId groupId = *static_cast<const RuxGroupId*>(key);
-        if (const LagGroupGroup::PtrConst group = model()->group(groupId)) {
+        if (const LagGroupGroup::PtrConst group = model()->group().lookup(groupId)) {
             const Kel::Pin pin(*this); // whoever its handle is announced to may let go of it
             sm_->groupIs(group);
             // The model may have changed again while the group was programmed and announced.

@@ -70,24 +70,25 @@ LagGroupGroup::Ptr LagGroupActionProfile::group(RuxGroupId groupId) const {
 LagGroupGroup::Ptr LagGroupActionProfile::groupIs(RuxGroupId groupId, U32 groupSize,
                                                   U32 initialMemberId,
                                                   LagGroupActionProfileType actionType) {
-    if (LagGroupGroup::Ptr existing = group(groupId)) {
+    const Groups::Probe probe(groupId);
+    if (LagGroupGroup* existing = group_.lookup(probe)) {
         if (existing->groupSize() != groupSize) {
-            Kel::throwMutatorReinstantiating(existing.ptr(), LagGroupGroup::kGroupSize, groupSize,
+            Kel::throwMutatorReinstantiating(existing, LagGroupGroup::kGroupSize, groupSize,
                                              existing->groupSize());
         }
         if (existing->initialMemberId() != initialMemberId) {
-            Kel::throwMutatorReinstantiating(existing.ptr(), LagGroupGroup::kInitialMemberId,
+            Kel::throwMutatorReinstantiating(existing, LagGroupGroup::kInitialMemberId,
                                              initialMemberId, existing->initialMemberId());
         }
         if (const auto oldType = existing->actionType(); oldType != actionType) {
-            Kel::Impl::throwMutatorReinstVal(existing.ptr(), LagGroupGroup::kActionType,
-                                             &actionType, &oldType);
+            Kel::Impl::throwMutatorReinstVal(existing, LagGroupGroup::kActionType, &actionType,
+                                             &oldType);
         }
         return existing;
     }
     LagGroupGroup::Ptr made = new LagGroupGroup(groupId, groupSize, initialMemberId, actionType);
     made->hasNotificationActiveIs(true);
-    group_.newMember(made);
+    group_.newMember(made, probe);
     made->handleParent(this, "group");
     notifiees_.visit(kGroup, &groupId);
     return made;

@@ -16,7 +16,7 @@ constinit const Kel::Type LagGroupActionProfileEntry::fwkType_ =
 
 LagGroupActionProfileEntry::LagGroupActionProfileEntry(RuxTable::RuxMemberId memberId,
                                                        const Action& action)
-    : Object(Kel::valueToStrep(memberId.value())), memberId_(memberId), action_(action) {}
+    : Object(memberId.value()), memberId_(memberId), action_(action) {}
 
 LagGroupActionProfileEntry::~LagGroupActionProfileEntry() {
     notifiees_.deleteAll();

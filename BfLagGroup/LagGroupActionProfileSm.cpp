@@ -68,11 +68,11 @@ void LagGroupActionProfileSm::followProfile(LagGroupActionProfile::Ptr profile) 
     followAll(
         profile->entry(), actionProfile_, [this](const auto& entry) { actionProfileIs(entry); },
         [this](RuxMemberId memberId) { actionProfileDel(memberId); },
-        [&](RuxMemberId memberId) { return profile->entry(memberId) != nullptr; });
+        [&](RuxMemberId memberId) { return profile->entry().lookupNodeG(memberId) != nullptr; });
     followAll(
         profile->group(), group_, [this](const auto& group) { groupIs(group); },
         [this](RuxGroupId groupId) { groupDel(groupId); },
-        [&](RuxGroupId groupId) { return profile->group(groupId) != nullptr; });
+        [&](RuxGroupId groupId) { return profile->group().lookup(groupId) != nullptr; });
 }
 
 void LagGroupActionProfileSm::hasNotificationActiveIs(bool active) {
@@ -108,12 +108,11 @@ void LagGroupActionProfileSm::kelDoZombieReactors(bool zombie) {
     kelMarkedForDeletionIs(zombie);
 }
 
-const LagGroupTableHelper& LagGroupActionProfileSm::requiredHelper() const {
+const LagGroupTableHelper& LagGroupActionProfileSm::failWithoutHelper() {
     constexpr Site kSite{"const BfLagGroup::LagGroupTableHelper& "
                          "BfLagGroup::LagGroupActionProfileSm::requiredHelper() const",
                          "requiredHelper"};
-    require(helper_ != nullptr, "helper()", kSite);
-    return *helper_;
+    fail("helper()", kSite);
 }
 
 LagGroupActionProfile::Ptr LagGroupActionProfileSm::lagGroupActionProfile() const {
@@ -139,7 +138,8 @@ LagGroupActionProfileSm::actionProfileIs(const Kel::Ptr<LagGroupActionProfileEnt
         Kel::throwMutatorArgNullPointerException(&fwkType_, kActionProfile);
     }
     const Kel::Pin pin(*this); // whoever a handle is announced to may let go of it
-    KelActionProfile::Ptr reactor = actionProfile(entry->memberId());
+    const ActionProfiles::Probe probe(entry->memberId());
+    KelActionProfile::Ptr reactor = actionProfile_.lookup(probe);
     if (reactor) {
         if (reactor->actionProfile() == entry) {
             return reactor;
@@ -147,14 +147,14 @@ LagGroupActionProfileSm::actionProfileIs(const Kel::Ptr<LagGroupActionProfileEnt
         reactor->notifierIs(entry);
     } else {
         reactor = new KelActionProfile(entry, this);
-        if (const auto newer = actionProfile(entry->memberId())) {
+        if (KelActionProfile::Ptr newer = actionProfile_.lookup(probe)) {
             // Somebody whom the new handle was announced to has replaced the entry, and what is
             // programmed now is theirs.
             reactor->ownerDel();
             return newer;
         }
         reactor->hasNotificationActiveIs(true);
-        actionProfile_.newMember(reactor);
+        actionProfile_.newMember(reactor, probe);
     }
     // A reactor made while the state machine is dying dies with it.
     reactor->kelDoZombieReactors(kelMarkedForDeletion());
@@ -184,20 +184,21 @@ LagGroupActionProfileSm::groupIs(const Kel::Ptr<LagGroupGroup const>& group) {
         Kel::throwMutatorArgNullPointerException(&fwkType_, kGroup);
     }
     const Kel::Pin pin(*this);
-    if (KelGroup::Ptr existing = this->group(group->groupId())) {
+    const Groups::Probe probe(group->groupId());
+    if (KelGroup::Ptr existing = group_.lookup(probe)) {
         if (existing->group() == group) {
             return existing;
         }
         groupDel(group->groupId());
     }
     KelGroup::Ptr reactor = new KelGroup(group, this);
-    if (const auto newer = this->group(group->groupId())) {
+    if (KelGroup::Ptr newer = group_.lookup(probe)) {
         // Likewise: the handle that counts is the one of the newer group.
         reactor->ownerDel();
         return newer;
     }
     reactor->hasNotificationActiveIs(true);
-    group_.newMember(reactor);
+    group_.newMember(reactor, probe);
     // The initial member came into the model while the reactor was not yet told of anything.
     reactor->followGroup();
     reactor->kelDoZombieReactors(kelMarkedForDeletion());

@@ -69,7 +69,9 @@ class KEL_EXPORT LagGroupActionProfileSm
 
     const LagGroupTableHelper::Ptr& helper() const noexcept { return helper_; }
     /// What the reactors work with; a missing one is a fatal assertion.
-    const LagGroupTableHelper& requiredHelper() const;
+    const LagGroupTableHelper& requiredHelper() const {
+        return helper_ ? *helper_ : failWithoutHelper();
+    }
     const GlimtKeyManager::Ptr& glimtKeyManager() const noexcept { return glimtKeyManager_; }
     const StatusManager::Ptr& statusManager() const noexcept { return statusManager_; }
 
@@ -114,6 +116,7 @@ class KEL_EXPORT LagGroupActionProfileSm
     friend class KelLagGroupActionProfile;
     struct Attributes;
 
+    [[noreturn]] static const LagGroupTableHelper& failWithoutHelper();
     /// Makes the reactors agree with what the profile holds now; members come before groups, which
     /// refer to them. The profile stays for that long, whoever lets go of it.
     void followProfile(LagGroupActionProfile::Ptr profile);

@@ -22,7 +22,7 @@ constinit const Kel::Type LagGroupGroup::fwkType_ = Attributes::Table::objectTyp
 
 LagGroupGroup::LagGroupGroup(RuxGroupId groupId, U32 groupSize, U32 initialMemberId,
                              LagGroupActionProfileType actionType)
-    : Object(Kel::valueToStrep(groupId.value())), groupId_(groupId), groupSize_(groupSize),
+    : Object(groupId.value()), groupId_(groupId), groupSize_(groupSize),
       initialMemberId_(initialMemberId), actionType_(actionType) {}
 
 LagGroupGroup::~LagGroupGroup() {
@@ -37,12 +37,13 @@ LagGroupMember::Ptr LagGroupGroup::member(RuxMemberId memberId) const {
 }
 
 LagGroupMember::Ptr LagGroupGroup::memberIs(RuxMemberId memberId) {
-    if (LagGroupMember::Ptr existing = member(memberId)) {
+    const Members::Probe probe(memberId);
+    if (LagGroupMember* existing = member_.lookup(probe)) {
         return existing;
     }
     LagGroupMember::Ptr made = new LagGroupMember(memberId);
     made->hasNotificationActiveIs(true);
-    member_.newMember(made);
+    member_.newMember(made, probe);
     made->handleParent(this, "member");
     notifiees_.visit(kMember, &memberId);
     return made;

@@ -14,7 +14,7 @@ constinit const Kel::Type LagGroupMember::fwkType_ = Attributes::Table::objectTy
     "BfLagGroup::LagGroupMember", Kel::Entity::fwkType_, Attributes::constructorParameters);
 
 LagGroupMember::LagGroupMember(RuxTable::RuxMemberId memberId)
-    : Object(Kel::valueToStrep(memberId.value())), memberId_(memberId) {}
+    : Object(memberId.value()), memberId_(memberId) {}
 
 LagGroupMember::~LagGroupMember() {
     notifiees_.deleteAll();

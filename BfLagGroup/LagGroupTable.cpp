@@ -106,7 +106,7 @@ struct Write {
 
     void modify(RuxSdkEntryHandle handle) const {
         const U32 pointee = requiredTarget();
-        require(handles().entry(match()).value() != 0, "entry_hdl", kEntryIs);
+        require(handle.value() != 0, "entry_hdl", kEntryIs);
         pdCall(pd().*pointing.modify, session(), target().device_id, handle.value(), pointee);
     }
 

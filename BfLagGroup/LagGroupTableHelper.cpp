@@ -32,19 +32,17 @@ LagGroupTableHelper::Ptr lagGroupTableHelperFactory(U8 deviceId, U16 devPipeId) 
     return helper;
 }
 
-LagGroupTableHelper::PdLib& LagGroupTableHelper::requiredPdLib() const {
+LagGroupTableHelper::PdLib& LagGroupTableHelper::failWithoutPdLib() {
     constexpr Site kSite{"PdLib& BfLagGroup::LagGroupTableHelper::requiredPdLib() const",
                          "requiredPdLib"};
-    require(pdLib_ != nullptr, "pdLib()", kSite);
-    return *pdLib_;
+    fail("pdLib()", kSite);
 }
 
-LagGroupTableHandles& LagGroupTableHelper::requiredHandles() const {
+LagGroupTableHandles& LagGroupTableHelper::failWithoutHandles() {
     constexpr Site kSite{"BfLagGroup::LagGroupTableHandles& "
                          "BfLagGroup::LagGroupTableHelper::requiredHandles() const",
                          "requiredHandles"};
-    require(sdkHandles_ != nullptr, "sdkHandles()", kSite);
-    return *sdkHandles_;
+    fail("sdkHandles()", kSite);
 }
 
 LagGroupTableHandles::Ptr LagGroupTableHelper::sdkHandlesIs() {

@@ -28,8 +28,10 @@ class KEL_EXPORT LagGroupTableHelper : public Kel::Object<LagGroupTableHelper, K
     p4_pd_dev_target_t deviceTarget() const noexcept { return {deviceId_, devPipeId_}; }
 
     /// What the driver works with once both attributes are set; a missing one is a fatal assertion.
-    PdLib& requiredPdLib() const;
-    LagGroupTableHandles& requiredHandles() const;
+    PdLib& requiredPdLib() const { return pdLib_ ? *pdLib_ : failWithoutPdLib(); }
+    LagGroupTableHandles& requiredHandles() const {
+        return sdkHandles_ ? *sdkHandles_ : failWithoutHandles();
+    }
 
     /// The handle maps; null before `sdkHandlesIs()`.
     const LagGroupTableHandles::Ptr& sdkHandles() const noexcept { return sdkHandles_; }
@@ -52,6 +54,9 @@ class KEL_EXPORT LagGroupTableHelper : public Kel::Object<LagGroupTableHelper, K
 
   private:
     struct Attributes;
+
+    [[noreturn]] static PdLib& failWithoutPdLib();
+    [[noreturn]] static LagGroupTableHandles& failWithoutHandles();
 
     U8 deviceId_;
     U16 devPipeId_;

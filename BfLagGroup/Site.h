@@ -35,12 +35,18 @@ inline void traceEntry(const Site& site,
     Kel::tracePoint(traceHandle, kEntryLevel, kSource, line, site.name, site.signature);
 }
 
-/// Ends the process unless `holds`: a caller has broken the order that the driver requires. `text`
-/// is the condition as the message shows it.
+/// Ends the process: a caller has broken the order that the driver requires. `text` is the
+/// condition as the message shows it.
+[[noreturn]] inline void fail(const char* text, const Site& site,
+                              Kel::U32 line = lineHere(std::source_location::current())) {
+    Kel::assertFail(text, kSource, line, site.signature);
+}
+
+/// The same unless `holds`.
 inline void require(bool holds, const char* text, const Site& site,
                     Kel::U32 line = lineHere(std::source_location::current())) {
     if (!holds) [[unlikely]] {
-        Kel::assertFail(text, kSource, line, site.signature);
+        fail(text, site, line);
     }
 }
 

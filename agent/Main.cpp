@@ -2,11 +2,12 @@
 
 #include <iostream>
 
-#include "agent/Interpreter.h"
 #include "agent/Options.h"
-#include "agent/TerminalProgress.h"
+#include "agent/command/Interpreter.h"
+#include "agent/console/TerminalProgress.h"
 #include "agent/daemon/Restore.h"
 #include "agent/daemon/Serve.h"
+#include "agent/terms/CurrentError.h"
 #include "programs/StandardStreams.h"
 
 using namespace LagAgent;

@@ -2,7 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "agent/CommandLine.h"
+#include "agent/console/CommandLine.h"
+#include "agent/terms/TargetOptions.h"
 
 namespace LagAgent {
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "agent/Driver.h"
-#include "agent/ExitStatus.h"
-#include "agent/Presenter.h"
-#include "agent/Session.h"
+#include "agent/chip/Driver.h"
+#include "agent/console/Presenter.h"
+#include "agent/console/Session.h"
+#include "agent/outcome/ExitStatus.h"
 
 namespace LagAgent {
 

@@ -3,33 +3,37 @@
 #include <algorithm>
 
 #include "asic-tool/Json.h"
-#include "asic/SoftwareAsic.h"
+#include "pd/ReadBack.h"
 
 namespace asic_tool {
 
+namespace {
+
+struct Log {
+    decltype(&velmor_asic_log_begin) log_begin = velmor_asic_log_begin;
+    decltype(&velmor_asic_log_read) log_read = velmor_asic_log_read;
+    decltype(&velmor_asic_log_format) log_format = velmor_asic_log_format;
+};
+
+} // namespace
+
 std::vector<Call> latestCalls(std::uint64_t most) {
     const std::uint64_t end = velmor_asic_log_end();
-    const std::uint64_t begin = std::max(velmor_asic_log_begin(), end - std::min(end, most));
+    const Log log;
     std::vector<Call> calls;
-    for (std::uint64_t sequence = begin; sequence != end; ++sequence) {
-        velmor_asic_call_t call{};
-        const int length = velmor_asic_log_format(sequence, nullptr, 0);
-        // The ring may drop a call while it is read.
-        if (length < 0 || velmor_asic_log_read(sequence, &call) != P4_PD_STATUS_SUCCESS)
-            continue;
-        std::string text(static_cast<std::size_t>(length) + 1, '\0');
-        if (velmor_asic_log_format(sequence, text.data(), text.size()) != length)
-            continue;
-        text.pop_back();
-        calls.push_back({call.sequence, call.operation, call.status, std::move(text)});
-    }
+    pd::forEachCall(log, end - std::min(end, most), end, [&](const velmor_asic_call_t& call) {
+        if (auto text = pd::callText(log, call.sequence)) {
+            calls.push_back({call.sequence, call.operation, call.status, std::move(*text)});
+        }
+    });
     return calls;
 }
 
 std::string callsText(const std::vector<Call>& calls) {
     std::string text;
-    for (const Call& call : calls)
+    for (const Call& call : calls) {
         text += std::to_string(call.sequence) + "  " + call.text + '\n';
+    }
     return text;
 }
 

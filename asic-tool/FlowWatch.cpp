@@ -33,8 +33,9 @@ void FlowWatch::send() {
     counts_.wrongPort += hasPort && !isRight && !isInactive ? 1 : 0;
     counts_.inactive += isInactive ? 1 : 0;
     counts_.longest = std::max<std::chrono::nanoseconds>(counts_.longest, waited);
-    if (!isRight && !firstFailure_)
+    if (!isRight && !firstFailure_) {
         firstFailure_ = Failure{expected.value, hash_, result};
+    }
     next();
 }
 

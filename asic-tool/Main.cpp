@@ -22,10 +22,12 @@ constexpr int kDevice = 0;
 
 /// Looking must not make a file where there is none.
 void attach(const std::string& file) {
-    if (!std::filesystem::exists(std::filesystem::symlink_status(file)))
+    if (!std::filesystem::exists(std::filesystem::symlink_status(file))) {
         throw std::runtime_error(file + ": there is no such file");
-    if (velmor_asic_chip_attach(kDevice, file.c_str(), nullptr) != P4_PD_STATUS_SUCCESS)
+    }
+    if (velmor_asic_chip_attach(kDevice, file.c_str(), nullptr) != P4_PD_STATUS_SUCCESS) {
         throw std::runtime_error(velmor_asic_attach_error());
+    }
 }
 
 void show(const Options& options) {
@@ -39,8 +41,9 @@ void showCalls(const Options& options) {
 }
 
 void create(const Options& options) {
-    if (velmor_asic_chip_file_make(options.file.c_str(), &options.config) != P4_PD_STATUS_SUCCESS)
+    if (velmor_asic_chip_file_make(options.file.c_str(), &options.config) != P4_PD_STATUS_SUCCESS) {
         throw std::runtime_error(velmor_asic_attach_error());
+    }
 }
 
 void powerCycle() {
@@ -51,10 +54,12 @@ void powerCycle() {
 bool waitForFile(const Options& options, Requests& requests) {
     constexpr int kMilliseconds = 10;
     while (!std::filesystem::exists(std::filesystem::symlink_status(options.file))) {
-        for (std::size_t lines = requests.lines(kMilliseconds); lines != 0; --lines)
+        for (std::size_t lines = requests.lines(kMilliseconds); lines != 0; --lines) {
             std::cout << reportLine({}, options.isJson) << std::endl;
-        if (requests.isOver())
+        }
+        if (requests.isOver()) {
             return false;
+        }
     }
     return true;
 }
@@ -62,8 +67,9 @@ bool waitForFile(const Options& options, Requests& requests) {
 int watch(const Options& options) {
     std::signal(SIGTERM, [](int) { Requests::stop(); });
     Requests requests(STDIN_FILENO);
-    if (options.isPatient && !waitForFile(options, requests))
+    if (options.isPatient && !waitForFile(options, requests)) {
         return kExitGood;
+    }
     attach(options.file);
     FlowWatch flows(kDevice, options.pipe, options.expectations);
     return watchFlows(flows, requests, options.isJson, std::cout, std::cerr) ? kExitGood
@@ -71,27 +77,30 @@ int watch(const Options& options) {
 }
 
 int run(const Options& options) {
-    if (options.command == Command::watch)
+    if (options.command == Command::watch) {
         return watch(options);
+    }
     if (options.command == Command::create) {
         create(options);
         return kExitGood;
     }
     attach(options.file);
-    if (options.command == Command::show)
+    if (options.command == Command::show) {
         show(options);
-    else if (options.command == Command::calls)
+    } else if (options.command == Command::calls) {
         showCalls(options);
-    else
+    } else {
         powerCycle();
+    }
     return kExitGood;
 }
 
 int run(int argc, char** argv) {
     int exitCode = kExitGood;
     const auto options = readOptions(argc, argv, &exitCode);
-    if (!options)
+    if (!options) {
         return exitCode;
+    }
     try {
         return run(*options);
     } catch (const std::exception& e) {

@@ -13,13 +13,15 @@ namespace {
 template <class Number>
 std::optional<Number> toNumber(std::string_view text) {
     const bool isHex = text.starts_with("0x") || text.starts_with("0X");
-    if (isHex)
+    if (isHex) {
         text.remove_prefix(2);
+    }
     Number number = 0;
     const auto [end, error] =
         std::from_chars(text.data(), text.data() + text.size(), number, isHex ? 16 : 10);
-    if (error != std::errc() || end != text.data() + text.size())
+    if (error != std::errc() || end != text.data() + text.size()) {
         return std::nullopt;
+    }
     return number;
 }
 
@@ -44,8 +46,9 @@ CLI::Validator asNumber(Number least = 0, Number most = std::numeric_limits<Numb
     const std::string range = std::to_string(least) + " to " + std::to_string(most);
     return {[=](std::string& text) -> std::string {
                 const auto number = toNumber<Number>(text);
-                if (!number || *number < least || *number > most)
+                if (!number || *number < least || *number > most) {
                     return "'" + text + "' is not a number from " + range;
+                }
                 text = std::to_string(*number);
                 return "";
             },
@@ -70,17 +73,20 @@ void addInactive(const std::string& text, std::vector<Expectation>& expectations
     const Expectation inactive = *toExpectation(text);
     bool isExpected = false;
     for (Expectation& expectation : expectations) {
-        if (expectation.value != inactive.value)
+        if (expectation.value != inactive.value) {
             continue;
+        }
         isExpected = true;
         for (const std::uint16_t port : inactive.ports) {
-            if (std::ranges::find(expectation.ports, port) != expectation.ports.end())
+            if (std::ranges::find(expectation.ports, port) != expectation.ports.end()) {
                 refuse("flows of this value are expected at this port");
+            }
             expectation.inactive.push_back(port);
         }
     }
-    if (!isExpected)
+    if (!isExpected) {
         refuse("--expect says nothing of this value");
+    }
 }
 
 void addWatch(CLI::App* sub, Options& options, std::vector<std::string>& expected,
@@ -114,17 +120,20 @@ void addCreate(CLI::App* sub, velmor_asic_chip_config_t& config) {
 } // namespace
 
 std::optional<Expectation> toExpectation(const std::string& text) {
-    if (text.find('=') == std::string::npos || text.back() == ',')
+    if (text.find('=') == std::string::npos || text.back() == ',') {
         return std::nullopt;
+    }
     std::string_view rest = text;
     const auto value = toNumber<std::uint32_t>(takeUpTo('=', rest));
-    if (!value)
+    if (!value) {
         return std::nullopt;
+    }
     Expectation expectation{*value, {}};
     do {
         const auto port = toNumber<std::uint16_t>(takeUpTo(',', rest));
-        if (!port)
+        if (!port) {
             return std::nullopt;
+        }
         expectation.ports.push_back(*port);
     } while (!rest.empty());
     return expectation;
@@ -167,10 +176,12 @@ std::optional<Options> readOptions(int argc, const char* const* argv, int* exitC
              options, expected, inactive);
     try {
         app.parse(argc, argv);
-        for (const std::string& text : expected)
+        for (const std::string& text : expected) {
             options.expectations.push_back(*toExpectation(text));
-        for (const std::string& text : inactive)
+        }
+        for (const std::string& text : inactive) {
             addInactive(text, options.expectations);
+        }
     } catch (const CLI::ParseError& e) {
         *exitCode = app.exit(e) == 0 ? kExitGood : kExitNotDone;
         return std::nullopt;

@@ -6,6 +6,7 @@
 
 #include "asic-tool/Status.h"
 #include "asic/SoftwareAsic.h"
+#include "pd/ReadBack.h"
 
 namespace asic_tool {
 
@@ -13,64 +14,62 @@ namespace {
 
 constexpr p4_pd_sess_hdl_t kSession = 0;
 
-/// Visits the handles of a walk, which is over a scope, or over a device's group.
-template <class First, class Next, class Visit, class... Where>
-void walk(First first, Next next, Visit visit, Where... where) {
-    std::uint32_t handle = 0;
-    for (bool isThere = isFound(first(kSession, where..., &handle)); isThere;
-         isThere = isFound(next(kSession, where..., handle, &handle)))
-        visit(handle);
-}
+constexpr auto read = [](auto function, auto... arguments) {
+    return isFound(function(kSession, arguments...));
+};
 
 /// The descriptions of what a walk visits; one that is gone when it is to be described is left out.
 template <class First, class Next, class Describe>
 Json describeAll(First first, Next next, p4_pd_dev_target_t scope, Describe describe) {
     Json all = Json::array();
     const auto add = [&](std::uint32_t handle) {
-        if (Json one = describe(scope.device_id, handle); !one.is_null())
+        if (Json one = describe(scope.device_id, handle); !one.is_null()) {
             all.push_back(std::move(one));
+        }
     };
-    walk(first, next, add, scope);
+    pd::walk(read, first, next, add, scope);
     return all;
 }
 
 Json describeMember(int device, std::uint32_t handle) {
-    constexpr std::array kActions{"fixL2SubintfAlignment", "invalidateUcastEgressPort",
-                                  "setLagPort", "setPhysicalPort", "setTunnelInfo"};
     std::uint32_t action = 0;
     p4_pd_velmor_switch_setLagPort_action_spec_t spec{};
-    if (!isFound(p4_pd_velmor_switch_lagPortActionProfile_get_member(kSession, device, handle,
-                                                                     &action, &spec)))
+    if (!read(p4_pd_velmor_switch_lagPortActionProfile_get_member, device, handle, &action,
+              &spec)) {
         return nullptr;
-    Json member{{"handle", handle}, {"action", kActions.at(action)}};
-    if (action == P4_PD_ACTION_setLagPort)
+    }
+    Json member{{"handle", handle}, {"action", pd::kActionNames.at(action)}};
+    if (action == P4_PD_ACTION_setLagPort) {
         member["port"] = spec.action_egrL2AintfPort;
+    }
     return member;
 }
 
 Json describeGroup(int device, std::uint32_t group) {
     std::uint16_t size = 0;
     std::uint32_t count = 0;
-    if (!isFound(p4_pd_velmor_switch_lagPortActionProfile_get_group(kSession, device, group, &size,
-                                                                    &count)))
+    if (!read(p4_pd_velmor_switch_lagPortActionProfile_get_group, device, group, &size, &count)) {
         return nullptr;
+    }
     Json active = Json::array();
     Json inactive = Json::array();
     const auto add = [&](std::uint32_t member) {
         std::uint32_t state = P4_PD_MEMBER_ACTIVE;
-        if (isFound(p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get(
-                kSession, device, group, member, &state)))
+        if (read(p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get, device, group,
+                 member, &state)) {
             (state == P4_PD_MEMBER_ACTIVE ? active : inactive).push_back(member);
+        }
     };
-    walk(p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member,
-         p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member, add, device, group);
+    pd::walk(read, p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member,
+             p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member, add, device, group);
     return {{"handle", group}, {"size", size}, {"active", active}, {"inactive", inactive}};
 }
 
 Json describeEntry(int device, std::uint32_t handle) {
     velmor_asic_entry_t entry{};
-    if (!isFound(velmor_asic_entry_read(device, handle, &entry)))
+    if (!isFound(velmor_asic_entry_read(device, handle, &entry))) {
         return nullptr;
+    }
     Json json{{"handle", handle},
               {"default", entry.default_entry},
               {"value", entry.value},
@@ -96,10 +95,10 @@ Json describeScope(const Json& name, p4_pd_dev_target_t scope,
         describeAll(p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
                     p4_pd_velmor_switch_lagGroup_get_next_entry_handle, scope, describeEntry);
     std::uint32_t byDefault = 0;
-    if (isFound(
-            p4_pd_velmor_switch_lagGroup_get_default_entry_handle(kSession, scope, &byDefault))) {
-        if (Json entry = describeEntry(scope.device_id, byDefault); !entry.is_null())
+    if (read(p4_pd_velmor_switch_lagGroup_get_default_entry_handle, scope, &byDefault)) {
+        if (Json entry = describeEntry(scope.device_id, byDefault); !entry.is_null()) {
             entries.push_back(std::move(entry));
+        }
     }
     return {
         {"pipe", name},
@@ -121,22 +120,26 @@ std::string hex(const Json& number) {
 
 void writeHandles(std::ostream& out, const char* name, const Json& handles) {
     out << "  " << name;
-    for (const Json& handle : handles)
+    for (const Json& handle : handles) {
         out << ' ' << handle;
-    if (handles.empty())
+    }
+    if (handles.empty()) {
         out << " none";
+    }
 }
 
 void writeScope(std::ostream& out, const Json& scope) {
     const Json& pipe = scope["pipe"];
     out << "pipe " << (pipe.is_string() ? pipe.get<std::string>() : pipe.dump()) << ':';
-    for (const auto& [name, usage] : scope["usage"].items())
+    for (const auto& [name, usage] : scope["usage"].items()) {
         out << "  " << name << ' ' << usage["used"] << " of " << usage["capacity"];
+    }
     out << '\n';
     for (const Json& member : scope["members"]) {
         out << "  member " << member["handle"] << "  " << member["action"].get<std::string>();
-        if (member.contains("port"))
+        if (member.contains("port")) {
             out << ' ' << member["port"];
+        }
         out << '\n';
     }
     for (const Json& group : scope["groups"]) {
@@ -171,8 +174,9 @@ Json describeChip(int device) {
     p4_pd_velmor_switch_usage_t usage{};
     p4_pd_dev_target_t scope{device, 0};
     const auto readUsage = [&] { return p4_pd_velmor_switch_get_usage(kSession, scope, &usage); };
-    for (; isFound(readUsage(), P4_PD_STATUS_INVALID_ARG); ++scope.dev_pipe_id) // behind the last
+    for (; isFound(readUsage(), P4_PD_STATUS_INVALID_ARG); ++scope.dev_pipe_id) { // behind the last
         scopes.push_back(describeScope(scope.dev_pipe_id, scope, usage));
+    }
     scope.dev_pipe_id = P4_PD_ALL_PIPES;
     require(readUsage(), kCannotBeRead);
     scopes.push_back(describeScope("all", scope, usage));
@@ -182,9 +186,11 @@ Json describeChip(int device) {
 std::string chipText(const Json& chip) {
     std::ostringstream out;
     out << "boot " << chip["boot"] << '\n';
-    for (const Json& scope : chip["scopes"])
-        if (scope["pipe"].is_string() || !isEmpty(scope))
+    for (const Json& scope : chip["scopes"]) {
+        if (scope["pipe"].is_string() || !isEmpty(scope)) {
             writeScope(out, scope);
+        }
+    }
     return out.str();
 }
 

@@ -1,14 +1,14 @@
-// The action profile of a chip: members, selector groups, and who uses them.
+// The action profile of a chip: members, selector groups, and what uses them.
 #pragma once
+
+#include <cstddef>
+#include <cstdint>
 
 #include "asic/HandleCounter.h"
 #include "asic/HandleTable.h"
 #include "asic/SelectorGroup.h"
 #include "asic/SoftwareAsic.h"
 #include "asic/Types.h"
-
-#include <cstddef>
-#include <cstdint>
 
 namespace asic {
 

@@ -1,10 +1,10 @@
 #include "asic/AttachedChip.h"
 
-#include "asic/Changes.h"
-#include "asic/Generation.h"
-
 #include <algorithm>
 #include <atomic>
+
+#include "asic/Changes.h"
+#include "asic/Generation.h"
 
 namespace asic {
 
@@ -15,8 +15,9 @@ constexpr auto kRelaxed = std::memory_order_relaxed;
 constexpr auto kRelease = std::memory_order_release;
 
 void digest(Digest& sum, const Change& change) noexcept {
-    for (const std::uint64_t word : std::bit_cast<std::array<std::uint64_t, 3>>(change))
+    for (const std::uint64_t word : std::bit_cast<std::array<std::uint64_t, 3>>(change)) {
         sum.add(word);
+    }
 }
 
 } // namespace
@@ -28,17 +29,20 @@ AttachedChip::AttachedChip(int device, const char* path, const velmor_asic_chip_
     const Turn::Lock lock(file_);
     const std::uint64_t epoch = file_.head().epoch.load(kAcquire);
     const CheckpointWords words = checkpointOf(epoch);
-    if (!isSealed(words) || words[checkpoint_at::kFirstCall] > end())
-        damaged();
+    if (!isSealed(words) || words[checkpoint_at::kFirstCall] > end()) {
+        throwDamaged();
+    }
     // What a computer that went down has left of the ring and of the list is not looked at.
-    if (words[checkpoint_at::kSystemBoot] != systemBoot())
+    if (words[checkpoint_at::kSystemBoot] != systemBoot()) {
         powerCycleLocked();
-    if (!tryCatchUp())
-        damaged();
+    }
+    if (!tryCatchUp()) {
+        throwDamaged();
+    }
 }
 
-void AttachedChip::damaged() {
-    file_.refuse(P4_PD_STATUS_INTERNAL_ERROR, "what it says of the chip is damaged");
+void AttachedChip::throwDamaged() {
+    file_.throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "what it says of the chip is damaged");
 }
 
 CheckpointWords AttachedChip::checkpointOf(std::uint64_t epoch) noexcept {
@@ -49,12 +53,15 @@ CheckpointWords AttachedChip::checkpointOf(std::uint64_t epoch) noexcept {
 
 void AttachedChip::catchUp() {
     constexpr int kTries = 3;
-    for (int i = 0; i < kTries; ++i)
-        if (tryCatchUp())
+    for (int i = 0; i < kTries; ++i) {
+        if (tryCatchUp()) {
             return;
+        }
+    }
     const Turn::Lock lock(file_);
-    if (!tryCatchUp())
-        damaged();
+    if (!tryCatchUp()) {
+        throwDamaged();
+    }
 }
 
 /// Under the lock it fails only if the file is damaged.
@@ -64,25 +71,28 @@ bool AttachedChip::tryCatchUp() {
 
 /// Makes the calls of the ring that are new; false if they are not all there any more.
 bool AttachedChip::follow() {
-    if (file_.head().epoch.load(kAcquire) != epoch_ && !followCheckpoint())
+    if (file_.head().epoch.load(kAcquire) != epoch_ && !followCheckpoint()) {
         return false;
+    }
     for (const std::uint64_t last = end(); next_ != last; ++next_) {
         const auto words = read(next_);
-        if (!words || !make(*words))
+        if (!words || !make(*words)) {
             return false;
+        }
     }
     return true;
 }
 
-/// A checkpoint of the same chip changes nothing for who is still within the ring.
+/// A checkpoint of the same chip changes nothing for a process that the ring has not overtaken.
 bool AttachedChip::followCheckpoint() noexcept {
     const std::uint64_t epoch = file_.head().epoch.load(kAcquire);
     const CheckpointWords words = checkpointOf(epoch);
     std::atomic_thread_fence(kAcquire);
     // The description is written over only after the next checkpoint holds.
     if (file_.head().epoch.load(kRelaxed) != epoch || !isSealed(words) ||
-        words[checkpoint_at::kGeneration] != generation_)
+        words[checkpoint_at::kGeneration] != generation_) {
         return false;
+    }
     epoch_ = epoch;
     firstCall_ = words[checkpoint_at::kFirstCall];
     items_ = words[checkpoint_at::kItems] + (next_ > firstCall_ ? next_ - firstCall_ : 0);
@@ -94,23 +104,28 @@ std::optional<CallWords> AttachedChip::read(std::uint64_t sequence) noexcept {
     const CallWords words = file_.call(sequence).load();
     std::atomic_thread_fence(kAcquire);
     const std::uint64_t end = file_.head().end.load(kRelaxed);
-    if (end - sequence >= kRingSize || words[call_at::kSequence] != sequence)
+    if (end - sequence >= kRingSize || words[call_at::kSequence] != sequence) {
         return std::nullopt;
+    }
     return words;
 }
 
 /// False if the call is of the chip after a power cycle, or damaged.
 bool AttachedChip::make(const CallWords& words) {
     const auto recorded = toCall(words);
-    if (!recorded || recorded->generation != generation_)
+    if (!recorded || recorded->generation != generation_) {
         return false;
-    if (!recorded->isChange)
+    }
+    if (!recorded->isChange) {
         return true;
+    }
     const auto change = changeOf(recorded->record, *chip_, recorded->handle);
-    if (!change || change->handle != chip_->handles().peek() || !apply(*chip_, *change))
+    if (!change || change->handle != chip_->handles().peek() || !apply(*chip_, *change)) {
         return false;
-    if (addsToList(change->operation))
+    }
+    if (addsToList(change->operation)) {
         ++items_;
+    }
     return true;
 }
 
@@ -119,12 +134,15 @@ bool AttachedChip::reload() {
     const std::uint64_t epoch = file_.head().epoch.load(kAcquire);
     const CheckpointWords words = checkpointOf(epoch);
     std::vector<Change> list;
-    if (!isSealed(words) || !readList(epoch, words, list))
+    if (!isSealed(words) || !readList(epoch, words, list)) {
         return false;
+    }
     auto chip = std::make_unique<Chip>(file_.config());
-    for (const Change& change : list)
-        if (!restore(*chip, change))
+    for (const Change& change : list) {
+        if (!restore(*chip, change)) {
             return false;
+        }
+    }
     chip->handles().nextIs(static_cast<Handle>(words[checkpoint_at::kNextHandle]));
     chip_ = std::move(chip);
     epoch_ = epoch;
@@ -137,16 +155,19 @@ bool AttachedChip::reload() {
 bool AttachedChip::readList(std::uint64_t epoch, const CheckpointWords& words,
                             std::vector<Change>& list) {
     const std::uint64_t items = words[checkpoint_at::kItems];
-    if (items > file_.head().room.load(kAcquire) * kChunkItems)
+    if (items > file_.head().room.load(kAcquire) * kChunkItems) {
         return false;
+    }
     list.resize(items);
-    for (std::uint64_t at = 0; at < items; at += kChunkItems)
+    for (std::uint64_t at = 0; at < items; at += kChunkItems) {
         file_.readChunk(epoch % 2, at / kChunkItems,
                         std::span(list).subspan(at, std::min(items - at, kChunkItems)));
+    }
     Digest sum;
-    for (const Change& change : list)
+    for (const Change& change : list) {
         digest(sum, change);
-    // While the epoch is the same nobody has begun to write over the area.
+    }
+    // While the epoch is the same no process has begun to write over the area.
     std::atomic_thread_fence(std::memory_order_seq_cst);
     return file_.head().epoch.load(kAcquire) == epoch &&
            sum.value() == words[checkpoint_at::kItemsDigest];
@@ -155,36 +176,42 @@ bool AttachedChip::readList(std::uint64_t epoch, const CheckpointWords& words,
 // ---- Changing the chip
 
 AttachedChip::Turn::Turn(AttachedChip& attached) : attached_(attached), lock_(attached.file_) {
-    if (!attached_.tryCatchUp())
-        attached_.damaged();
-    // One place of the ring is always free: the one that is written before the call holds.
-    if (attached_.next_ - attached_.firstCall_ >= kRingSize - 1)
+    if (!attached_.tryCatchUp()) {
+        attached_.throwDamaged();
+    }
+    // One place of the ring is always free: it is written before the call becomes valid.
+    if (attached_.next_ - attached_.firstCall_ >= kRingSize - 1) {
         attached_.checkpoint();
+    }
     handle_ = attached_.chip().handles().peek();
 }
 
 void AttachedChip::Turn::roomFor(std::size_t operation) {
-    if (!addsToList(operation))
+    if (!addsToList(operation)) {
         return;
+    }
     const auto isRoom = [this] {
         return attached_.items_ < attached_.file_.head().room.load(kRelaxed) * kChunkItems;
     };
-    if (isRoom())
+    if (isRoom()) {
         return;
+    }
     try {
         attached_.file_.roomIs(attached_.items_ / kChunkItems + 1);
     } catch (const ChipFileError&) {
         // items_ counts what was deleted since the checkpoint; there may be room for all that is.
         attached_.checkpoint();
-        if (!isRoom())
+        if (!isRoom()) {
             throw;
+        }
     }
 }
 
 void AttachedChip::Turn::record(pd::CallRecord record, bool isChange) noexcept {
     // A call that failed half-way may have taken a handle, which no other process knows of.
-    if (!isChange)
+    if (!isChange) {
         attached_.chip().handles().nextIs(handle_);
+    }
     record.sequence = attached_.next_;
     const RecordedCall recorded{record, attached_.generation_, handle_, isChange};
     // Readers must see that the ring has passed an old call before they see its place change.
@@ -192,8 +219,9 @@ void AttachedChip::Turn::record(pd::CallRecord record, bool isChange) noexcept {
     attached_.file_.call(record.sequence).store(toWords(recorded), attached_.steps_);
     attached_.file_.head().end.store(record.sequence + 1, kRelease, attached_.steps_);
     attached_.next_ = record.sequence + 1;
-    if (isChange && addsToList(record.operation))
+    if (isChange && addsToList(record.operation)) {
         ++attached_.items_;
+    }
 }
 
 /// REQUIRES: the lock, and that this process has caught up.
@@ -202,8 +230,9 @@ void AttachedChip::checkpoint() {
     std::uint64_t items = 0;
     Digest sum;
     const auto flush = [&] {
-        if (!chunk_.empty())
+        if (!chunk_.empty()) {
             file_.writeChunk(area, (items - 1) / kChunkItems, chunk_);
+        }
         chunk_.clear();
     };
     chunk_.clear();
@@ -211,8 +240,9 @@ void AttachedChip::checkpoint() {
         chunk_.push_back(change);
         digest(sum, change);
         ++items;
-        if (chunk_.size() == kChunkItems)
+        if (chunk_.size() == kChunkItems) {
             flush();
+        }
     });
     flush();
     CheckpointWords words = checkpointOf(epoch_);
@@ -267,8 +297,9 @@ std::uint64_t AttachedChip::begin() noexcept {
 }
 
 std::optional<pd::CallRecord> AttachedChip::find(std::uint64_t sequence) noexcept {
-    if (sequence < begin() || sequence >= end())
+    if (sequence < begin() || sequence >= end()) {
         return std::nullopt;
+    }
     const auto words = read(sequence);
     const auto recorded = words ? toCall(*words) : std::nullopt;
     return recorded ? std::optional(recorded->record) : std::nullopt;

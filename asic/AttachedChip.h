@@ -4,17 +4,22 @@
 // The file holds the list of changes that made the chip at some time (the checkpoint), and all
 // calls since, in a ring. A process makes the same changes on a Chip of its own, and so has the
 // same chip. A call that changes the chip is done on the caller's copy first, under the lock; then
-// its record is written to the ring, and one store of the number of the next call makes it hold.
-// Whoever dies before that store has changed nothing; after it the call is made, for every process.
-// There is nothing to repair, whatever the moment of death.
+// its record is written to the ring, and one store of the number of the next call makes it valid.
+// A process that dies before that store has changed nothing; after it the call is made, for every
+// process. There is nothing to repair, whatever the moment of death.
 //
-// Before the ring comes round to calls that the checkpoint does not hold, a new checkpoint is
-// written to the other area, and one store of its number makes it hold. A power cycle is a
+// Before the ring overwrites calls that the checkpoint does not contain, a new checkpoint is
+// written to the other area, and one store of its number makes it valid. A power cycle is a
 // checkpoint of an empty chip with another boot generation.
 //
-// Who only reads takes no lock: it makes the changes that are new, or starts over from the
-// checkpoint when the ring has overtaken it.
+// A reader takes no lock: it makes the changes that are new, or starts over from the checkpoint
+// when the ring has overtaken it.
 #pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
 
 #include "asic/Chip.h"
 #include "asic/ChipFile.h"
@@ -22,11 +27,6 @@
 #include "asic/Steps.h"
 #include "asic/Types.h"
 #include "pd/calls/CallLog.h"
-
-#include <cstdint>
-#include <memory>
-#include <optional>
-#include <vector>
 
 namespace asic {
 
@@ -105,7 +105,7 @@ class AttachedChip {
     void checkpoint();
     void publish(CheckpointWords words) noexcept;
     void powerCycleLocked();
-    [[noreturn]] void damaged();
+    [[noreturn]] void throwDamaged();
 
     int device_;
     ChipFile file_;

@@ -1,25 +1,14 @@
-// What every call of the PD API goes through, from the C arguments to the work and back.
-//
-//   call<pd::operation(__func__)>(work, arguments...)
-//
-// 1. a planned fault, if there is one for this call, ends it;
-// 2. the arguments are admitted in their order: the session must be open, the device known, the
-//    pipe one that the chip has, and no pointer null;
-// 3. the work runs on what the arguments named: work(pd::Sessions&), work(Chip&) or
-//    work(Chip&, ScopeIndex), whichever it takes. It writes outputs only if it succeeds;
-// 4. an exception becomes a status;
-// 5. the call log, if it records, gets the call. With an attached chip, log and chip get it in one.
 #pragma once
+
+#include <cstddef>
+#include <new>
+#include <optional>
+#include <type_traits>
 
 #include "asic/Runtime.h"
 #include "asic/Types.h"
 #include "pd/Operations.h"
 #include "pd/calls/CallRecord.h"
-
-#include <array>
-#include <cstddef>
-#include <new>
-#include <type_traits>
 
 namespace asic {
 
@@ -37,17 +26,13 @@ Status contained(Function&& function) noexcept {
     }
 }
 
-/// Where a call looks for its chip: an attached chip is met by watched calls only.
-enum class Path : bool { plain, watched };
-
-/// What the arguments of a call named.
-template <Path path>
+/// What the arguments of a call named, as far as they were admitted.
 struct Subject {
     Runtime& runtime;
     Chip* chip = nullptr;
     ScopeIndex scope = 0;
 
-    /// The first argument is the session, or where a session is opened the place for it.
+    /// The first argument is the session, or where one is opened the place for it.
     Status admitFirst(p4_pd_sess_hdl_t session) noexcept {
         return runtime.sessions.isOpen(session) ? P4_PD_STATUS_SUCCESS
                                                 : P4_PD_STATUS_SESSION_NOT_FOUND;
@@ -56,7 +41,7 @@ struct Subject {
     Status admitFirst(T* pointer) noexcept {
         return admit(pointer);
     }
-    // A number names nothing.
+    /// A number names nothing.
     template <class T>
     Status admit(const T&) noexcept {
         return P4_PD_STATUS_SUCCESS;
@@ -65,115 +50,142 @@ struct Subject {
     Status admit(T* pointer) noexcept {
         return pointer ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
     }
+    /// Only a device is an int.
     Status admit(int device) noexcept {
-        if constexpr (path == Path::watched)
-            chip = runtime.chip(device);
-        else
-            chip = runtime.chips.find(device);
+        chip = runtime.chip(device);
         return chip ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
     }
     Status admit(const p4_pd_dev_target_t& target) noexcept {
-        if (const Status status = admit(target.device_id); status != P4_PD_STATUS_SUCCESS)
+        if (const Status status = admit(target.device_id); status != P4_PD_STATUS_SUCCESS) {
             return status;
+        }
         const auto named = chip->scope(target.dev_pipe_id);
-        if (!named)
+        if (!named) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         scope = *named;
         return P4_PD_STATUS_SUCCESS;
     }
 };
 
-template <Path path, class Work, class First, class... Rest>
-Status perform(Runtime& runtime, const Work& work, const First& first, const Rest&... rest) {
-    Subject<path> subject{runtime};
-    Status status = subject.admitFirst(first);
-    if (status != P4_PD_STATUS_SUCCESS ||
-        !(... && ((status = subject.admit(rest)) == P4_PD_STATUS_SUCCESS)))
-        return status;
-    if constexpr (std::is_invocable_v<Work, pd::Sessions&>)
-        return work(runtime.sessions);
-    else if constexpr (std::is_invocable_v<Work, Chip&>)
-        return work(*subject.chip);
-    else
-        return work(*subject.chip, subject.scope);
-}
-
-// ---- Calls that have to do more than their work
-
-/// Whether an argument names the device.
-template <class T>
-constexpr bool names(int, const T&) noexcept {
-    return false;
-}
-constexpr bool names(int deviceId, int device) noexcept {
-    return device == deviceId;
-}
-constexpr bool names(int deviceId, const p4_pd_dev_target_t& target) noexcept {
-    return target.device_id == deviceId;
-}
-
-/// The work, unless a fault strikes, and the call in the log of the process.
-template <std::size_t index, class Work, class... Arguments>
-Status performInMemory(Runtime& runtime, const Work& work, const Arguments&... arguments) noexcept {
-    Status status = runtime.faults.strike(index);
-    if (status == P4_PD_STATUS_SUCCESS)
-        status = contained([&] { return perform<Path::watched>(runtime, work, arguments...); });
-    if constexpr (pd::kOperations[index].isLogged()) {
-        if (runtime.log.recording())
-            runtime.log.append(pd::recordOf<index>(status, arguments...));
-    }
-    return status;
-}
-
-/// The same while a chip is attached, whatever device the call is about. A call that the log keeps
-/// has the file for itself; when the file fails it, it returns why, and is not logged.
-template <std::size_t index, class Work, class... Arguments>
-Status performAttached(Runtime& runtime, const Work& work, const Arguments&... arguments) {
-    AttachedChip& attached = *runtime.attached;
-    const Status fault = runtime.faults.strike(index);
-    if constexpr (!pd::kOperations[index].isLogged()) {
-        if (fault != P4_PD_STATUS_SUCCESS)
-            return fault;
-        attached.catchUp();
-        return perform<Path::watched>(runtime, work, arguments...);
-    } else {
-        const bool isOwn = (... || names(attached.device(), arguments));
-        AttachedChip::Turn turn(attached);
-        const Status status = fault != P4_PD_STATUS_SUCCESS ? fault : contained([&] {
-            if (isOwn)
-                turn.roomFor(index);
-            return perform<Path::watched>(runtime, work, arguments...);
+/// What every call of a PD operation goes through, from the C arguments to the work and back: each
+/// function here is a step, and calls the next one.
+template <std::size_t index>
+class Boundary {
+  public:
+    /// Every call. Unless it has to do more, it goes straight to its work.
+    template <class Work, class... Arguments>
+    static Status call(const Work& work, const Arguments&... arguments) noexcept {
+        static_assert(kOperation.argumentCount() == sizeof...(Arguments));
+        return contained([&] {
+            Runtime& all = runtime();
+            return all.isWatched() ? watch(all, work, arguments...)
+                                   : perform(all, work, arguments...);
         });
-        const bool isChange = isOwn && status == P4_PD_STATUS_SUCCESS &&
-                              pd::kOperations[index].kind == pd::Kind::change;
-        turn.record(pd::recordOf<index>(status, arguments...), isChange);
-        return attached.isCutShort() ? Status{P4_PD_STATUS_INTERNAL_ERROR} : status;
     }
-}
 
-/// A call while the log records, a fault is planned, a step hook is set, or a chip is attached.
-template <std::size_t index, class Work, class... Arguments>
-[[gnu::noinline]] Status performWatched(Runtime& runtime, const Work& work,
-                                        const Arguments&... arguments) noexcept {
-    runtime.steps.callBegins(pd::kOperations[index].name);
-    const Status status =
-        runtime.attached
-            ? contained([&] { return performAttached<index>(runtime, work, arguments...); })
-            : performInMemory<index>(runtime, work, arguments...);
-    runtime.watchedIs();
-    runtime.steps.callEnds();
-    return status;
-}
+  private:
+    static constexpr const pd::Operation& kOperation = pd::kOperations[index];
 
+    /// Between the steps that a test hooks into.
+    template <class Work, class... Arguments>
+    [[gnu::noinline, gnu::cold]] static Status watch(Runtime& all, const Work& work,
+                                                     const Arguments&... arguments) noexcept {
+        all.steps.callBegins(kOperation.name);
+        const Status status = contained([&] {
+            const Status fault = all.faults.strike(index);
+            if constexpr (kOperation.isLogged()) {
+                return record(all, fault, work, arguments...);
+            } else {
+                return read(all, fault, work, arguments...);
+            }
+        });
+        all.watchedIs();
+        all.steps.callEnds();
+        return status;
+    }
+
+    /// A call that no log keeps, on what other processes have made of an attached chip.
+    template <class Work, class... Arguments>
+    static Status read(Runtime& all, Status fault, const Work& work,
+                       const Arguments&... arguments) {
+        if (fault != P4_PD_STATUS_SUCCESS) {
+            return fault;
+        }
+        if (all.attached) {
+            all.attached->catchUp();
+        }
+        return perform(all, work, arguments...);
+    }
+
+    /// A call with its place in the log. While a chip is attached, the call has the file for
+    /// itself, whatever device it is about; when the file fails it, the status says why, and it is
+    /// not logged.
+    template <class Work, class... Arguments>
+    static Status record(Runtime& all, Status fault, const Work& work,
+                         const Arguments&... arguments) {
+        std::optional<AttachedChip::Turn> turn;
+        if (all.attached) {
+            turn.emplace(*all.attached);
+        }
+        const bool isOnFile = turn && (... || isDevice(all.attached->device(), arguments));
+        const Status status = fault != P4_PD_STATUS_SUCCESS ? fault : contained([&] {
+            if (isOnFile) {
+                turn->roomFor(index);
+            }
+            return perform(all, work, arguments...);
+        });
+        const bool isChange =
+            isOnFile && status == P4_PD_STATUS_SUCCESS && kOperation.kind == pd::Kind::change;
+        if (turn) {
+            turn->record(pd::recordOf<index>(status, arguments...), isChange);
+        } else if (all.log.recording()) {
+            all.log.append(pd::recordOf<index>(status, arguments...));
+        }
+        return turn && all.attached->isCutShort() ? Status{P4_PD_STATUS_INTERNAL_ERROR} : status;
+    }
+
+    /// Admits the arguments in their order (the session must be open, the device known, the pipe
+    /// one that the chip has, and no pointer null), and does the work on what they named.
+    template <class Work, class First, class... Rest>
+    static Status perform(Runtime& all, const Work& work, const First& first, const Rest&... rest) {
+        Subject subject{all};
+        Status status = subject.admitFirst(first);
+        if (status != P4_PD_STATUS_SUCCESS ||
+            !(... && ((status = subject.admit(rest)) == P4_PD_STATUS_SUCCESS))) {
+            return status;
+        }
+        if constexpr (std::is_invocable_v<Work, pd::Sessions&>) {
+            return work(all.sessions);
+        } else if constexpr (std::is_invocable_v<Work, Chip&>) {
+            return work(*subject.chip);
+        } else {
+            return work(*subject.chip, subject.scope);
+        }
+    }
+
+    /// Whether an argument names the device.
+    template <class T>
+    static bool isDevice(int deviceId, const T& argument) noexcept {
+        if constexpr (std::is_same_v<T, int>) {
+            return argument == deviceId;
+        } else if constexpr (std::is_same_v<T, p4_pd_dev_target_t>) {
+            return argument.device_id == deviceId;
+        } else {
+            return false;
+        }
+    }
+};
+
+/// A PD operation's call, which asks with its own name:
+///
+///     call<pd::operation(__func__)>(work, arguments...)
+///
+/// The work is work(pd::Sessions&), work(Chip&) or work(Chip&, ScopeIndex), whichever it takes. It
+/// writes outputs only if it succeeds.
 template <std::size_t index, class Work, class... Arguments>
 Status call(const Work& work, const Arguments&... arguments) noexcept {
-    static_assert(pd::kOperations[index].argumentCount() == sizeof...(Arguments));
-    return contained([&] {
-        Runtime& all = runtime();
-        if (all.isWatched()) [[unlikely]]
-            return performWatched<index>(all, work, arguments...);
-        return perform<Path::plain>(all, work, arguments...);
-    });
+    return Boundary<index>::call(work, arguments...);
 }
 
 } // namespace asic

@@ -1,9 +1,9 @@
 #include "asic/Changes.h"
 
-#include "pd/Operations.h"
-
 #include <algorithm>
 #include <string_view>
+
+#include "pd/Operations.h"
 
 namespace asic {
 
@@ -82,9 +82,11 @@ struct Row {
 
 consteval std::size_t index(std::string_view name) {
     constexpr std::string_view kPrefix = "p4_pd_velmor_switch_";
-    for (std::size_t i = 0; i < pd::kOperations.size(); ++i)
-        if (std::string_view(pd::kOperations[i].name).substr(kPrefix.size()) == name)
+    for (std::size_t i = 0; i < pd::kOperations.size(); ++i) {
+        if (std::string_view(pd::kOperations[i].name).substr(kPrefix.size()) == name) {
             return i;
+        }
+    }
     throw "no such operation";
 }
 
@@ -119,33 +121,40 @@ constexpr Row kRows[] = {
 // clang-format on
 
 constexpr const Row* rowOf(std::size_t operation) noexcept {
-    for (const Row& row : kRows)
-        if (row.operation == operation)
+    for (const Row& row : kRows) {
+        if (row.operation == operation) {
             return &row;
+        }
+    }
     return nullptr;
 }
 
 /// The rows by operation; null for an operation that changes no chip.
 constexpr auto kRowOf = [] {
     std::array<const Row*, pd::kOperations.size()> rows{};
-    for (std::size_t i = 0; i < rows.size(); ++i)
+    for (std::size_t i = 0; i < rows.size(); ++i) {
         rows[i] = rowOf(i);
+    }
     return rows;
 }();
 
 static_assert(
     [] {
-        for (std::size_t i = 0; i < pd::kOperations.size(); ++i)
-            if ((pd::kOperations[i].kind == pd::Kind::change) != (rowOf(i) != nullptr))
+        for (std::size_t i = 0; i < pd::kOperations.size(); ++i) {
+            if ((pd::kOperations[i].kind == pd::Kind::change) != (rowOf(i) != nullptr)) {
                 return false;
+            }
+        }
         return true;
     }(),
     "every operation that changes a chip has one row, and no other has one");
 
 consteval std::uint16_t operationOf(Apply apply, std::uint32_t parameter = 0) {
-    for (const Row& row : kRows)
-        if (row.apply == apply && row.parameter == parameter)
+    for (const Row& row : kRows) {
+        if (row.apply == apply && row.parameter == parameter) {
             return static_cast<std::uint16_t>(row.operation);
+        }
+    }
     throw "no such change";
 }
 
@@ -172,8 +181,9 @@ bool isOfChip(const Chip& chip, const Change& change) noexcept {
 std::optional<Change> changeOf(const pd::CallRecord& record, const Chip& chip,
                                Handle handle) noexcept {
     const pd::Operation& operation = pd::kOperations[record.operation];
-    if (operation.kind != pd::Kind::change || record.arguments.nulls != 0)
+    if (operation.kind != pd::Kind::change || record.arguments.nulls != 0) {
         return std::nullopt;
+    }
     Change change{.operation = static_cast<std::uint16_t>(record.operation), .handle = handle};
     // The first argument is the session.
     std::size_t word = 1;
@@ -181,18 +191,21 @@ std::optional<Change> changeOf(const pd::CallRecord& record, const Chip& chip,
     for (std::size_t i = 1; i < operation.argumentCount(); ++i) {
         const auto [kind, direction] = pd::kShapes[record.operation][i];
         const std::size_t count = pd::wordsOf(kind);
-        if (word + count > pd::ArgumentWords::kMaxWords)
+        if (word + count > pd::ArgumentWords::kMaxWords) {
             return std::nullopt;
+        }
         const auto first = record.arguments.words.begin() + static_cast<std::ptrdiff_t>(word);
         word += count;
         if (kind == pd::ValueKind::target) {
             const auto scope = chip.scope(static_cast<std::uint16_t>(first[1]));
-            if (!scope)
+            if (!scope) {
                 return std::nullopt;
+            }
             change.scope = *scope;
         } else if (kind != pd::ValueKind::device && direction == pd::Direction::in) {
-            if (words + count > Change::kMaxWords)
+            if (words + count > Change::kMaxWords) {
                 return std::nullopt;
+            }
             std::copy_n(first, count, change.words.begin() + static_cast<std::ptrdiff_t>(words));
             words += count;
         }
@@ -201,16 +214,18 @@ std::optional<Change> changeOf(const pd::CallRecord& record, const Chip& chip,
 }
 
 bool apply(Chip& chip, const Change& change) {
-    if (!isOfChip(chip, change))
+    if (!isOfChip(chip, change)) {
         return false;
+    }
     const Row& row = *kRowOf[change.operation];
     chip.handles().nextIs(change.handle);
     return row.apply(chip, change.scope, change.words, row.parameter) == P4_PD_STATUS_SUCCESS;
 }
 
 bool restore(Chip& chip, const Change& change) {
-    if (change.handle != kNoHandle && isTaken(chip, change.handle))
+    if (change.handle != kNoHandle && isTaken(chip, change.handle)) {
         return false;
+    }
     return apply(chip, change);
 }
 
@@ -228,8 +243,9 @@ using Visit = std::function<void(const Change&)>;
 template <class Table, class Function>
 void forEach(const Table& table, ScopeIndex scope, const Function& function) {
     for (Handle handle = table.next(scope, kNoHandle); handle != kNoHandle;
-         handle = table.next(scope, handle))
+         handle = table.next(scope, handle)) {
         function(handle, *table.find(handle));
+    }
 }
 
 void listMembers(const Chip& chip, ScopeIndex scope, const Visit& visit) {
@@ -246,8 +262,9 @@ void listGroups(const Chip& chip, ScopeIndex scope, const Visit& visit) {
         visit({create, scope, handle, {group.selector.maxSize()}});
         for (const auto& [member, active] : group.selector.memberships()) {
             visit({join, scope, kNoHandle, {handle, member}});
-            if (!active)
+            if (!active) {
                 visit({setState, scope, kNoHandle, {handle, member, P4_PD_MEMBER_INACTIVE}});
+            }
         }
     });
 }
@@ -272,11 +289,12 @@ void listEntries(const Chip& chip, ScopeIndex scope, const Visit& visit) {
 void listChanges(const Chip& chip, const Visit& visit) {
     const auto allPipes = static_cast<ScopeIndex>(chip.scopes() - 1);
     const bool isSinglePipeline = !chip.table().visibleScope(allPipes);
-    if (isSinglePipeline)
+    if (isSinglePipeline) {
         visit({operationOf(setProperty),
                allPipes,
                kNoHandle,
                {P4_PD_PROPERTY_ENTRY_SCOPE, P4_PD_SCOPE_SINGLE_PIPELINE}});
+    }
     for (ScopeIndex scope = 0; scope < chip.scopes(); ++scope) {
         listMembers(chip, scope, visit);
         listGroups(chip, scope, visit);

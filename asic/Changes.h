@@ -4,15 +4,15 @@
 // A whole chip is written down the same way, as the shortest list of changes that makes it.
 #pragma once
 
-#include "asic/Chip.h"
-#include "asic/Types.h"
-#include "pd/calls/CallRecord.h"
-
 #include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <type_traits>
+
+#include "asic/Chip.h"
+#include "asic/Types.h"
+#include "pd/calls/CallRecord.h"
 
 namespace asic {
 

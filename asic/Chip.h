@@ -1,14 +1,14 @@
 // One chip: its whole forwarding state. Knows neither sessions nor the C API nor packets.
 #pragma once
 
+#include <cstdint>
+#include <optional>
+
 #include "asic/ActionProfile.h"
 #include "asic/HandleCounter.h"
 #include "asic/MatchTable.h"
 #include "asic/SoftwareAsic.h"
 #include "asic/Types.h"
-
-#include <cstdint>
-#include <optional>
 
 namespace asic {
 
@@ -25,10 +25,12 @@ class Chip {
 
     /// The scope that a pipe id names, if the chip has it.
     [[nodiscard]] std::optional<ScopeIndex> scope(std::uint16_t pipeId) const noexcept {
-        if (pipeId == P4_PD_ALL_PIPES)
+        if (pipeId == P4_PD_ALL_PIPES) {
             return pipes_;
-        if (pipeId < pipes_)
+        }
+        if (pipeId < pipes_) {
             return pipeId;
+        }
         return std::nullopt;
     }
 

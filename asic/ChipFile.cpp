@@ -1,9 +1,5 @@
 #include "asic/ChipFile.h"
 
-#include "asic/Chips.h"
-#include "asic/Generation.h"
-#include "asic/MappingGuard.h"
-
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -16,11 +12,15 @@
 #include <limits>
 #include <system_error>
 
+#include "asic/Chips.h"
+#include "asic/Generation.h"
+#include "asic/MappingGuard.h"
+#include "posix/Files.h"
+
 namespace asic {
 
 namespace {
 
-constexpr mode_t kMode = S_IRUSR | S_IWUSR;
 constexpr const char* kCutShort = "was cut short while it was in use";
 
 IdentityWords identityOf(const velmor_asic_chip_config_t& config) noexcept {
@@ -63,70 +63,45 @@ constexpr std::size_t placeOf(std::uint64_t area, std::uint64_t chunk) noexcept 
 
 constexpr std::uint64_t kMaxRoom = std::numeric_limits<off_t>::max() / (4 * kChunkSize);
 
-// Moves all bytes with pread or pwrite; false with errno if one fails, and 0 in errno at the end
-// of the file.
-template <class Move, class Byte>
-bool moveAll(Move move, int file, Byte* bytes, std::size_t size, std::size_t place) noexcept {
-    while (size != 0) {
-        const ssize_t moved = move(file, bytes, size, static_cast<off_t>(place));
-        if (moved < 0 && errno == EINTR)
-            continue;
-        if (moved <= 0) {
-            errno = moved == 0 ? 0 : errno;
-            return false;
-        }
-        bytes += moved;
-        place += static_cast<std::size_t>(moved);
-        size -= static_cast<std::size_t>(moved);
-    }
-    return true;
-}
-
 } // namespace
 
 std::uint64_t systemBoot() {
     // Not a stream: one that fails in the middle would give a boot that never was.
     constexpr const char* kPath = "/proc/sys/kernel/random/boot_id";
     std::array<char, 36> text{}; // a UUID in letters
-    const int file = ::open(kPath, O_RDONLY | O_CLOEXEC);
-    const bool isRead = file >= 0 && moveAll(::pread, file, text.data(), text.size(), 0);
-    const int error = errno;
-    if (file >= 0)
-        ::close(file);
-    if (!isRead)
+    const Posix::FileDescriptor file(::open(kPath, O_RDONLY | O_CLOEXEC));
+    if (!file || !Posix::readAll(file, std::as_writable_bytes(std::span(text)), 0)) {
         throw ChipFileError(P4_PD_STATUS_NO_SYS_RESOURCES,
                             std::string("cannot read ") + kPath + ": " +
-                                std::generic_category().message(error));
+                                std::generic_category().message(errno));
+    }
     Digest digest;
-    for (const char letter : text)
+    for (const char letter : text) {
         digest.add(static_cast<unsigned char>(letter));
+    }
     return digest.value();
 }
 
-void ChipFile::Descriptor::close() noexcept {
-    if (descriptor_ >= 0)
-        ::close(descriptor_);
-    descriptor_ = -1;
-}
-
-void ChipFile::refuse(Status status, const std::string& reason) const {
+void ChipFile::throwRefused(Status status, const std::string& reason) const {
     throw ChipFileError(status, path_ + ": " + reason);
 }
 
-void ChipFile::failed(const char* what, int error) const {
+void ChipFile::throwFailed(const char* what, int error) const {
     const bool isShortage = error == ENOSPC || error == EDQUOT || error == EFBIG ||
                             error == ENOMEM || error == ENFILE || error == EMFILE ||
                             error == ENOLCK || error == EIO;
-    refuse(isShortage ? P4_PD_STATUS_NO_SYS_RESOURCES : P4_PD_STATUS_INVALID_ARG,
-           std::string("cannot ") + what + ": " + std::generic_category().message(error));
+    throwRefused(isShortage ? P4_PD_STATUS_NO_SYS_RESOURCES : P4_PD_STATUS_INVALID_ARG,
+                 std::string("cannot ") + what + ": " + std::generic_category().message(error));
 }
 
 ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, Steps& steps)
     : ChipFile(path, steps) {
-    // Whoever loses the race to make the file finds the winner's, unless that is removed meanwhile.
-    for (int tries = 0; !openExisting() && !make(config, steps); ++tries)
-        if (tries == 10)
-            refuse(P4_PD_STATUS_INVALID_ARG, "the file comes and goes");
+    // A process that loses the race to make the file finds the winner's, unless that is removed.
+    for (int tries = 0; !openExisting() && !make(config, steps); ++tries) {
+        if (tries == 10) {
+            throwRefused(P4_PD_STATUS_INVALID_ARG, "the file comes and goes");
+        }
+    }
     checkFile();
     checkIdentity();
     allocate(0, kAreasAt);
@@ -136,20 +111,23 @@ ChipFile::ChipFile(const char* path, const velmor_asic_chip_config_t& config, St
 
 void ChipFile::makeNew(const char* path, const velmor_asic_chip_config_t& config, Steps& steps) {
     ChipFile file(path, steps);
-    if (!file.make(config, steps))
-        file.refuse(P4_PD_STATUS_ALREADY_EXISTS, "exists already");
+    if (!file.make(config, steps)) {
+        file.throwRefused(P4_PD_STATUS_ALREADY_EXISTS, "exists already");
+    }
 }
 
 bool ChipFile::openExisting() {
-    // Without O_NONBLOCK a device or a pipe of this name might keep the process waiting.
-    file_.open(::open(path_.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (file_.get() >= 0)
+    file_ = Posix::openPrivately(AT_FDCWD, path_);
+    if (file_) {
         return true;
-    if (errno == ENOENT)
+    }
+    if (errno == ENOENT) {
         return false;
-    if (errno == ELOOP)
-        refuse(P4_PD_STATUS_INVALID_ARG, "is a symbolic link");
-    failed("open the file", errno);
+    }
+    if (errno == ELOOP) {
+        throwRefused(P4_PD_STATUS_INVALID_ARG, "is a symbolic link");
+    }
+    throwFailed("open the file", errno);
 }
 
 /// Makes the file under a name of its own and moves it to its place when it is whole; false if
@@ -159,18 +137,21 @@ bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
     struct Temporary {
         std::string path;
         ~Temporary() {
-            if (!path.empty())
+            if (!path.empty()) {
                 ::unlink(path.c_str());
+            }
         }
     };
     std::string name = path_ + ".XXXXXX";
     const int made = ::mkostemp(name.data(), O_CLOEXEC);
-    if (made < 0)
-        failed("make a file in its directory", errno);
+    if (made < 0) {
+        throwFailed("make a file in its directory", errno);
+    }
     Temporary temporary{name};
-    file_.open(made);
-    if (::fchmod(made, kMode) != 0)
-        failed("set the mode", errno);
+    file_ = Posix::FileDescriptor(made);
+    if (::fchmod(made, Posix::kPrivateFileMode) != 0) {
+        throwFailed("set the mode", errno);
+    }
     allocate(0, kAreasAt);
     map();
     head().checkpoints[0].store(firstCheckpoint(config), steps);
@@ -182,71 +163,84 @@ bool ChipFile::make(const velmor_asic_chip_config_t& config, Steps& steps) {
         temporary.path.clear();
         return true;
     }
-    if (errno != EEXIST)
-        failed("move the file to its place", errno);
+    if (errno != EEXIST) {
+        throwFailed("move the file to its place", errno);
+    }
     return false;
 }
 
 void ChipFile::checkFile() const {
     struct stat state {};
-    if (::fstat(file_.get(), &state) != 0)
-        failed("look at the file", errno);
-    if (!S_ISREG(state.st_mode))
-        refuse(P4_PD_STATUS_INVALID_ARG, "is not a regular file");
-    if (state.st_uid != ::geteuid())
-        refuse(P4_PD_STATUS_INVALID_ARG, "belongs to another user");
-    if ((state.st_mode & ALLPERMS) != kMode)
-        refuse(P4_PD_STATUS_INVALID_ARG, "its mode is not 0600");
-    if (state.st_nlink > 1)
-        refuse(P4_PD_STATUS_INVALID_ARG,
-               "has " + std::to_string(state.st_nlink) + " names (hard links), not one");
-    if (state.st_size < static_cast<off_t>(kAreasAt))
-        refuse(P4_PD_STATUS_INTERNAL_ERROR,
-               "is no chip file, or cut off: it has " + std::to_string(state.st_size) + " bytes");
+    if (::fstat(file_.get(), &state) != 0) {
+        throwFailed("look at the file", errno);
+    }
+    switch (Posix::flawOfFile(state)) {
+    case Posix::Flaw::none:
+        break;
+    case Posix::Flaw::notRegular:
+        throwRefused(P4_PD_STATUS_INVALID_ARG, "is not a regular file");
+    case Posix::Flaw::otherOwner:
+        throwRefused(P4_PD_STATUS_INVALID_ARG, "belongs to another user");
+    case Posix::Flaw::otherMode:
+        throwRefused(P4_PD_STATUS_INVALID_ARG, "its mode is not 0600");
+    case Posix::Flaw::moreNames:
+        throwRefused(P4_PD_STATUS_INVALID_ARG,
+                     "has " + std::to_string(state.st_nlink) + " names (hard links), not one");
+    }
+    if (state.st_size < static_cast<off_t>(kAreasAt)) {
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or cut off: it has " +
+                                                      std::to_string(state.st_size) + " bytes");
+    }
 }
 
 void ChipFile::checkIdentity() {
     IdentityWords words{};
-    if (!moveAll(::pread, file_.get(), reinterpret_cast<char*>(words.data()), sizeof words, 0))
-        failed("read the file", errno);
-    if (words[identity_at::kMagic] != kMagic)
-        refuse(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or its header is damaged");
-    if (words[identity_at::kVersion] != kLayoutVersion)
-        refuse(P4_PD_STATUS_NOT_SUPPORTED, "its layout is version " +
-                                               std::to_string(words[identity_at::kVersion]) +
-                                               ", not " + std::to_string(kLayoutVersion));
+    if (!Posix::readAll(file_, std::as_writable_bytes(std::span(words)), 0)) {
+        throwFailed("read the file", errno);
+    }
+    if (words[identity_at::kMagic] != kMagic) {
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "is no chip file, or its header is damaged");
+    }
+    if (words[identity_at::kVersion] != kLayoutVersion) {
+        throwRefused(P4_PD_STATUS_NOT_SUPPORTED, "its layout is version " +
+                                                     std::to_string(words[identity_at::kVersion]) +
+                                                     ", not " + std::to_string(kLayoutVersion));
+    }
     config_ = configOf(words);
-    if (!isSealed(words) || words != identityOf(config_) || !isValid(config_))
-        refuse(P4_PD_STATUS_INTERNAL_ERROR, "its header is damaged");
+    if (!isSealed(words) || words != identityOf(config_) || !isValid(config_)) {
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "its header is damaged");
+    }
 }
 
 void ChipFile::checkRoom() const {
     const std::uint64_t room = layout_->head.room.load(std::memory_order_acquire);
     struct stat state {};
-    if (::fstat(file_.get(), &state) != 0)
-        failed("look at the file", errno);
-    if (room > kMaxRoom || state.st_size < static_cast<off_t>(placeOf(0, room)))
-        refuse(P4_PD_STATUS_INTERNAL_ERROR, "is cut off, or its header is damaged");
+    if (::fstat(file_.get(), &state) != 0) {
+        throwFailed("look at the file", errno);
+    }
+    if (room > kMaxRoom || state.st_size < static_cast<off_t>(placeOf(0, room))) {
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR, "is cut off, or its header is damaged");
+    }
     allocate(kAreasAt, placeOf(0, room) - kAreasAt);
 }
 
 /// Blocks that the file has not got by now would be missing when the mapping is written, and that
 /// would end the process.
 void ChipFile::allocate(std::size_t from, std::size_t size) const {
-    if (size == 0)
+    if (size == 0) {
         return;
-    int error = EINTR;
-    while (error == EINTR)
-        error = ::posix_fallocate(file_.get(), static_cast<off_t>(from), static_cast<off_t>(size));
-    if (error != 0)
-        failed("get room for the file", error);
+    }
+    if (const int error = Posix::allocate(file_, from, size); error != 0) {
+        throwFailed("get room for the file", error);
+    }
 }
 
 void ChipFile::map() {
     void* const memory =
         ::mmap(nullptr, kAreasAt, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0);
-    if (memory == MAP_FAILED)
-        failed("map the file", errno);
+    if (memory == MAP_FAILED) {
+        throwFailed("map the file", errno);
+    }
     layout_.reset(static_cast<ChipFileLayout*>(memory));
     guardMapping(memory, kAreasAt);
 }
@@ -260,12 +254,14 @@ void ChipFile::lock() {
     struct flock whole {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;
-    while (::fcntl(file_.get(), F_SETLKW, &whole) != 0)
-        if (errno != EINTR)
-            failed("lock the file", errno);
+    while (::fcntl(file_.get(), F_SETLKW, &whole) != 0) {
+        if (errno != EINTR) {
+            throwFailed("lock the file", errno);
+        }
+    }
     if (isCutShort()) {
         unlock();
-        refuse(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
+        throwRefused(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
     }
 }
 
@@ -283,8 +279,9 @@ void ChipFile::unlock() noexcept {
 }
 
 void ChipFile::roomIs(std::uint64_t chunks) {
-    if (chunks > kMaxRoom)
-        failed("get room for the file", EFBIG);
+    if (chunks > kMaxRoom) {
+        throwFailed("get room for the file", EFBIG);
+    }
     allocate(kAreasAt, placeOf(0, chunks) - kAreasAt);
     head().room.store(chunks, std::memory_order_release, steps_);
 }
@@ -292,17 +289,17 @@ void ChipFile::roomIs(std::uint64_t chunks) {
 void ChipFile::writeChunk(std::uint64_t area, std::uint64_t chunk,
                           std::span<const Change> changes) {
     steps_.store();
-    if (!moveAll(::pwrite, file_.get(), reinterpret_cast<const char*>(changes.data()),
-                 changes.size_bytes(), placeOf(area, chunk)))
-        failed("write the file", errno);
+    if (!Posix::writeAll(file_, std::as_bytes(changes), placeOf(area, chunk))) {
+        throwFailed("write the file", errno);
+    }
 }
 
 void ChipFile::readChunk(std::uint64_t area, std::uint64_t chunk, std::span<Change> changes) {
-    if (!moveAll(::pread, file_.get(), reinterpret_cast<char*>(changes.data()),
-                 changes.size_bytes(), placeOf(area, chunk))) {
-        if (errno == 0)
-            refuse(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
-        failed("read the file", errno);
+    if (!Posix::readAll(file_, std::as_writable_bytes(changes), placeOf(area, chunk))) {
+        if (errno == 0) {
+            throwRefused(P4_PD_STATUS_INTERNAL_ERROR, kCutShort);
+        }
+        throwFailed("read the file", errno);
     }
 }
 

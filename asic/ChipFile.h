@@ -1,14 +1,9 @@
 // One chip file: found or made, checked, mapped, locked, and grown.
 //
 // The lock is one of fcntl: it goes with the process that holds it, however that ends, and it is
-// not inherited by fork. Who closes any other descriptor of the file within the process gives it
-// up, so nothing may open the file while a call runs.
+// not inherited by fork. Closing any other descriptor of the file within the process releases it,
+// so nothing may open the file while a call runs.
 #pragma once
-
-#include "asic/ChipFileLayout.h"
-#include "asic/SoftwareAsic.h"
-#include "asic/Steps.h"
-#include "asic/Types.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +11,12 @@
 #include <memory>
 #include <span>
 #include <string>
+
+#include "asic/ChipFileLayout.h"
+#include "asic/SoftwareAsic.h"
+#include "asic/Steps.h"
+#include "asic/Types.h"
+#include "posix/FileDescriptor.h"
 
 namespace asic {
 
@@ -65,35 +66,17 @@ class ChipFile {
     void writeChunk(std::uint64_t area, std::uint64_t chunk, std::span<const Change> changes);
     void readChunk(std::uint64_t area, std::uint64_t chunk, std::span<Change> changes);
 
-    [[noreturn]] void refuse(Status status, const std::string& reason) const;
+    [[noreturn]] void throwRefused(Status status, const std::string& reason) const;
 
   private:
     /// Of no file yet.
     ChipFile(const char* path, Steps& steps) : path_(path), steps_(steps) {}
 
-    class Descriptor {
-      public:
-        Descriptor() noexcept = default;
-        ~Descriptor() { close(); }
-        Descriptor(const Descriptor&) = delete;
-        Descriptor& operator=(const Descriptor&) = delete;
-
-        void open(int descriptor) noexcept {
-            close();
-            descriptor_ = descriptor;
-        }
-        void close() noexcept;
-        [[nodiscard]] int get() const noexcept { return descriptor_; }
-
-      private:
-        int descriptor_ = -1;
-    };
-
     struct Unmap {
         void operator()(ChipFileLayout* layout) const noexcept;
     };
 
-    [[noreturn]] void failed(const char* what, int error) const;
+    [[noreturn]] void throwFailed(const char* what, int error) const;
     bool openExisting();
     bool make(const velmor_asic_chip_config_t& config, Steps& steps);
     void checkFile() const;
@@ -103,7 +86,7 @@ class ChipFile {
     void map();
 
     std::string path_;
-    Descriptor file_;
+    Posix::FileDescriptor file_;
     velmor_asic_chip_config_t config_{};
     std::unique_ptr<ChipFileLayout, Unmap> layout_;
     Steps& steps_;

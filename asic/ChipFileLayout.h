@@ -11,12 +11,12 @@
 // The file up to kAreasAt is mapped; the chunks are read and written, and the file grows by them.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "asic/Changes.h"
 #include "asic/SharedWords.h"
 #include "pd/calls/PackedCall.h"
-
-#include <cstddef>
-#include <cstdint>
 
 namespace asic {
 

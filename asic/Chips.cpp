@@ -10,8 +10,9 @@ bool isValid(const velmor_asic_chip_config_t& config) noexcept {
 }
 
 Status Chips::create(int deviceId, const velmor_asic_chip_config_t& config) {
-    if (deviceId < 0 || !isValid(config))
+    if (deviceId < 0 || !isValid(config)) {
         return P4_PD_STATUS_INVALID_ARG;
+    }
     return chips_.try_emplace(deviceId, config).second ? P4_PD_STATUS_SUCCESS
                                                        : P4_PD_STATUS_ALREADY_EXISTS;
 }
@@ -23,8 +24,9 @@ Status Chips::destroy(int deviceId) noexcept {
 
 Status Chips::powerCycle(int deviceId) {
     const auto chip = chips_.find(deviceId);
-    if (chip == chips_.end())
+    if (chip == chips_.end()) {
         return P4_PD_STATUS_INVALID_ARG;
+    }
     std::map<int, Chip> fresh;
     fresh.try_emplace(deviceId, chip->second.config());
     chips_.erase(chip);
@@ -34,11 +36,13 @@ Status Chips::powerCycle(int deviceId) {
 }
 
 Status Chips::boot(int deviceId, std::uint64_t* generation) {
-    if (!chips_.contains(deviceId))
+    if (!chips_.contains(deviceId)) {
         return P4_PD_STATUS_INVALID_ARG;
+    }
     auto boot = boots_.find(deviceId);
-    if (boot == boots_.end())
+    if (boot == boots_.end()) {
         boot = boots_.emplace(deviceId, anyGeneration()).first; // drawn first: that may throw
+    }
     *generation = boot->second;
     return P4_PD_STATUS_SUCCESS;
 }

@@ -1,12 +1,12 @@
 // The chips by device id.
 #pragma once
 
+#include <cstdint>
+#include <map>
+
 #include "asic/Chip.h"
 #include "asic/SoftwareAsic.h"
 #include "asic/Types.h"
-
-#include <cstdint>
-#include <map>
 
 namespace asic {
 

@@ -7,11 +7,13 @@ std::optional<velmor_asic_result_t> forward(const Chip& chip, std::uint16_t pipe
                                             std::uint32_t flowHash) noexcept {
     const MatchTable& table = chip.table();
     const auto pipeScope = chip.scope(pipe);
-    if (!pipeScope)
+    if (!pipeScope) {
         return std::nullopt;
+    }
     const auto scope = table.visibleScope(*pipeScope);
-    if (!scope)
+    if (!scope) {
         return std::nullopt;
+    }
 
     velmor_asic_result_t result{};
     const auto [entry, isDefault] = table.decide(*scope, metadata);

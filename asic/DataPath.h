@@ -1,11 +1,11 @@
 // The way of a packet through a chip. Reads the chip, never changes it.
 #pragma once
 
-#include "asic/Chip.h"
-#include "asic/SoftwareAsic.h"
-
 #include <cstdint>
 #include <optional>
+
+#include "asic/Chip.h"
+#include "asic/SoftwareAsic.h"
 
 namespace asic {
 

@@ -1,14 +1,14 @@
 // The objects of one kind on a chip, found by handle and walked scope by scope.
 #pragma once
 
-#include "asic/HandleCounter.h"
-#include "asic/Types.h"
-
 #include <cstddef>
 #include <set>
 #include <unordered_map>
 #include <utility>
 #include <vector>
+
+#include "asic/HandleCounter.h"
+#include "asic/Types.h"
 
 namespace asic {
 
@@ -36,11 +36,13 @@ class HandleTable {
     /// Takes the record in and gives it the next handle. On bad_alloc nothing has changed.
     [[nodiscard]] Status add(Record record, Handle* out) {
         auto& order = order_[record.scope];
-        if (order.size() >= capacity_)
+        if (order.size() >= capacity_) {
             return P4_PD_STATUS_NO_SPACE;
+        }
         const Handle handle = handles_.peek();
-        if (handle == kNoHandle)
+        if (handle == kNoHandle) {
             return P4_PD_STATUS_NO_SYS_RESOURCES;
+        }
 
         const auto place = order.insert(order.end(), handle);
         try {

@@ -44,8 +44,9 @@ bool isAnyGuarded() noexcept {
 bool replaceLostPages(std::uintptr_t address) noexcept {
     for (Guarded& one : guarded) {
         const std::uintptr_t end = one.end.load();
-        if (address < one.begin.load() || address >= end)
+        if (address < one.begin.load() || address >= end) {
             continue;
+        }
         void* const page = reinterpret_cast<void*>(address - address % pageSize);
         one.hasLostPages.store(true);
         return ::mmap(page, end - addressOf(page), PROT_READ | PROT_WRITE,
@@ -66,8 +67,9 @@ void onBusError(int signal, siginfo_t* info, void* context) {
     } else if (previous.sa_handler == SIG_DFL || (isFault && previous.sa_handler == SIG_IGN)) {
         // What comes of it comes when this returns: of the same fault, or of the signal again.
         ::sigaction(SIGBUS, &previous, nullptr);
-        if (!isFault)
+        if (!isFault) {
             ::raise(SIGBUS);
+        }
     } else if (previous.sa_handler != SIG_IGN) {
         previous.sa_handler(signal);
     }
@@ -78,8 +80,9 @@ void onBusError(int signal, siginfo_t* info, void* context) {
 
 void guardMapping(void* memory, std::size_t size) noexcept {
     Guarded* const free = find(0);
-    if (!free)
+    if (!free) {
         return;
+    }
     if (!isAnyGuarded()) {
         pageSize = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
         ::sigaction(SIGBUS, nullptr, &previous);
@@ -95,12 +98,14 @@ void guardMapping(void* memory, std::size_t size) noexcept {
 
 void unguardMapping(void* memory) noexcept {
     Guarded* const one = find(addressOf(memory));
-    if (!one)
+    if (!one) {
         return;
+    }
     one->end.store(0);
     one->begin.store(0);
-    if (!isAnyGuarded())
+    if (!isAnyGuarded()) {
         ::sigaction(SIGBUS, &previous, nullptr);
+    }
 }
 
 bool hasLostPages(const void* memory) noexcept {

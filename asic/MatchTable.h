@@ -1,17 +1,17 @@
 // The match table lagGroup of a chip: entries and default entries of every scope.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
 #include "asic/ActionProfile.h"
 #include "asic/HandleCounter.h"
 #include "asic/HandleTable.h"
 #include "asic/SoftwareAsic.h"
 #include "asic/TernaryTable.h"
 #include "asic/Types.h"
-
-#include <cstddef>
-#include <cstdint>
-#include <optional>
-#include <vector>
 
 namespace asic {
 
@@ -55,8 +55,9 @@ class MatchTable {
     /// The scope whose objects a packet in the pipe sees. No packet is in all pipes at once, but
     /// while these decide alike, it need not be told in which one it is.
     [[nodiscard]] std::optional<ScopeIndex> visibleScope(ScopeIndex pipe) const noexcept {
-        if (!singlePipeline_)
+        if (!singlePipeline_) {
             return allPipes_;
+        }
         return pipe == allPipes_ ? std::nullopt : std::optional(pipe);
     }
 

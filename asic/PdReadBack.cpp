@@ -10,8 +10,9 @@ namespace {
 // Every walk is the same step in another table; the first step starts below all handles.
 
 Status found(Handle handle, Handle* out) noexcept {
-    if (handle == kNoHandle)
+    if (handle == kNoHandle) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
+    }
     *out = handle;
     return P4_PD_STATUS_SUCCESS;
 }
@@ -90,8 +91,9 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_member(
     return call<pd::operation(__func__)>(
         [&](Chip& chip) -> Status {
             const Member* const member = membersOf(chip).find(mbr_hdl);
-            if (!member)
+            if (!member) {
                 return P4_PD_STATUS_OBJ_NOT_FOUND;
+            }
             *action = member->action.id;
             action_spec->action_egrL2AintfPort = member->action.port;
             return P4_PD_STATUS_SUCCESS;
@@ -117,8 +119,9 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_group(p4_pd_sess_hdl_t 
     return call<pd::operation(__func__)>(
         [&](Chip& chip) -> Status {
             const Group* const group = groupsOf(chip).find(grp_hdl);
-            if (!group)
+            if (!group) {
                 return P4_PD_STATUS_OBJ_NOT_FOUND;
+            }
             *max_grp_size = group->selector.maxSize();
             *member_count = static_cast<uint32_t>(group->selector.memberships().size());
             return P4_PD_STATUS_SUCCESS;
@@ -148,8 +151,9 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get(
         [&](Chip& chip) -> Status {
             const Group* const group = groupsOf(chip).find(grp_hdl);
             const auto* const membership = group ? group->selector.find(mbr_hdl) : nullptr;
-            if (!membership)
+            if (!membership) {
                 return P4_PD_STATUS_OBJ_NOT_FOUND;
+            }
             *state = membership->active ? P4_PD_MEMBER_ACTIVE : P4_PD_MEMBER_INACTIVE;
             return P4_PD_STATUS_SUCCESS;
         },

@@ -22,14 +22,16 @@ CallWords toWords(const RecordedCall& call) noexcept {
 }
 
 std::optional<RecordedCall> toCall(const CallWords& words) noexcept {
-    if (!isSealed(words))
+    if (!isSealed(words)) {
         return std::nullopt;
+    }
     pd::PackedCall packed;
     std::copy_n(words.begin() + call_at::kHead, packed.size(), packed.begin());
     packed[pd::packed_at::kShapes] &= ~kChangeBit;
     auto record = pd::unpack(packed);
-    if (!record)
+    if (!record) {
         return std::nullopt;
+    }
     record->sequence = words[call_at::kSequence];
     return RecordedCall{.record = *record,
                         .generation = words[call_at::kGeneration],

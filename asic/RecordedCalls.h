@@ -1,11 +1,11 @@
 // Calls as the words that a chip file keeps of them.
 #pragma once
 
-#include "asic/ChipFileLayout.h"
-#include "asic/Types.h"
-
 #include <cstdint>
 #include <optional>
+
+#include "asic/ChipFileLayout.h"
+#include "asic/Types.h"
 
 namespace asic {
 

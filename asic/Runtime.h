@@ -1,14 +1,14 @@
 // All that the loaded library keeps.
 #pragma once
 
+#include <memory>
+
 #include "asic/AttachedChip.h"
 #include "asic/Chips.h"
 #include "asic/Steps.h"
 #include "pd/calls/CallLog.h"
 #include "pd/calls/FaultPlan.h"
 #include "pd/calls/Sessions.h"
-
-#include <memory>
 
 namespace asic {
 

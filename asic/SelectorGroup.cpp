@@ -1,8 +1,8 @@
 #include "asic/SelectorGroup.h"
 
-#include "asic/Mix.h"
-
 #include <algorithm>
+
+#include "asic/Mix.h"
 
 namespace asic {
 
@@ -37,20 +37,23 @@ void SelectorGroup::add(Handle member) {
 
 void SelectorGroup::remove(Handle member) noexcept {
     const auto it = place(member);
-    if (it->active)
+    if (it->active) {
         candidateDel(member);
+    }
     memberships_.erase(it);
 }
 
 void SelectorGroup::activeIs(Handle member, bool active) noexcept {
     const auto it = place(member);
-    if (it->active == active)
+    if (it->active == active) {
         return;
+    }
     it->active = active;
-    if (active)
+    if (active) {
         candidateIs(member);
-    else
+    } else {
         candidateDel(member);
+    }
 }
 
 Handle SelectorGroup::select(std::uint32_t flowHash) const noexcept {

@@ -6,10 +6,10 @@
 // cost is one multiply-and-shift hash for each active member over a dense array.
 #pragma once
 
-#include "asic/Types.h"
-
 #include <cstdint>
 #include <vector>
+
+#include "asic/Types.h"
 
 namespace asic {
 

@@ -1,14 +1,14 @@
 // Records of 64-bit words in memory that several processes see.
 #pragma once
 
-#include "asic/Mix.h"
-#include "asic/Steps.h"
-
 #include <array>
 #include <atomic>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+
+#include "asic/Mix.h"
+#include "asic/Steps.h"
 
 namespace asic {
 
@@ -31,8 +31,8 @@ class SharedWord {
     alignas(std::atomic_ref<std::uint64_t>::required_alignment) std::uint64_t word_;
 };
 
-/// Words that belong together. They are read and written one by one: who reads without the lock
-/// makes sure by other means that nobody wrote meanwhile.
+/// Words that belong together. They are read and written one by one: a reader without the lock
+/// makes sure by other means that they were not written meanwhile.
 template <std::size_t count>
 class SharedRecord {
   public:
@@ -40,13 +40,15 @@ class SharedRecord {
 
     [[nodiscard]] Words load() noexcept {
         Words words;
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < count; ++i) {
             words[i] = words_[i].load(std::memory_order_relaxed);
+        }
         return words;
     }
     void store(const Words& words, Steps& steps) noexcept {
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < count; ++i) {
             words_[i].store(words[i], std::memory_order_relaxed, steps);
+        }
     }
 
   private:
@@ -54,7 +56,7 @@ class SharedRecord {
 };
 
 /// Takes one word after the other into a check sum. The sum finds damage; it does not withstand
-/// somebody who forges one.
+/// forgery.
 class Digest {
   public:
     void add(std::uint64_t word) noexcept { value_ = mix(value_ ^ word); }
@@ -68,8 +70,9 @@ class Digest {
 template <std::size_t count>
 std::uint64_t digestOf(const std::array<std::uint64_t, count>& words) noexcept {
     Digest digest;
-    for (std::size_t i = 0; i + 1 < count; ++i)
+    for (std::size_t i = 0; i + 1 < count; ++i) {
         digest.add(words[i]);
+    }
     return digest.value();
 }
 

@@ -1,12 +1,12 @@
 #include "asic/SoftwareAsic.h"
 
-#include "asic/Boundary.h"
-#include "asic/DataPath.h"
-#include "asic/Runtime.h"
-
 #include <array>
 #include <cstdio>
 #include <memory>
+
+#include "asic/Boundary.h"
+#include "asic/DataPath.h"
+#include "asic/Runtime.h"
 
 using namespace asic;
 
@@ -40,8 +40,9 @@ auto onLog(Runtime& all, const Function& function) {
 
 /// The device's chip with all that other processes did to it; null if there is none.
 [[gnu::noinline, gnu::cold]] const Chip* caughtUp(Runtime& all, int deviceId) {
-    if (AttachedChip* const attached = all.attachedAs(deviceId))
+    if (AttachedChip* const attached = all.attachedAs(deviceId)) {
         attached->catchUp();
+    }
     return all.chip(deviceId);
 }
 
@@ -72,8 +73,9 @@ Status withChipFile(bool isInRange, const velmor_asic_chip_config_t* config,
             throw;
         }
     });
-    if (status == P4_PD_STATUS_SUCCESS)
+    if (status == P4_PD_STATUS_SUCCESS) {
         attachErrorIs("%s", "");
+    }
     return status;
 }
 
@@ -82,8 +84,9 @@ Status withChipFile(bool isInRange, const velmor_asic_chip_config_t* config,
 // ---- Chips
 
 pipe_status velmor_asic_chip_config_default(velmor_asic_chip_config_t* config) {
-    if (!config)
+    if (!config) {
         return P4_PD_STATUS_INVALID_ARG;
+    }
     *config = kDefaultChipConfig;
     return P4_PD_STATUS_SUCCESS;
 }
@@ -91,8 +94,9 @@ pipe_status velmor_asic_chip_config_default(velmor_asic_chip_config_t* config) {
 pipe_status velmor_asic_chip_create(int device_id, const velmor_asic_chip_config_t* config) {
     return contained([&]() -> Status {
         Runtime& all = runtime();
-        if (all.attachedAs(device_id))
+        if (all.attachedAs(device_id)) {
             return P4_PD_STATUS_ALREADY_EXISTS;
+        }
         return all.chips.create(device_id, config ? *config : kDefaultChipConfig);
     });
 }
@@ -100,8 +104,9 @@ pipe_status velmor_asic_chip_create(int device_id, const velmor_asic_chip_config
 pipe_status velmor_asic_chip_destroy(int device_id) {
     return contained([&]() -> Status {
         Runtime& all = runtime();
-        if (!all.attachedAs(device_id))
+        if (!all.attachedAs(device_id)) {
             return all.chips.destroy(device_id);
+        }
         all.attached.reset();
         all.watchedIs();
         return P4_PD_STATUS_SUCCESS;
@@ -140,11 +145,13 @@ const char* velmor_asic_attach_error(void) {
 
 pipe_status velmor_asic_chip_boot(int device_id, uint64_t* generation) {
     return contained([&]() -> Status {
-        if (!generation)
+        if (!generation) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         AttachedChip* const attached = runtime().attachedAs(device_id);
-        if (!attached)
+        if (!attached) {
             return runtime().chips.boot(device_id, generation);
+        }
         attached->catchUp();
         *generation = attached->generation();
         return P4_PD_STATUS_SUCCESS;
@@ -154,8 +161,9 @@ pipe_status velmor_asic_chip_boot(int device_id, uint64_t* generation) {
 pipe_status velmor_asic_chip_power_cycle(int device_id) {
     return contained([&]() -> Status {
         AttachedChip* const attached = runtime().attachedAs(device_id);
-        if (!attached)
+        if (!attached) {
             return runtime().chips.powerCycle(device_id);
+        }
         attached->powerCycle();
         return P4_PD_STATUS_SUCCESS;
     });
@@ -179,11 +187,13 @@ pipe_status velmor_asic_forward(int device_id, uint16_t pipe, uint32_t metadata,
         Runtime& all = runtime();
         const Chip* const chip =
             all.attached ? caughtUp(all, device_id) : all.chips.find(device_id);
-        if (!chip || !result)
+        if (!chip || !result) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         const auto fate = forward(*chip, pipe, metadata, flow_hash);
-        if (!fate)
+        if (!fate) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         *result = *fate;
         return P4_PD_STATUS_SUCCESS;
     });
@@ -194,11 +204,13 @@ pipe_status velmor_asic_entry_read(int device_id, p4_pd_entry_hdl_t entry_hdl,
     return contained([&]() -> Status {
         Runtime& all = runtime();
         const Chip* const chip = caughtUp(all, device_id);
-        if (!chip || !entry)
+        if (!chip || !entry) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         const Entry* const found = chip->table().find(entry_hdl);
-        if (!found)
+        if (!found) {
             return P4_PD_STATUS_OBJ_NOT_FOUND;
+        }
         const Target target = found->target;
         *entry = {.value = found->key.value,
                   .mask = found->key.mask,
@@ -225,8 +237,9 @@ const char* velmor_asic_outcome_name(uint32_t outcome) {
 // ---- Call log
 
 pipe_status velmor_asic_log_start(uint32_t capacity) {
-    if (capacity == 0 || capacity > VELMOR_ASIC_LOG_MAX_CAPACITY)
+    if (capacity == 0 || capacity > VELMOR_ASIC_LOG_MAX_CAPACITY) {
         return P4_PD_STATUS_INVALID_ARG;
+    }
     return contained([&]() -> Status {
         Runtime& all = runtime();
         onLog(all, [capacity](auto& log) { log.start(capacity); });

@@ -20,11 +20,11 @@
 #ifndef ASIC_SOFTWAREASIC_H
 #define ASIC_SOFTWAREASIC_H
 
-#include "pd/PdTools.h"
-#include "pd/p4_pd_velmor_switch.h"
-
 #include <stddef.h>
 #include <stdint.h>
+
+#include "pd/PdTools.h"
+#include "pd/p4_pd_velmor_switch.h"
 
 #if defined(__GNUC__)
 #pragma GCC visibility push(default)
@@ -90,11 +90,12 @@ pipe_status velmor_asic_chip_destroy(int device_id);
  * holds. A process can attach one chip at a time.
  *
  * The file must be regular, the caller's own, of mode 0600, not a symbolic link, and without a
- * second name (hard link). The status is P4_PD_STATUS_INVALID_ARG (3)       a bad argument, or a
- * file that cannot be used P4_PD_STATUS_ALREADY_EXISTS (4)    the process has an attached chip
- *   P4_PD_STATUS_NOT_SUPPORTED (17)    a file of another layout
- *   P4_PD_STATUS_INTERNAL_ERROR (22)   not a chip file, or a damaged one
- *   P4_PD_STATUS_NO_SYS_RESOURCES (2)  no memory, or no room on the disk
+ * second name (hard link). The status is
+ * - P4_PD_STATUS_INVALID_ARG (3): a bad argument, or a file that cannot be used,
+ * - P4_PD_STATUS_ALREADY_EXISTS (4): the process has an attached chip,
+ * - P4_PD_STATUS_NOT_SUPPORTED (17): a file of another layout,
+ * - P4_PD_STATUS_INTERNAL_ERROR (22): not a chip file, or a damaged one,
+ * - P4_PD_STATUS_NO_SYS_RESOURCES (2): no memory, or no room on the disk.
  * After a failure the device is what it was, and the file has not been changed.
  */
 

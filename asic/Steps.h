@@ -1,9 +1,9 @@
 // The step hook: tells a test which step of a call comes next.
 #pragma once
 
-#include "asic/SoftwareAsic.h"
-
 #include <cstdint>
+
+#include "asic/SoftwareAsic.h"
 
 namespace asic {
 
@@ -28,8 +28,9 @@ class Steps {
 
   private:
     void take(std::uint32_t step) noexcept {
-        if (hook_)
+        if (hook_) {
             hook_(step, operation_, context_);
+        }
     }
 
     velmor_asic_step_hook_t hook_ = nullptr;

@@ -6,8 +6,9 @@ namespace asic {
 
 bool TernaryTable::contains(const MatchKey& key) const noexcept {
     const auto tuple = tuples_.find(key.mask);
-    if (tuple == tuples_.end())
+    if (tuple == tuples_.end()) {
         return false;
+    }
     const auto& byValue = tuple->second.byValue;
     const auto sameValue = byValue.find(key.value & key.mask);
     return sameValue != byValue.end() && sameValue->second.contains(key.priority);
@@ -20,8 +21,9 @@ void TernaryTable::insert(const MatchKey& key, Handle handle) {
         tuple.byValue[value].emplace(key.priority, handle);
     } catch (...) {
         const auto sameValue = tuple.byValue.find(value);
-        if (sameValue != tuple.byValue.end() && sameValue->second.empty())
+        if (sameValue != tuple.byValue.end() && sameValue->second.empty()) {
             tuple.byValue.erase(sameValue);
+        }
         eraseIfEmpty(tuples_.find(key.mask));
         throw;
     }
@@ -33,8 +35,9 @@ void TernaryTable::erase(const MatchKey& key) noexcept {
     auto& byValue = tuple->second.byValue;
     const auto sameValue = byValue.find(key.value & key.mask);
     sameValue->second.erase(key.priority);
-    if (sameValue->second.empty())
+    if (sameValue->second.empty()) {
         byValue.erase(sameValue);
+    }
     eraseIfEmpty(tuple);
 }
 
@@ -43,11 +46,13 @@ Handle TernaryTable::lookup(std::uint32_t metadata) const noexcept {
     std::uint32_t bestPriority = 0;
     for (const auto& [rank, tuple] : ranked_) {
         const auto& [priorityBound, mask] = rank;
-        if (best != kNoHandle && priorityBound < bestPriority)
+        if (best != kNoHandle && priorityBound < bestPriority) {
             break;
+        }
         const auto sameValue = tuple->byValue.find(metadata & mask);
-        if (sameValue == tuple->byValue.end())
+        if (sameValue == tuple->byValue.end()) {
             continue;
+        }
         const auto& [priority, handle] = *std::prev(sameValue->second.end());
         if (best == kNoHandle || priority > bestPriority ||
             (priority == bestPriority && handle < best)) {
@@ -75,8 +80,9 @@ TernaryTable::Tuple& TernaryTable::tupleFor(const MatchKey& key) {
 
 // Moves the tuple's node within ranked_, which allocates nothing and so cannot fail.
 void TernaryTable::raiseBound(Tuple& tuple, const MatchKey& key) noexcept {
-    if (key.priority <= tuple.priorityBound)
+    if (key.priority <= tuple.priorityBound) {
         return;
+    }
     auto node = ranked_.extract(Rank(tuple.priorityBound, key.mask));
     node.key().first = key.priority;
     ranked_.insert(std::move(node));
@@ -84,8 +90,9 @@ void TernaryTable::raiseBound(Tuple& tuple, const MatchKey& key) noexcept {
 }
 
 void TernaryTable::eraseIfEmpty(Tuples::iterator tuple) noexcept {
-    if (!tuple->second.byValue.empty())
+    if (!tuple->second.byValue.empty()) {
         return;
+    }
     ranked_.erase(Rank(tuple->second.priorityBound, tuple->first));
     tuples_.erase(tuple);
 }

@@ -11,14 +11,14 @@
 //   Tuple     masked value -> { priority -> handle }, the highest priority wins
 #pragma once
 
-#include "asic/Mix.h"
-#include "asic/Types.h"
-
 #include <cstddef>
 #include <functional>
 #include <map>
 #include <unordered_map>
 #include <utility>
+
+#include "asic/Mix.h"
+#include "asic/Types.h"
 
 namespace asic {
 

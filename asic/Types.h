@@ -1,9 +1,9 @@
 // The words in which the parts of the software ASIC talk to each other.
 #pragma once
 
-#include "pd/p4_pd_velmor_switch.h"
-
 #include <cstdint>
+
+#include "pd/p4_pd_velmor_switch.h"
 
 namespace asic {
 

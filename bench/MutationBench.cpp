@@ -150,6 +150,36 @@ constexpr Mutation kMutations[] = {
          check(pd.p4_pd_velmor_switch_lagPortActionProfile_del_member_from_group(0u, 0, group,
                                                                                  member));
      }},
+    {"entryIs, entryDel (member)",
+     [](World& world) {
+         static const auto port = lagPort(1);
+         const RuxMemberId id(1'000'000);
+         world.profile->entryIs(new LagGroupActionProfileEntry(id, port));
+         world.profile->entryDel(id);
+     },
+     [](World& world) {
+         auto& pd = world.pd();
+         p4_pd_velmor_switch_setLagPort_action_spec_t port{1};
+         U32 member = 0;
+         check(pd.p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setLagPort(
+             0u, kTarget, &port, &member));
+         check(pd.p4_pd_velmor_switch_lagPortActionProfile_del_member(0u, 0, member));
+     }},
+    {"groupIs, groupDel",
+     [](World& world) {
+         const RuxGroupId id(1'000'000);
+         world.profile->groupIs(id, 8, 1, kLagPort);
+         world.profile->groupDel(id);
+     },
+     [](World& world) {
+         auto& pd = world.pd();
+         U32 group = 0;
+         check(
+             pd.p4_pd_velmor_switch_lagPortActionProfile_create_group(0u, kTarget, U16{8}, &group));
+         check(pd.p4_pd_velmor_switch_lagPortActionProfile_add_member_to_group(
+             0u, 0, group, world.memberHandle(1)));
+         check(pd.p4_pd_velmor_switch_lagPortActionProfile_del_group(0u, 0, group));
+     }},
 };
 
 void run(benchmark::State& state, U32 others, void (*step)(World& world)) {

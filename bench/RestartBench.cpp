@@ -23,9 +23,9 @@
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
-#include "agent/Errors.h"
+#include "agent/command/Agent.h"
 #include "agent/restart/Restart.h"
+#include "agent/terms/CurrentError.h"
 #include "asic/SoftwareAsic.h"
 
 using namespace LagAgent;
@@ -101,7 +101,7 @@ DesiredState desiredState(const Sizes& sizes) {
 }
 
 std::vector<double> prepare(const std::string& directory, const Sizes& sizes) {
-    const auto state = std::make_shared<const Pello::StateDirectory>(directory);
+    const auto state = std::make_shared<const Posix::StateDirectory>(directory);
     StateDatabase database(state, ChipScope{});
     const DesiredState desired = desiredState(sizes);
     for (const auto& [id, member] : desired.members) {
@@ -188,7 +188,7 @@ std::vector<double> start(const std::string& directory, bool isRestart) {
     const auto begin = Phases::Clock::now();
     Agent agent(
         Target{.pdPath = PD_VELMOR_SWITCH_LIBRARY},
-        StateOptions{.directory = std::make_shared<Pello::StateDirectory>(Kel::String(directory))},
+        StateOptions{.directory = std::make_shared<Posix::StateDirectory>(Kel::String(directory))},
         nullptr);
     Times times;
     times.all = milliseconds(Phases::Clock::now() - begin);
@@ -223,7 +223,7 @@ std::vector<double> readAlone(const std::string& directory) {
         return StatefulChip::Facts{asic.bootGeneration(target.device), chip.usage()};
     };
     PersistentState state(
-        {.directory = std::make_shared<Pello::StateDirectory>(Kel::String(directory))},
+        {.directory = std::make_shared<Posix::StateDirectory>(Kel::String(directory))},
         {.attach = attach});
     const DesiredState desired = state.takeDesired();
     const Records records = readRecords(state.keys());

@@ -13,6 +13,8 @@ add_compile_options(
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
   # g++ 12 sees overlapping copies in std::string where there are none.
   -Wno-restrict)
+# Nobody is meant to interpose what the library shows, so it may be inlined within the library.
+add_compile_options(-fno-semantic-interposition)
 
 if(BFLAG_SANITIZE)
   add_compile_options(-fsanitize=${BFLAG_SANITIZE} -fno-sanitize-recover=all

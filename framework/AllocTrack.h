@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 #include "framework/Export.h"
@@ -21,8 +22,13 @@ class KEL_EXPORT AllocTrackTypeInfo {
     std::int64_t total() const noexcept { return load(total_); }
 
     static void trackAllocation(AllocTrackTypeInfo& record, const Type* type,
-                                std::size_t size) noexcept;
-    static void trackDeallocation(AllocTrackTypeInfo& record) noexcept;
+                                std::size_t size) noexcept {
+        add(record.live_, 1);
+        add(record.total_, 1);
+        record.type_ = type;
+        record.objectSize_ = size;
+    }
+    static void trackDeallocation(AllocTrackTypeInfo& record) noexcept { add(record.live_, -1); }
     static void trackArrayAllocation(AllocTrackTypeInfo& record, const Type* type,
                                      std::size_t size) noexcept;
     static void trackArrayDeallocation(AllocTrackTypeInfo& record) noexcept;
@@ -33,7 +39,14 @@ class KEL_EXPORT AllocTrackTypeInfo {
 
   private:
     static std::int64_t load(const std::int64_t& counter) noexcept;
-    static void add(std::int64_t& counter, std::int64_t amount) noexcept;
+    static void add(std::int64_t& counter, std::int64_t amount) noexcept {
+        // The last reference may be dropped on any thread once counts are shared between threads.
+        if (VFPtrInterface::threadSafePointers_) [[unlikely]] {
+            std::atomic_ref(counter).fetch_add(amount, std::memory_order_relaxed);
+        } else {
+            counter += amount;
+        }
+    }
 
     std::int64_t live_ = 0;
     std::int64_t total_ = 0;

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "framework/ValueString.h"
+
 namespace Kel {
 
 struct Entity::Attributes {
@@ -37,7 +39,10 @@ Entity* EntityChildren::lookup(const Name& component) const {
     return nullptr;
 }
 
-Entity::Entity(Name name) : notifiees_(*this), name_(std::move(name)) {}
+Entity::Entity(Name name)
+    : notifiees_(*this), name_(std::make_unique<const Name>(std::move(name))) {}
+
+Entity::Entity(U64 number) : notifiees_(*this), number_(number) {}
 
 Entity::~Entity() {
     detach();
@@ -50,8 +55,12 @@ NotifieeList* Entity::notifieeList() const {
     return const_cast<NotifieeList*>(&notifiees_);
 }
 
+Name Entity::name() const {
+    return name_ ? *name_ : Name(valueToStrep(static_cast<unsigned long long>(number_)));
+}
+
 Name Entity::component() const {
-    return *parentAttrName_ ? Name(String(parentAttrName_) + "[" + name_ + "]") : name_;
+    return *parentAttrName_ ? Name(String(parentAttrName_) + "[" + name() + "]") : name();
 }
 
 Name Entity::fullName() const {
@@ -66,10 +75,8 @@ void Entity::parentIs(const Kel::Ptr<Entity>& parent) {
 }
 
 void Entity::handleParent(Entity* parent, const char* attrName) {
-    for (const Entity* ancestor = parent; ancestor; ancestor = ancestor->parent_) {
-        if (ancestor == this) {
-            throw RangeException("entity '" + fullName() + "' cannot be its own ancestor");
-        }
+    if (parent == this || (children_.first_ && isAncestorOf(parent))) [[unlikely]] {
+        throw RangeException("entity '" + fullName() + "' cannot be its own ancestor");
     }
     if (parent != parent_) {
         detach();
@@ -78,6 +85,13 @@ void Entity::handleParent(Entity* parent, const char* attrName) {
         }
     }
     parentAttrName_ = parent ? attrName : "";
+}
+
+bool Entity::isAncestorOf(const Entity* entity) const noexcept {
+    while (entity && entity != this) {
+        entity = entity->parent_;
+    }
+    return entity != nullptr;
 }
 
 void Entity::attach(Entity& parent) noexcept {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "framework/AllocTrack.h"
 #include "framework/AttributeTable.h"
 #include "framework/Exception.h"
@@ -54,11 +56,13 @@ class KEL_EXPORT Entity : public Object<Entity, PtrInterface> {
     static constexpr AttributeId kParent = 138;
 
     explicit Entity(Name name);
+    /// An entity named after a key that is a number; the text is made when somebody asks for it.
+    explicit Entity(U64 number);
     ~Entity() override;
 
     NotifieeList* notifieeList() const override;
 
-    Name name() const { return name_; }
+    Name name() const;
     /// The path from the root, such as "lagGroup/group[10]/member[3]".
     Name fullName() const;
     /// The last component of `fullName()`: the name, or "attribute[name]" in a keyed collection.
@@ -92,10 +96,13 @@ class KEL_EXPORT Entity : public Object<Entity, PtrInterface> {
     friend struct EntityRows;
     struct Attributes;
 
+    bool isAncestorOf(const Entity* entity) const noexcept;
     void attach(Entity& parent) noexcept;
     void detach() noexcept;
 
-    Name name_;
+    /// Null for an entity that is named after `number_`.
+    std::unique_ptr<const Name> name_;
+    U64 number_ = 0;
     Entity* parent_ = nullptr;
     const char* parentAttrName_ = "";
     Entity* previous_ = nullptr;

@@ -83,6 +83,9 @@ class HashMap {
 
     static constexpr U32 kSeed = Seed;
 
+    /// A key with its hash, for a look-up and an insertion of one key.
+    using Probe = KeyAndRhashNoSeedArg<Key, Seed>;
+
     HashMap() noexcept = default;
     HashMap(const HashMap&) = delete;
     HashMap& operator=(const HashMap&) = delete;
@@ -103,20 +106,22 @@ class HashMap {
 
     /// The element under `key`, or null. Takes no reference.
     T* lookup(const Key& key) const { return find(keyHash(key, Seed), key); }
-    T* lookup(const KeyAndRhashNoSeedArg<Key, Seed>& probe) const {
-        return find(probe.keyRhash(), probe.key());
-    }
+    T* lookup(const Probe& probe) const { return find(probe.keyRhash(), probe.key()); }
 
     /// Inserts `element`, keeping the given reference. REQUIRES: it is in no collection, and its
     /// key is not in this one.
     void newMember(Ptr<T> element) {
-        const Key& key = element->fwkKey();
-        const U32 hash = keyHash(key, Seed);
+        const Probe probe(element->fwkKey());
+        newMember(std::move(element), probe);
+    }
+    /// The same. REQUIRES: `probe` is that of the element's key.
+    void newMember(Ptr<T> element, const Probe& probe) {
+        const U32 hash = probe.keyRhash();
         assertThat(!link(element.ptr()).member_, "!element->isMember()");
         if (size_ > lastBucket_) {
             grow();
         }
-        T** const place = insertionPlace(hash, key, element.ptr());
+        T** const place = insertionPlace(hash, probe.key(), element.ptr());
         HashMapLink<T>& added = link(element.ptr());
         added.hash_ = hash;
         added.member_ = true;

@@ -418,6 +418,7 @@ class HashMap2018 {
         U32 lesser;
         do {
             lesser = 0;
+#pragma GCC unroll 4
             for (U32 i = 0; i < kProbe; ++i) {
                 lesser += slot[i].tag() < tag ? 1 : 0;
             }

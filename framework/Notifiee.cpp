@@ -23,7 +23,7 @@ PtrInterface::NotifieeConst::~NotifieeConst() {
 void PtrInterface::NotifieeConst::handleNotification(ActivityConfig* config) {
     assertThat(config != nullptr, "config");
     if (isRegistered_) {
-        notifier_->notifieeList()->deliverTo(*this, config->attributeId, config->key);
+        NotifieeList::tellOne(*this, config->attributeId, config->key, *notifier_);
     }
 }
 

@@ -7,73 +7,69 @@
 
 namespace Kel {
 
-/// A visit under way. Visits nest, those of one list and those of different lists alike; the last
-/// one of a list closes the gaps among its slots.
-class NotifieeList::Visit {
+/**
+ * A notifiee being told, and a visit of a list. Both nest, those of one list and those of different
+ * lists alike; `Scope` links them while they are under way.
+ *
+ * Whoever dies looks here whether it is still needed. So the plain case, in which nobody dies and
+ * nobody throws, pays for the links alone, and for a note of who is told.
+ */
+struct NotifieeList::Telling {
+    /// Null once it has died.
+    PtrInterface::NotifieeConst* told = nullptr;
+    Telling* outer = nullptr;
+
+    inline static Telling* innermost = nullptr;
+
+    /// An exception has left the notifiee, which hears of it if it is alive.
+    void handleException() const {
+        if (told) {
+            told->onNotificationException();
+        }
+    }
+};
+
+struct NotifieeList::Visit {
+    /// Null once it has died, or when the visit is over.
+    const NotifieeList* list;
+    /// Behind the last slot to visit; 0 once the list has died.
+    U32 end;
+    Visit* outer = nullptr;
+
+    inline static Visit* innermost = nullptr;
+
+    static bool isUnderWay(const NotifieeList& list) noexcept {
+        const Visit* visit = innermost;
+        while (visit && visit->list != &list) {
+            visit = visit->outer;
+        }
+        return visit != nullptr;
+    }
+};
+
+/// It remembers the outer frame itself, in a register: waiting for a value to come back from memory
+/// would be most of what telling one notifiee takes.
+template <class Frame>
+class NotifieeList::Scope {
   public:
-    // The compiler takes the link for one that outlives the visit, as it does not see that the
-    // destructor undoes it.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdangling-pointer"
-    explicit Visit(NotifieeList& list) noexcept : list_(&list), outer_(innermost_) {
-        innermost_ = this;
-        ++list.visits_;
+    explicit Scope(Frame& frame) noexcept : outer_(Frame::innermost) {
+        frame.outer = outer_;
+        Frame::innermost = &frame;
     }
-#pragma GCC diagnostic pop
-    ~Visit() {
-        innermost_ = outer_;
-        if (list_ && --list_->visits_ == 0 && list_->holes_ != 0) {
-            list_->compact();
-        }
-    }
-    Visit(const Visit&) = delete;
-    Visit& operator=(const Visit&) = delete;
-
-    /// Runs `tell(notifiee)`; an exception from it first reaches the notifiee, if that is alive.
-    template <class Tell>
-    void run(PtrInterface::NotifieeConst& notifiee, Tell&& tell) {
-        told_ = &notifiee;
-        try {
-            tell(notifiee);
-        } catch (...) {
-            if (told_) {
-                told_->onNotificationException();
-            }
-            throw;
-        }
-    }
-
-    bool isListAlive() const noexcept {
-        return list_ != nullptr;
-    }
-
-    static void listDied(const NotifieeList& list) noexcept {
-        for (Visit* visit = innermost_; visit; visit = visit->outer_) {
-            if (visit->list_ == &list) {
-                visit->list_ = nullptr;
-            }
-        }
-    }
-    static void notifieeDied(const PtrInterface::NotifieeConst& notifiee) noexcept {
-        for (Visit* visit = innermost_; visit; visit = visit->outer_) {
-            if (visit->told_ == &notifiee) {
-                visit->told_ = nullptr;
-            }
-        }
-    }
+    ~Scope() { Frame::innermost = outer_; }
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
 
   private:
-    /// All visits of the notification thread.
-    inline static Visit* innermost_ = nullptr;
-
-    NotifieeList* list_;
-    PtrInterface::NotifieeConst* told_ = nullptr;
-    Visit* outer_;
+    Frame* outer_;
 };
 
 NotifieeList::~NotifieeList() {
-    if (visits_ != 0) {
-        Visit::listDied(*this);
+    for (Visit* visit = Visit::innermost; visit; visit = visit->outer) {
+        if (visit->list == this) {
+            visit->list = nullptr;
+            visit->end = 0;
+        }
     }
     deleteAll();
     if (slots_ != &inline_) {
@@ -81,7 +77,7 @@ NotifieeList::~NotifieeList() {
     }
 }
 
-void NotifieeList::deleteAll() noexcept {
+void NotifieeList::dropAll() noexcept {
     for (U32 i = 0; i < size_; ++i) {
         if (PtrInterface::NotifieeConst* notifiee = slots_[i]) {
             slots_[i] = nullptr;
@@ -94,47 +90,80 @@ void NotifieeList::deleteAll() noexcept {
         parked_ = notifiee->nextParked_;
         notifiee->dropNotifier();
     }
-    if (visits_ == 0) {
-        compact();
-    }
+    closeGaps();
 }
 
 void NotifieeList::notifieeDied(const PtrInterface::NotifieeConst& notifiee) noexcept {
-    Visit::notifieeDied(notifiee);
-}
-
-template <class Tell>
-void NotifieeList::forEachTolerant(Tell&& tell) {
-    Visit visit(*this);
-    const U32 end = size_; // who registers from here on is not told
-    for (U32 i = 0; i < end; ++i) {
-        if (PtrInterface::NotifieeConst* notifiee = slots_[i]) [[likely]] {
-            visit.run(*notifiee, tell);
-            if (!visit.isListAlive()) [[unlikely]] {
-                return;
-            }
+    for (Telling* telling = Telling::innermost; telling; telling = telling->outer) {
+        if (telling->told == &notifiee) {
+            telling->told = nullptr;
         }
     }
 }
 
+/// Tells whoever is registered now and still is when its turn comes. REQUIRES: there are slots.
+template <class Tell>
+void NotifieeList::tellAll(Tell&& tell) {
+    Telling telling;
+    const Scope<Telling> tellingScope(telling);
+    Visit visit{this, size_}; // who registers from here on is not told
+    const Scope<Visit> visitScope(visit);
+    try {
+        U32 i = 0;
+        do {
+            if (PtrInterface::NotifieeConst* notifiee = slots_[i]) [[likely]] {
+                telling.told = notifiee;
+                tell(*notifiee);
+            }
+        } while (++i < visit.end);
+    } catch (...) {
+        telling.handleException();
+        throw;
+    }
+    if (visit.list && holes_ != 0) [[unlikely]] {
+        visit.list = nullptr;
+        closeGaps();
+    }
+}
+
 void NotifieeList::deliver(AttributeId id, const void* key) {
+    if (size_ == 1) [[likely]] {
+        if (PtrInterface::NotifieeConst* only = slots_[0]) [[likely]] {
+            tellOne(*only, id, key, owner_);
+        }
+        return;
+    }
+    deliverToAll(id, key);
+}
+
+void NotifieeList::deliverToAll(AttributeId id, const void* key) {
     const PtrInterface& owner = owner_;
-    forEachTolerant([&](PtrInterface::NotifieeConst& notifiee) {
-        if (notifiee.hasNotificationActive() && owner.hasNotificationActive()) [[likely]] {
+    tellAll([&owner, id, key](PtrInterface::NotifieeConst& notifiee) {
+        if (PtrInterface::haveNotificationActive(notifiee, owner)) [[likely]] {
             notifiee.onAttribute(id, key);
         }
     });
 }
 
-void NotifieeList::deliverTo(PtrInterface::NotifieeConst& notifiee, AttributeId id,
-                             const void* key) {
-    if (notifiee.hasNotificationActive() && owner_.hasNotificationActive()) {
-        Visit(*this).run(notifiee, [&](auto& told) { told.onAttribute(id, key); });
+void NotifieeList::tellOne(PtrInterface::NotifieeConst& notifiee, AttributeId id, const void* key,
+                           const PtrInterface& owner) {
+    if (!PtrInterface::haveNotificationActive(notifiee, owner)) [[unlikely]] {
+        return;
+    }
+    Telling telling{&notifiee};
+    const Scope<Telling> scope(telling);
+    try {
+        notifiee.onAttribute(id, key);
+    } catch (...) {
+        telling.handleException();
+        throw;
     }
 }
 
 void NotifieeList::visitZeroReferences() {
-    forEachTolerant([](PtrInterface::NotifieeConst& notifiee) { notifiee.onZeroReferences(); });
+    if (size_ != 0) {
+        tellAll([](PtrInterface::NotifieeConst& notifiee) { notifiee.onZeroReferences(); });
+    }
 }
 
 void NotifieeList::newMember(PtrInterface::NotifieeConst& notifiee) {
@@ -151,8 +180,8 @@ void NotifieeList::deleteMember(PtrInterface::NotifieeConst& notifiee) noexcept 
     notifiee.isRegistered_ = false;
     ++holes_;
     // Closing gaps only when they are half of the slots keeps unregistering at constant cost.
-    if (visits_ == 0 && holes_ * 2 >= size_) {
-        compact();
+    if (holes_ * 2 >= size_) {
+        closeGaps();
     }
 }
 
@@ -170,8 +199,7 @@ void NotifieeList::unpark(PtrInterface::NotifieeConst& notifiee) noexcept {
 }
 
 void NotifieeList::grow() {
-    if (visits_ == 0 && holes_ != 0) {
-        compact();
+    if (closeGaps()) {
         return;
     }
     const U32 capacity = capacity_ * 4;
@@ -184,7 +212,10 @@ void NotifieeList::grow() {
     capacity_ = capacity;
 }
 
-void NotifieeList::compact() noexcept {
+bool NotifieeList::closeGaps() noexcept {
+    if (holes_ == 0 || Visit::isUnderWay(*this)) {
+        return false;
+    }
     U32 kept = 0;
     for (U32 i = 0; i < size_; ++i) {
         if (PtrInterface::NotifieeConst* notifiee = slots_[i]) {
@@ -194,6 +225,7 @@ void NotifieeList::compact() noexcept {
     }
     size_ = kept;
     holes_ = 0;
+    return true;
 }
 
 } // namespace Kel

@@ -40,7 +40,11 @@ class KEL_EXPORT NotifieeList {
     void visitZeroReferences();
 
     /// Drops all notifiees; each is left without a notifier.
-    void deleteAll() noexcept;
+    void deleteAll() noexcept {
+        if (size_ != 0 || parked_) {
+            dropAll();
+        }
+    }
 
     /// Number of registered notifiees.
     U32 size() const noexcept { return size_ - holes_; }
@@ -58,21 +62,31 @@ class KEL_EXPORT NotifieeList {
 
   private:
     friend class PtrInterface::NotifieeConst;
-    class Visit;
+    struct [[gnu::visibility("hidden")]] Telling;
+    struct [[gnu::visibility("hidden")]] Visit;
+    template <class Frame>
+    class Scope;
 
     void newMember(PtrInterface::NotifieeConst& notifiee);
     void deleteMember(PtrInterface::NotifieeConst& notifiee) noexcept;
     void park(PtrInterface::NotifieeConst& notifiee) noexcept;
     void unpark(PtrInterface::NotifieeConst& notifiee) noexcept;
     void deliver(AttributeId id, const void* key);
-    /// Tells one notifiee, which is registered here, under the rules of a visit.
-    void deliverTo(PtrInterface::NotifieeConst& notifiee, AttributeId id, const void* key);
+    /// Not inlined, as an only notifiee then is told without saving registers.
+    [[gnu::noinline]] void deliverToAll(AttributeId id, const void* key);
+    /// Tells one notifiee of `owner` under the rules of a visit, and touches neither it nor the
+    /// list after that.
+    static void tellOne(PtrInterface::NotifieeConst& notifiee, AttributeId id, const void* key,
+                        const PtrInterface& owner);
     /// Every notifiee says so before it dies, since a visit may be telling it.
     static void notifieeDied(const PtrInterface::NotifieeConst& notifiee) noexcept;
     template <class Tell>
-    void forEachTolerant(Tell&& tell);
+    void tellAll(Tell&& tell);
+    void dropAll() noexcept;
     void grow();
-    void compact() noexcept;
+    /// Closes the gaps among the slots, if there are any and no visit is under way; true when it
+    /// did.
+    bool closeGaps() noexcept;
 
     const PtrInterface& owner_;
     /// Most objects have exactly one notifiee, which then needs no allocation.
@@ -84,8 +98,6 @@ class KEL_EXPORT NotifieeList {
     U32 size_ = 0;
     U32 capacity_ = 1;
     U32 holes_ = 0;
-    /// Visits under way.
-    U32 visits_ = 0;
 };
 
 } // namespace Kel

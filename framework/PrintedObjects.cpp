@@ -39,11 +39,9 @@ const PtrInterface* PrintedObjects::object(U32 number) noexcept {
     return isOwned ? found->second : nullptr;
 }
 
-void PrintedObjects::drop(const PtrInterface& object) noexcept {
-    if (object.printedNumber_ != 0) [[unlikely]] {
-        registry().objects.erase(object.printedNumber_);
-        object.printedNumber_ = 0;
-    }
+void PrintedObjects::forget(const PtrInterface& object) noexcept {
+    registry().objects.erase(object.printedNumber_);
+    object.printedNumber_ = 0;
 }
 
 } // namespace Kel

@@ -13,7 +13,14 @@ class PrintedObjects {
     /// The live, counted object of that number, or null.
     static const PtrInterface* object(U32 number) noexcept;
     /// Forgets the object, when it has a number. Called as soon as an object begins to die.
-    static void drop(const PtrInterface& object) noexcept;
+    static void drop(const PtrInterface& object) noexcept {
+        if (object.printedNumber_ != 0) [[unlikely]] {
+            forget(object);
+        }
+    }
+
+  private:
+    static void forget(const PtrInterface& object) noexcept;
 };
 
 } // namespace Kel

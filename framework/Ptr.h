@@ -42,7 +42,9 @@ class Ptr {
         return *this;
     }
     Ptr& operator=(Ptr&& other) noexcept {
-        Ptr(std::move(other)).swap(*this);
+        // In this order also for an object that is moved to itself.
+        T* const taken = std::exchange(other.object_, nullptr);
+        const Ptr before = adopt(std::exchange(object_, taken));
         return *this;
     }
 

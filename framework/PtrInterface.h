@@ -41,6 +41,10 @@ class KEL_EXPORT PtrInterface : public VFPtrInterface {
     virtual ~PtrInterface();
 
     bool hasNotificationActive() const noexcept { return flag(kNotificationActiveBit); }
+    /// Whether both objects have.
+    static bool haveNotificationActive(const PtrInterface& a, const PtrInterface& b) noexcept {
+        return flagOfBoth(a, b, kNotificationActiveBit);
+    }
 
     /// What `Ptr` calls when it drops the last reference.
     void handleZeroRef() const;

@@ -59,6 +59,9 @@ class KEL_EXPORT VFPtrInterface {
     ~VFPtrInterface() = default;
 
     bool flag(U32 bit) const noexcept { return (kelWord() & bit) != 0; }
+    static bool flagOfBoth(const VFPtrInterface& a, const VFPtrInterface& b, U32 bit) noexcept {
+        return (a.kelWord() & b.kelWord() & bit) != 0;
+    }
 
     void setFlag(U32 bit, bool on) noexcept {
         if (threadSafePointers_) {

@@ -1,10 +1,10 @@
 // The operations of the PD API in one table: the name of each function, what kind of call it is,
-// and the names of its arguments. Who needs something for every operation (pointers to the
-// functions, names, rows of a call log) generates it from here, so a new operation is one new row,
-// and what it does.
+// and the names of its arguments. What is needed for every operation (pointers to the functions,
+// names, rows of a call log) is generated from here, so a new operation is one new row, and what it
+// does.
 //
-// Rows are numbered in their order. Files of calls name an operation by its number: who changes the
-// order changes the layout version of these files.
+// Rows are numbered in their order. Files of calls name an operation by its number, so another
+// order is another layout version of these files.
 #pragma once
 
 #include "pd/p4_pd_velmor_switch.h"

@@ -1,8 +1,8 @@
 /*
  * What a tool may ask of a PD library beyond the PD API: a chip's boot generation, the way that a
  * flow takes through it, the log of the PD calls, failures of PD calls on demand, and counters. A
- * library need not have these functions; who loads one looks for them by their C names. None of them
- * appears in the call log or is subject to the fault plan.
+ * library need not have these functions; a program that loads one looks for them by their C names.
+ * None of them appears in the call log or is subject to the fault plan.
  *
  * Functions that can fail return a pipe_status of the PD API: 0 for success,
  * P4_PD_STATUS_INVALID_ARG (3) for an unknown device, a null pointer or a value out of range,

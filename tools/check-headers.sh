@@ -2,12 +2,12 @@
 # Fails when a header does not compile alone, that is, uses what it does not include. A header that
 # is the first include of the source file of its name is proven by the build.
 #
-#   tools/check-headers.sh ROOT COMPILER
+#   tools/check-headers.sh ROOT COMPILER FOLDER...
 set -euo pipefail
-root=${1:?usage: check-headers.sh ROOT COMPILER}
-compiler=${2:?usage: check-headers.sh ROOT COMPILER}
-cd "$root"
-export compiler
+usage="usage: check-headers.sh ROOT COMPILER FOLDER..."
+cd "${1:?$usage}"
+export compiler=${2:?$usage}
+shift 2
 
 check() {
     local source=${1%.h}.cpp
@@ -18,5 +18,4 @@ check() {
         { echo "$1 does not compile alone" >&2; return 1; }
 }
 export -f check
-find pd framework driver-status platform BfLagGroup asic ovs -name '*.h' -print0 |
-    xargs -0 -n 1 -P "$(nproc)" bash -c 'check "$0"'
+find "${@:?$usage}" -name '*.h' -print0 | xargs -0 -n 1 -P "$(nproc)" bash -c 'check "$0"'

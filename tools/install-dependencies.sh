@@ -7,7 +7,7 @@ set -euo pipefail
 declare -A packages=(
     [build]="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libedit-dev
         libsqlite3-dev libsystemd-dev"
-    [test]="libgtest-dev libgmock-dev"
+    [test]="libgtest-dev libgmock-dev valgrind"
     [ovs]="openvswitch-switch iproute2 util-linux"
     [bench]="libbenchmark-dev libboost1.81-dev libabsl-dev libsigc++-3.0-dev"
 )

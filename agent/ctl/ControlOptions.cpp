@@ -2,10 +2,10 @@
 
 #include <CLI/CLI.hpp>
 
-#include "agent/CommandLine.h"
-#include "agent/HistoryFile.h"
-#include "agent/Text.h"
-#include "agent/daemon/SocketOptions.h"
+#include "agent/console/CommandLine.h"
+#include "agent/console/HistoryFile.h"
+#include "agent/outcome/Text.h"
+#include "agent/wire/SocketOptions.h"
 
 namespace LagAgent {
 

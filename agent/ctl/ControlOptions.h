@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "agent/Presenter.h"
-#include "agent/Session.h"
+#include "agent/console/Presenter.h"
+#include "agent/console/Session.h"
 #include "agent/ctl/RemoteRunner.h"
 
 namespace LagAgent {

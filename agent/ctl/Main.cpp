@@ -2,10 +2,10 @@
 
 #include <iostream>
 
-#include "agent/ExitStatus.h"
-#include "agent/TerminalProgress.h"
+#include "agent/console/TerminalProgress.h"
 #include "agent/ctl/ControlOptions.h"
 #include "agent/ctl/RemoteRunner.h"
+#include "agent/outcome/ExitStatus.h"
 #include "programs/StandardStreams.h"
 
 using namespace LagAgent;
@@ -19,8 +19,8 @@ int run(const ControlOptions& options) {
         TerminalProgress progress(STDERR_FILENO);
         Session session(runner, presenter, progress);
         return session.run(options.input) ? kExitGood : kExitCommandFailed;
-    } catch (...) {
-        presenter.show(currentError(), {"lagctl", 0});
+    } catch (const std::exception& e) {
+        presenter.show(errorOf(e), {"lagctl", 0});
         return kExitNotStarted;
     }
 }

@@ -9,9 +9,9 @@
 #include <cstring>
 #include <thread>
 
-#include "agent/Text.h"
-#include "agent/daemon/Address.h"
-#include "agent/daemon/ControlSocket.h"
+#include "agent/outcome/Text.h"
+#include "agent/wire/Address.h"
+#include "agent/wire/Peer.h"
 
 namespace LagAgent {
 
@@ -24,10 +24,10 @@ constexpr std::chrono::milliseconds kRetryPause(20);
 }
 
 /// Connects to that address, or returns the error's number.
-int tryToConnect(const sockaddr_un& address, Pello::FileDescriptor& socket) {
+int tryToConnect(const sockaddr_un& address, Posix::FileDescriptor& socket) {
     // A socket of its own for each try: what one is like after a failure is not specified.
     socket =
-        Pello::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        Posix::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const bool isConnected =
         socket &&
         ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
@@ -68,10 +68,17 @@ Outcome RemoteRunner::run(std::string_view line) {
     if (words.empty()) {
         return {};
     }
-    auto answer = ask({std::string(line)});
+    auto answer = ask({.line = std::string(line)});
     answer.outcome.command = joined(words);
     isOver_ = isOver_ || answer.isOver;
     return std::move(answer.outcome);
+}
+
+std::vector<std::string> RemoteRunner::continuations(const std::vector<std::string>& words) {
+    if (isLost_) {
+        return {};
+    }
+    return ask({.begun = joined(words)}).continuations;
 }
 
 std::optional<Error> RemoteRunner::atEnd() {

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 
-#include "agent/CommandRunner.h"
-#include "agent/daemon/LineBuffer.h"
-#include "agent/daemon/Wire.h"
-#include "platform/Pello/FileDescriptor.h"
+#include "agent/outcome/CommandRunner.h"
+#include "agent/wire/LineBuffer.h"
+#include "agent/wire/Wire.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent {
 
@@ -31,6 +31,8 @@ class RemoteRunner final : public CommandRunner {
     explicit RemoteRunner(std::string control, Patience patience = {});
 
     Outcome run(std::string_view line) override;
+    /// Asks the daemon. None when it is lost, or too old to know.
+    std::vector<std::string> continuations(const std::vector<std::string>& words) override;
     std::optional<Error> atEnd() override;
     bool isOver() const noexcept override { return isOver_; }
 
@@ -46,7 +48,7 @@ class RemoteRunner final : public CommandRunner {
 
     std::string control_;
     Patience patience_;
-    Pello::FileDescriptor socket_;
+    Posix::FileDescriptor socket_;
     LineBuffer in_{Wire::kLongestAnswer};
     bool isOver_ = false;
     bool isLost_ = false;

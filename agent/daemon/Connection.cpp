@@ -5,8 +5,9 @@
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
-#include "agent/daemon/Wire.h"
+#include "agent/outcome/Text.h"
 
 namespace LagAgent {
 
@@ -22,23 +23,26 @@ Wire::Request requestIn(const LineBuffer::Line& line) {
     return Wire::requestOf(line.text);
 }
 
-Outcome carryOut(CommandRunner& runner, const LineBuffer::Line& line) {
-    Outcome outcome;
+Wire::Answer carryOut(CommandRunner& runner, const LineBuffer::Line& line) {
+    Wire::Answer answer;
     try {
         const auto request = requestIn(line);
         if (request.line) {
-            return runner.run(*request.line);
+            answer.outcome = runner.run(*request.line);
+        } else if (request.begun) {
+            answer.continuations = runner.continuations(wordsOf(*request.begun));
+        } else {
+            answer.outcome.error = runner.atEnd();
         }
-        outcome.error = runner.atEnd();
-    } catch (const CommandError&) {
-        outcome.error = currentError();
+    } catch (const CommandError& e) {
+        answer.outcome.error = errorOf(e);
     }
-    return outcome;
+    return answer;
 }
 
 } // namespace
 
-Connection::Connection(Pello::FileDescriptor socket, std::unique_ptr<CommandRunner> runner)
+Connection::Connection(Posix::FileDescriptor socket, std::unique_ptr<CommandRunner> runner)
     : socket_(std::move(socket)), runner_(std::move(runner)), in_(Wire::kLongestRequest),
       out_(Wire::hello()) {
     send();
@@ -95,20 +99,29 @@ void Connection::send() {
 }
 
 std::optional<Outcome> Connection::takeTurn() {
-    std::optional<Outcome> outcome;
+    std::optional<Outcome> summary;
     if (answer_.isAtEnd()) {
-        outcome = answerNext();
+        if (underWay_) {
+            runner_->goOn(underWay_->outcome);
+        } else {
+            underWay_ = carryOut(*runner_, *in_.next());
+        }
+        if (underWay_->outcome.isUnderWay()) {
+            return std::nullopt;
+        }
+        summary = begin(*std::exchange(underWay_, std::nullopt));
     }
     writeAnswer();
     send();
-    return outcome;
+    return summary;
 }
 
-Outcome Connection::answerNext() {
-    Outcome outcome = carryOut(*runner_, *in_.next());
+Outcome Connection::begin(Wire::Answer answer) {
+    answer.isOver = runner_->isOver();
+    const Outcome& outcome = answer.outcome;
     Outcome summary{
         .command = outcome.command, .error = outcome.error, .expectedError = outcome.expectedError};
-    answer_ = Wire::encode({std::move(outcome), runner_->isOver()});
+    answer_ = Wire::encode(std::move(answer));
     return summary;
 }
 
@@ -128,7 +141,8 @@ void Connection::endInput() {
 }
 
 bool Connection::isOver() const noexcept {
-    return isBroken_ || (isAtEnd_ && !in_.hasLine() && answer_.isAtEnd() && out_.empty());
+    return isBroken_ ||
+           (isAtEnd_ && !in_.hasLine() && !underWay_ && answer_.isAtEnd() && out_.empty());
 }
 
 } // namespace LagAgent

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "agent/Errors.h"
-#include "agent/daemon/Address.h"
-#include "platform/Pello/StateException.h"
+#include "agent/outcome/Errors.h"
+#include "agent/wire/Address.h"
+#include "posix/StateException.h"
 
 namespace LagAgent {
 
@@ -19,20 +19,20 @@ namespace {
 }
 
 /// For the socket of that path.
-Pello::FileDescriptor newSocket(const std::string& path) {
-    Pello::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+Posix::FileDescriptor newSocket(const std::string& path) {
+    Posix::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!socket) {
         cannotListen(path, std::strerror(errno));
     }
     return socket;
 }
 
-int connectTo(const Pello::FileDescriptor& socket, const std::string& path) {
+int connectTo(const Posix::FileDescriptor& socket, const std::string& path) {
     const sockaddr_un address = addressOf(path);
     return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
 
-[[noreturn]] void cannotReplace(const std::string& path, const Pello::FileDescriptor& listener) {
+[[noreturn]] void cannotReplace(const std::string& path, const Posix::FileDescriptor& listener) {
     cannotListen(path, "process " + std::to_string(peerOf(listener.get()).process) +
                            " takes commands there");
 }
@@ -48,8 +48,8 @@ ControlSocket::ControlSocket(std::string path) : path_(std::move(path)) {
 
 void ControlSocket::lock() {
     try {
-        lock_.emplace(Kel::String(path_ + ".lock"), Kel::String(path_));
-    } catch (const Pello::StateException& e) {
+        lock_.emplace(path_ + ".lock", path_);
+    } catch (const Posix::StateException& e) {
         const auto socket = newSocket(path_);
         if (connectTo(socket, path_) == 0) {
             cannotReplace(path_, socket);
@@ -98,17 +98,8 @@ void ControlSocket::listen() {
 void ControlSocket::close() noexcept {
     if (socket_) {
         ::unlink(path_.c_str()); // while the lock is held
-        socket_ = Pello::FileDescriptor();
+        socket_ = Posix::FileDescriptor();
     }
-}
-
-Peer peerOf(int socket) {
-    ucred credentials{};
-    socklen_t size = sizeof credentials;
-    if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
-        return {};
-    }
-    return {credentials.pid, credentials.uid};
 }
 
 } // namespace LagAgent

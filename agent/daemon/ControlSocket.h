@@ -1,12 +1,11 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <optional>
 #include <string>
 
-#include "platform/Pello/FileDescriptor.h"
-#include "platform/Pello/LockFile.h"
+#include "agent/wire/Peer.h"
+#include "posix/FileDescriptor.h"
+#include "posix/LockFile.h"
 
 namespace LagAgent {
 
@@ -38,17 +37,9 @@ class ControlSocket {
     void listen();
 
     std::string path_;
-    std::optional<Pello::LockFile> lock_;
-    Pello::FileDescriptor socket_;
+    std::optional<Posix::LockFile> lock_;
+    Posix::FileDescriptor socket_;
 };
-
-/// Who is at the other end of a socket.
-struct Peer {
-    pid_t process = 0;
-    uid_t user = static_cast<uid_t>(-1); // nobody
-};
-/// Nobody, when the kernel does not know.
-Peer peerOf(int socket);
 
 /// Only root and the daemon's own user give commands.
 constexpr bool mayCommand(const Peer& peer, uid_t daemonUser) {

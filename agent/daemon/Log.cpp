@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "agent/Text.h"
+#include "agent/outcome/Text.h"
 
 namespace LagAgent {
 

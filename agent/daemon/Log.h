@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "agent/Reply.h"
-#include "agent/UnwaitingFile.h"
+#include "agent/console/UnwaitingFile.h"
+#include "agent/outcome/Reply.h"
 
 namespace LagAgent {
 

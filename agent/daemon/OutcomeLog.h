@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/CommandRunner.h"
 #include "agent/daemon/Log.h"
+#include "agent/outcome/CommandRunner.h"
 
 namespace LagAgent {
 

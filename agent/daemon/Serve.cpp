@@ -7,6 +7,7 @@
 #include "agent/daemon/AgentRunner.h"
 #include "agent/daemon/Server.h"
 #include "agent/daemon/StartProgress.h"
+#include "agent/terms/CurrentError.h"
 
 namespace LagAgent {
 
@@ -52,8 +53,7 @@ void pauseUnlessTold(std::chrono::milliseconds time) {
 
 /// Having them makes this process the directory's only agent.
 StateOptions takeState(const ServeOptions& options, const Log& log) {
-    const Kel::String directory(options.stateDirectory);
-    return {.directory = std::make_shared<const Pello::StateDirectory>(directory),
+    return {.directory = std::make_shared<const Posix::StateDirectory>(options.stateDirectory),
             .chipFile = options.chipFile,
             .chipBoot = options.chipBoot,
             .acceptsLoss = options.acceptsLoss,
@@ -61,7 +61,7 @@ StateOptions takeState(const ServeOptions& options, const Log& log) {
                 [&log](const std::string& note) {
                     log.write(LogLevel::warning, "start-note", {{"message", note}});
                 },
-            .pause = pauseUnlessTold};
+            .pause = options.pause ? options.pause : pauseUnlessTold};
 }
 
 /// The chip has changed, and the desired state could not follow, or what the agent relies on has

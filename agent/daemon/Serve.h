@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/ExitStatus.h"
 #include "agent/daemon/ServeOptions.h"
+#include "agent/outcome/ExitStatus.h"
 
 namespace LagAgent {
 

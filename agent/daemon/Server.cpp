@@ -10,9 +10,10 @@
 #include <csignal>
 #include <cstring>
 
-#include "agent/ExitStatus.h"
-#include "agent/OutcomeJson.h"
 #include "agent/daemon/OutcomeLog.h"
+#include "agent/outcome/ExitStatus.h"
+#include "agent/outcome/OutcomeJson.h"
+#include "agent/terms/CurrentError.h"
 
 namespace LagAgent {
 
@@ -115,8 +116,8 @@ void Server::endPause() {
 
 void Server::accept() {
     // One descriptor is left free: without it the watchdog would not be fed.
-    const Pello::FileDescriptor spare(::fcntl(control_.fd(), F_DUPFD_CLOEXEC, 0));
-    Pello::FileDescriptor socket(
+    const Posix::FileDescriptor spare(::fcntl(control_.fd(), F_DUPFD_CLOEXEC, 0));
+    Posix::FileDescriptor socket(
         spare ? ::accept4(control_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK) : -1);
     if (!socket) {
         pauseAccepting(errno);
@@ -155,7 +156,7 @@ std::string Server::objection(const Peer& peer) const {
     return {};
 }
 
-void Server::add(Pello::FileDescriptor socket, const Peer& peer) {
+void Server::add(Posix::FileDescriptor socket, const Peer& peer) {
     const std::uint64_t number = ++latestClient_;
     try {
         clients_.emplace(number, newClient(number, socket));
@@ -170,7 +171,7 @@ void Server::add(Pello::FileDescriptor socket, const Peer& peer) {
 }
 
 std::unique_ptr<Server::Client> Server::newClient(std::uint64_t number,
-                                                  Pello::FileDescriptor& socket) {
+                                                  Posix::FileDescriptor& socket) {
     auto runner = makeRunner_();
     auto source = loop_.onFile(socket.get(), EPOLLIN, [this, number](std::uint32_t events) {
         serve(*clients_.at(number), events);
@@ -242,10 +243,25 @@ void Server::carryOut(Client& client) {
     });
 }
 
+/// Until then the client's socket is let alone: one that hung up would be reported all the time.
+void Server::waitFor(int fd, Client& client) {
+    client.source.enabledIs(false);
+    client.work = {}; // a file is waited for once
+    client.work = loop_.onFile(fd, EPOLLIN, [this, &client](auto) {
+        client.work = {};
+        client.source.enabledIs(true);
+        carryOut(client);
+    });
+}
+
 /// After anything that happened with a client: it goes, or waits for its turn, or for its socket.
 void Server::settle(Client& client) {
     if (client.connection.isOver()) {
         drop(client);
+        return;
+    }
+    if (const int fd = client.connection.waitsFor(); fd >= 0) {
+        waitFor(fd, client);
         return;
     }
     client.source.eventsAre(client.connection.events());

@@ -53,6 +53,7 @@ class Server {
         std::uint64_t number;
         Connection connection;
         EventSource source{};
+        EventSource work{};     // there while its request waits for something
         bool isWaiting = false; // for its turn: it is in `waiting_`
     };
 
@@ -60,14 +61,15 @@ class Server {
     void pauseAccepting(int error);
     /// The error for somebody who gets no connection; empty for who does.
     std::string objection(const Peer& peer) const;
-    void add(Pello::FileDescriptor socket, const Peer& peer);
+    void add(Posix::FileDescriptor socket, const Peer& peer);
     /// Takes the socket only when nothing is left that is likely to fail.
-    std::unique_ptr<Client> newClient(std::uint64_t number, Pello::FileDescriptor& socket);
+    std::unique_ptr<Client> newClient(std::uint64_t number, Posix::FileDescriptor& socket);
 
     void serve(Client& client, std::uint32_t events);
     void takeTurn();
     void carryOutNext();
     void carryOut(Client& client);
+    void waitFor(int fd, Client& client);
     void settle(Client& client);
     /// Runs a part of the work for a client. A failure that is not the client's ends its connection
     /// and nothing else.

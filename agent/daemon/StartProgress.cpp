@@ -3,7 +3,7 @@
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
-#include "agent/Text.h"
+#include "agent/outcome/Text.h"
 
 namespace LagAgent {
 

@@ -4,9 +4,9 @@
 #include <set>
 #include <string>
 
-#include "agent/Progress.h"
-#include "agent/TerminalProgress.h"
+#include "agent/console/TerminalProgress.h"
 #include "agent/daemon/Log.h"
+#include "agent/outcome/Progress.h"
 
 namespace LagAgent {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/ChipState.h"
+#include "agent/terms/ChipState.h"
 
 namespace LagAgent {
 

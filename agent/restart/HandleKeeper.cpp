@@ -1,6 +1,6 @@
 #include "agent/restart/HandleKeeper.h"
 
-#include "agent/Values.h"
+#include "agent/terms/Values.h"
 
 namespace LagAgent {
 

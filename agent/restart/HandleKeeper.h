@@ -1,8 +1,8 @@
 #pragma once
 
-#include "agent/Driver.h"
+#include "agent/chip/Driver.h"
 #include "agent/restart/Identification.h"
-#include "platform/MbbGlimtKey/SharedKeyManager.h"
+#include "mapped-tables/SharedKeyManager.h"
 
 namespace LagAgent {
 

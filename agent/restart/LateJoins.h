@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "agent/ChipState.h"
+#include "agent/terms/ChipState.h"
 #include "platform/BfPdLagGroup/BfPdLagGroupIntf.h"
 
 namespace LagAgent {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <set>
 
-#include "agent/ChipWriter.h"
+#include "agent/chip/ChipWriter.h"
 #include "agent/restart/Identification.h"
 
 namespace LagAgent {

@@ -2,8 +2,8 @@
 
 #include <tuple>
 
-#include "agent/Values.h"
 #include "agent/restart/Mending.h"
+#include "agent/terms/Values.h"
 
 namespace LagAgent {
 

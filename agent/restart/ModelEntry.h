@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/Configuration.h"
+#include "agent/model/Configuration.h"
 #include "agent/restart/HandleKeeper.h"
 
 namespace LagAgent {

@@ -4,6 +4,8 @@
 #include <array>
 #include <thread>
 
+#include "agent/terms/CurrentError.h"
+
 namespace LagAgent {
 
 namespace {

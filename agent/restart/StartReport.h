@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/Reply.h"
+#include "agent/outcome/Reply.h"
 #include "agent/restart/Finding.h"
 #include "agent/restart/Phases.h"
 

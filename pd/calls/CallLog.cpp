@@ -1,11 +1,11 @@
 #include "pd/calls/CallLog.h"
 
-#include "pd/Operations.h"
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <utility>
+
+#include "pd/Operations.h"
 
 namespace pd {
 
@@ -22,10 +22,11 @@ void CallLog::start(std::size_t capacity) {
 
 void CallLog::append(CallRecord record) noexcept {
     record.sequence = end_;
-    if (ring_.size() < capacity_)
+    if (ring_.size() < capacity_) {
         ring_.push_back(record);
-    else
+    } else {
         ring_[slotOf(end_)] = record;
+    }
     ++end_;
     begin_ = std::max(begin_, end_ - std::min<std::uint64_t>(end_ - begin_, capacity_));
 }
@@ -70,12 +71,13 @@ std::string toText(const CallRecord& record) {
         const auto [kind, direction] = kShapes[record.operation][i];
         const std::string name = operation.arguments[i];
         const char* const separator = inputs.empty() ? "" : ", ";
-        if ((record.arguments.nulls >> i & 1u) != 0)
+        if ((record.arguments.nulls >> i & 1u) != 0) {
             inputs += separator + name + "=null";
-        else if (direction == Direction::in)
+        } else if (direction == Direction::in) {
             inputs += separator + name + '=' + valueText(kind, word);
-        else if (record.status == P4_PD_STATUS_SUCCESS)
+        } else if (record.status == P4_PD_STATUS_SUCCESS) {
             outputs += ' ' + name + '=' + valueText(kind, word);
+        }
         word += wordsOf(kind);
     }
     return std::string(operation.name) + '(' + inputs + ") -> " + std::to_string(record.status) +
@@ -83,10 +85,12 @@ std::string toText(const CallRecord& record) {
 }
 
 pipe_status readCall(const CallRecord* record, velmor_asic_call_t* call) noexcept {
-    if (!call)
+    if (!call) {
         return P4_PD_STATUS_INVALID_ARG;
-    if (!record)
+    }
+    if (!record) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
+    }
     *call = {record->sequence, kOperations[record->operation].name, record->status};
     return P4_PD_STATUS_SUCCESS;
 }

@@ -1,13 +1,13 @@
 // The latest PD calls, in a ring.
 #pragma once
 
-#include "pd/PdTools.h"
-#include "pd/calls/CallRecord.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "pd/PdTools.h"
+#include "pd/calls/CallRecord.h"
 
 namespace pd {
 

@@ -1,13 +1,13 @@
 // PD calls as data: every argument is one or two words, with a shape that tells how to read them.
 #pragma once
 
-#include "pd/Operations.h"
-
 #include <array>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+
+#include "pd/Operations.h"
 
 namespace pd {
 
@@ -107,14 +107,16 @@ class Recorder {
     void add(const T& argument) noexcept {
         const auto [kind, direction] = kShapes[record_.operation][arguments_];
         std::uint32_t* const word = record_.arguments.words.data() + words_;
-        if constexpr (!std::is_pointer_v<T>)
+        if constexpr (!std::is_pointer_v<T>) {
             put(word, argument);
-        else if (!argument)
+        } else if (!argument) {
             record_.arguments.nulls =
                 static_cast<std::uint16_t>(record_.arguments.nulls | 1u << arguments_);
+        }
         // An output that was not written may be uninitialised, and is not read.
-        else if (direction == Direction::in || record_.status == P4_PD_STATUS_SUCCESS)
+        else if (direction == Direction::in || record_.status == P4_PD_STATUS_SUCCESS) {
             put(word, *argument);
+        }
         words_ += wordsOf(kind);
         ++arguments_;
     }

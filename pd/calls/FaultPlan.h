@@ -1,12 +1,12 @@
 // Failures of PD calls that were asked for.
 #pragma once
 
-#include "pd/Operations.h"
-#include "pd/PdTools.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+#include "pd/Operations.h"
+#include "pd/PdTools.h"
 
 namespace pd {
 
@@ -19,11 +19,13 @@ class FaultPlan {
     [[nodiscard]] pipe_status plan(const char* operation, std::uint32_t nth, pipe_status status,
                                    std::uint32_t mode) {
         const bool isMode = mode == VELMOR_ASIC_FAULT_ONCE || mode == VELMOR_ASIC_FAULT_ALWAYS;
-        if (!operation || nth == 0 || status == P4_PD_STATUS_SUCCESS || !isMode)
+        if (!operation || nth == 0 || status == P4_PD_STATUS_SUCCESS || !isMode) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         const std::size_t index = findOperation(operation);
-        if (index == kOperations.size())
+        if (index == kOperations.size()) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         faults_.push_back({index, nth, status, mode});
         return P4_PD_STATUS_SUCCESS;
     }
@@ -34,14 +36,16 @@ class FaultPlan {
         pipe_status status = P4_PD_STATUS_SUCCESS;
         for (auto fault = faults_.begin(); fault != faults_.end();) {
             const bool due = fault->operation == operation && --fault->callsToGo == 0;
-            if (due && status == P4_PD_STATUS_SUCCESS)
+            if (due && status == P4_PD_STATUS_SUCCESS) {
                 status = fault->status;
+            }
             if (due && fault->mode == VELMOR_ASIC_FAULT_ONCE) {
                 fault = faults_.erase(fault);
                 continue;
             }
-            if (due)
+            if (due) {
                 fault->callsToGo = 1;
+            }
             ++fault;
         }
         return status;

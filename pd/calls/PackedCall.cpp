@@ -24,8 +24,9 @@ PackedCall pack(const CallRecord& record) noexcept {
     words[packed_at::kHead] = record.operation | std::uint64_t{record.arguments.nulls} << 16 |
                               std::uint64_t{record.status} << 32;
     words[packed_at::kShapes] = shapeWord(record.operation);
-    for (std::size_t i = 0; i < arguments.size(); ++i)
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
         words[packed_at::kArguments + i / 2] |= std::uint64_t{arguments[i]} << (i % 2 * 32);
+    }
     return words;
 }
 
@@ -36,11 +37,13 @@ std::optional<CallRecord> unpack(const PackedCall& words) noexcept {
     record.arguments.nulls = static_cast<std::uint16_t>(head >> 16);
     record.status = static_cast<pipe_status>(head >> 32);
     if (record.operation >= kOperations.size() ||
-        words[packed_at::kShapes] != shapeWord(record.operation))
+        words[packed_at::kShapes] != shapeWord(record.operation)) {
         return std::nullopt;
-    for (std::size_t i = 0; i < record.arguments.words.size(); ++i)
+    }
+    for (std::size_t i = 0; i < record.arguments.words.size(); ++i) {
         record.arguments.words[i] =
             static_cast<std::uint32_t>(words[packed_at::kArguments + i / 2] >> (i % 2 * 32));
+    }
     return record;
 }
 

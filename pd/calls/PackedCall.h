@@ -1,12 +1,12 @@
 // Calls as the words that memory keeps of them which several processes share.
 #pragma once
 
-#include "pd/calls/CallRecord.h"
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+
+#include "pd/calls/CallRecord.h"
 
 namespace pd {
 
@@ -22,7 +22,7 @@ enum : std::size_t {
 
 using PackedCall = std::array<std::uint64_t, packed_at::kWords>;
 
-/// The highest bits of packed_at::kShapes stay 0, for who has something to keep there.
+/// The highest bits of packed_at::kShapes stay 0, and are free for the use of a caller.
 inline constexpr unsigned kPackedShapeBits = 4 * Operation::kMaxArguments;
 
 /// All of a record but its sequence number.

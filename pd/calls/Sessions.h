@@ -9,7 +9,7 @@
 namespace pd {
 
 /// Session 0 is always open; beside it 63 sessions can be. Numbers rise, so that the number of a
-/// closed session stays unknown instead of soon meaning somebody else's.
+/// closed session stays unknown, and does not soon become another client's.
 class Sessions {
   public:
     static constexpr std::uint32_t kCapacity = 64;
@@ -29,8 +29,9 @@ class Sessions {
             const p4_pd_sess_hdl_t candidate = next_;
             next_ = candidate + 1 == kClosed ? 1 : candidate + 1;
             auto& slot = slots_[candidate % kCapacity];
-            if (slot != kClosed)
+            if (slot != kClosed) {
                 continue;
+            }
             slot = candidate;
             *session = candidate;
             return P4_PD_STATUS_SUCCESS;
@@ -40,8 +41,9 @@ class Sessions {
 
     /// REQUIRES: isOpen(session).
     [[nodiscard]] pipe_status close(p4_pd_sess_hdl_t session) noexcept {
-        if (session == 0)
+        if (session == 0) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         slots_[session % kCapacity] = kClosed;
         return P4_PD_STATUS_SUCCESS;
     }

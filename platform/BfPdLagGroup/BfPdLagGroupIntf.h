@@ -14,7 +14,7 @@ namespace BfPdLagGroup {
  *
  * They are resolved by name from the library handle whenever the handle is set; a null handle means
  * the process's own symbols, and a handle of no open library resolves nothing. The handle is
- * borrowed: who opened the library keeps it open.
+ * borrowed: the library stays open for as long.
  */
 class KEL_EXPORT BfPdLagGroupIntf : public Kel::Object<BfPdLagGroupIntf, Kel::Entity>,
                                     public PdOperations {

@@ -7,7 +7,7 @@
 
 #include "BfLagGroup/LagGroupActionProfileSm.h"
 #include "driver-status/BfTableException.h"
-#include "platform/Pello/StateException.h"
+#include "posix/StateException.h"
 #include "tests/BfLagGroup/TableWorld.h"
 
 namespace table_test {
@@ -182,8 +182,8 @@ TEST_F(TableFactory, AnyOtherExceptionOfTheWalkLeavesTheFactoryAndNothingBehind)
 }
 
 TEST_F(TableFactory, StateThatCannotBeUsedIsNoCorruptionAndLeavesTheFactory) {
-    keys->entries.exceptionIs(Pello::StateException("/state/entries", "not this user's"));
-    EXPECT_THROW(makeTable(), Pello::StateException);
+    keys->entries.exceptionIs(Posix::StateException("/state/entries", "not this user's"));
+    EXPECT_THROW(makeTable(), Posix::StateException);
     EXPECT_THAT(journal.lines(), ElementsAre(kSetScope));
 }
 
@@ -382,8 +382,8 @@ TEST_F(ProfileFactory, AnyOtherExceptionOfAWalkLeavesTheFactory) {
 }
 
 TEST_F(ProfileFactory, StateThatCannotBeUsedIsNoCorruptionAndLeavesTheFactory) {
-    keys->groups.exceptionIs(Pello::StateException("/state/groups", "not this user's"));
-    EXPECT_THROW(make(), Pello::StateException);
+    keys->groups.exceptionIs(Posix::StateException("/state/groups", "not this user's"));
+    EXPECT_THROW(make(), Posix::StateException);
     EXPECT_THAT(journal.lines(), IsEmpty());
 }
 

@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "agent/Interpreter.h"
-#include "agent/ValueType.h"
+#include "agent/command/Interpreter.h"
+#include "agent/command/ValueType.h"
 
 namespace LagAgent {
 

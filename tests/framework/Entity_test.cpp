@@ -162,6 +162,16 @@ TEST_F(EntityTree, AChildMayBeDetachedUnderTheIterator) {
     EXPECT_EQ(group_->entity().size(), 0u);
 }
 
+TEST_F(EntityTree, AnEntityMayBeNamedAfterANumber) {
+    const Kel::Ptr<Kel::Entity> parent = new Kel::Entity(Kel::U64{0});
+    const Kel::Ptr<Kel::Entity> child = new Kel::Entity(Kel::U64{18446744073709551615u});
+    child->handleParent(parent.ptr(), "member");
+    EXPECT_EQ(parent->name(), Kel::Name("0"));
+    EXPECT_EQ(child->name(), Kel::Name("18446744073709551615"));
+    EXPECT_EQ(child->fullName(), Kel::Name("0/member[18446744073709551615]"));
+    EXPECT_EQ(parent->entity().lookup("member[18446744073709551615]"), child.ptr());
+}
+
 TEST_F(EntityTree, AllChildrenMayGoUnderTheIterator) {
     const Kel::Ptr<Kel::Entity> parent = new Kel::Entity("parent");
     std::vector<Kel::Ptr<Kel::Entity>> children;

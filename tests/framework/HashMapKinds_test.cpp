@@ -110,6 +110,15 @@ TEST(HashMap, findsByAKeyWithItsHash) {
     EXPECT_NE(map.lookup(probe), nullptr);
 }
 
+TEST(HashMap, insertsUnderAKeyWithItsHash) {
+    BucketMap map;
+    for (U32 n = 0; n < 100; ++n) {
+        map.newMember(make(n), BucketMap::Probe(Id(n)));
+    }
+    EXPECT_STREQ(Kel::HashMapChecker<BucketMap>::defectOf(map), "");
+    EXPECT_EQ(map.lookup(Id(42))->fwkKey(), Id(42));
+}
+
 TEST(HashMap, itsIteratorYieldsAPlainPointer) {
     BucketMap map;
     map.newMember(make(7));

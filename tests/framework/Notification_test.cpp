@@ -429,6 +429,44 @@ TEST_F(Notification, ANotifieeThatDestroysItselfAndThrowsIsNotCalledAgain) {
     EXPECT_EQ(notifier_->notifieeList()->size(), 1u);
 }
 
+TEST_F(Notification, AnOnlyNotifieeThatDestroysItselfAndThrowsIsNotCalledAgain) {
+    auto a = std::make_unique<Probe>(log_, "a", *notifier_);
+    a->whenTold = [&](Kel::AttributeId id) {
+        a.reset();
+        fail(id);
+    };
+    EXPECT_THROW(notifier_->announce(130), std::runtime_error);
+    EXPECT_THAT(log_, ElementsAre("a 130"));
+    EXPECT_EQ(notifier_->notifieeList()->size(), 0u);
+}
+
+TEST_F(Notification, AnOnlyNotifieeMayGiveItsPlaceToAnotherThatIsToldOfTheNestedChangeAlone) {
+    Probe a(log_, "a", *notifier_);
+    Probe late(log_, "late");
+    a.whenTold = [&](auto) {
+        a.notifierIs(nullptr);
+        late.notifierIs(notifier_.ptr());
+        notifier_->announce(131);
+    };
+    notifier_->announce(130);
+    EXPECT_THAT(log_, ElementsAre("a 130", "late 131"));
+}
+
+TEST_F(Notification, GapsThatAnExceptionLeavesAreNotTold) {
+    Probe a(log_, "a", *notifier_);
+    Probe b(log_, "b", *notifier_);
+    Probe c(log_, "c", *notifier_);
+    a.whenTold = [&](Kel::AttributeId id) {
+        b.notifierIs(nullptr);
+        fail(id);
+    };
+    EXPECT_THROW(notifier_->announce(130), std::runtime_error);
+    EXPECT_EQ(notifier_->notifieeList()->size(), 2u);
+    a.whenTold = nullptr;
+    notifier_->announce(131);
+    EXPECT_THAT(log_, ElementsAre("a 130", "a exception", "a 131", "c 131"));
+}
+
 TEST_F(Notification, ANotifieeThatUnregistersItselfAndThrowsIsStillToldOfItsException) {
     Probe a(log_, "a", *notifier_);
     a.whenTold = [&](Kel::AttributeId id) {

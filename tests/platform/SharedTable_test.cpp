@@ -5,7 +5,7 @@
 
 #include "platform/Glimt/MbbVantof.h"
 #include "platform/MbbGlimtKey/InProcessTable.h"
-#include "platform/Pello/StateException.h"
+#include "posix/StateException.h"
 
 namespace {
 
@@ -117,13 +117,13 @@ TEST_F(SharedTable, AReaderOfItsOwnMeetsTheCorruptionAsAnException) {
 TEST_F(SharedTable, StateThatCannotBeUsedIsNoCorruption) {
     struct Unusable : Table {
         bool advance(Glimt::IterHint&, EntryConfig&) const override {
-            throw Pello::StateException("/state/entries", "not this user's");
+            throw Posix::StateException("/state/entries", "not this user's");
         }
     } unusable;
     unusable.recordIs({1, RuxTable::RuxSdkEntryHandle(1001)});
     int visits = 0;
     EXPECT_THROW(Glimt::walk<EntryConfig>(unusable, [&](const EntryConfig&) { ++visits; }),
-                 Pello::StateException);
+                 Posix::StateException);
     EXPECT_EQ(visits, 1);
     EXPECT_EQ(unusable.corruptions(), 0u);
 }

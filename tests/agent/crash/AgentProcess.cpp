@@ -9,7 +9,8 @@
 #include <system_error>
 #include <thread>
 
-#include "agent/Interpreter.h"
+#include "agent/command/Interpreter.h"
+#include "agent/terms/CurrentError.h"
 #include "tests/agent/crash/AsicLibrary.h"
 #include "tests/agent/crash/Tracer.h"
 
@@ -17,7 +18,7 @@ namespace LagAgent::Crash {
 
 namespace {
 
-using Pello::FileDescriptor;
+using Posix::FileDescriptor;
 
 struct PipeEnds {
     FileDescriptor read;
@@ -81,7 +82,7 @@ AgentProcess::AgentProcess(const StatePlace& place, const Death& death,
             reaper->starts();
             return std::make_unique<Agent>(
                 asicTarget(),
-                StateOptions{.directory = std::make_shared<const Pello::StateDirectory>(
+                StateOptions{.directory = std::make_shared<const Posix::StateDirectory>(
                                  Kel::String(place.directory())),
                              .pause = [](std::chrono::milliseconds) {},
                              .beforeStore = [reaper] { reaper->tableStore(); }},

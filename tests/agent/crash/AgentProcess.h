@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
-#include "platform/Pello/FileDescriptor.h"
+#include "agent/command/Agent.h"
+#include "posix/FileDescriptor.h"
 #include "tests/agent/crash/ChildProcess.h"
 #include "tests/agent/crash/Death.h"
 #include "tests/agent/crash/LineReader.h"
@@ -71,8 +71,8 @@ class AgentProcess {
 
     Death death_{};
     Clock::time_point forked_{};
-    Pello::FileDescriptor orders_{};
-    Pello::FileDescriptor answers_{};
+    Posix::FileDescriptor orders_{};
+    Posix::FileDescriptor answers_{};
     std::unique_ptr<LineReader> reader_{};
     std::optional<Answer> start_{};
     std::unique_ptr<ChildProcess> child_{};

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <set>
 
-#include "platform/Glimt/SlotFormat.h"
+#include "mapped-tables/SlotFormat.h"
 #include "tests/agent/crash/AsicLibrary.h"
 #include "tests/agent/crash/Checks.h"
 #include "tests/agent/crash/CrashTest.h"

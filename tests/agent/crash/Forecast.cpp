@@ -3,7 +3,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "agent/Agent.h"
+#include "agent/command/Agent.h"
 #include "agent/restart/Audit.h"
 #include "agent/restart/Restart.h"
 
@@ -20,7 +20,7 @@ Json audited(const StatePlace& place) {
     const AsicControl asic(library);
     const ChipTables chip(library, target);
     const StateOptions options{
-        .directory = std::make_shared<const Pello::StateDirectory>(Kel::String(place.directory()))};
+        .directory = std::make_shared<const Posix::StateDirectory>(Kel::String(place.directory()))};
     std::uint64_t firstCall = 0;
     const auto attach = [&] {
         asic.attach(target.device, place.chip());
@@ -28,7 +28,9 @@ Json audited(const StatePlace& place) {
         return StatefulChip::Facts{asic.bootGeneration(target.device), chip.usage()};
     };
     PersistentState state(options, {.file = place.chip(), .attach = attach});
-    const Audit audit = LagAgent::audit(readSituation(chip, state));
+    const Audit audit =
+        LagAgent::audit({readRecords(state.keys()), chip.read(), state.database().read(),
+                         state.isNew(), state.isMendingNoted()});
     Json operations = Json::array({kEntryScope});
     for (const PdWrite& write : audit.writes) {
         operations.push_back(write.operation);

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/Reply.h"
+#include "agent/outcome/Reply.h"
 #include "tests/agent/crash/StatePlace.h"
 #include "tests/agent/crash/Watcher.h"
 

@@ -11,12 +11,12 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent::Crash {
 
 namespace fs = std::filesystem;
-using Pello::FileDescriptor;
+using Posix::FileDescriptor;
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <fstream>
 
-#include "tests/agent/Terminal.h"
+#include "tests/agent/console/Terminal.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
 

@@ -6,8 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/daemon/Address.h"
 #include "agent/daemon/ControlSocket.h"
+#include "agent/wire/Address.h"
 #include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/FewDescriptors.h"
 #include "tests/agent/daemon/TestDirectory.h"
@@ -29,7 +29,7 @@ class RemoteRunnerTest : public testing::Test {
         daemon_ = Child([=, this] {
             pollfd waiting{socket_->fd(), POLLIN, 0};
             ::poll(&waiting, 1, 60'000);
-            const Pello::FileDescriptor client(::accept(socket_->fd(), nullptr, nullptr));
+            const Posix::FileDescriptor client(::accept(socket_->fd(), nullptr, nullptr));
             say(client, greeting);
             char request[1000];
             if (!answer.empty() && ::recv(client.get(), request, sizeof request, 0) > 0) {
@@ -60,7 +60,7 @@ class RemoteRunnerTest : public testing::Test {
     const std::string control = folder / "control";
 
   private:
-    static void say(const Pello::FileDescriptor& client, const std::string& text) {
+    static void say(const Posix::FileDescriptor& client, const std::string& text) {
         ::send(client.get(), text.data(), text.size(), MSG_NOSIGNAL);
     }
 
@@ -119,12 +119,12 @@ TEST_F(RemoteRunnerTest, AnswerThatDoesNotComeInTimeEndsTheScript) {
 }
 
 TEST_F(RemoteRunnerTest, SocketThatTakesNoMoreClientsIsNotWaitedForLongerThanToldTo) {
-    const Pello::FileDescriptor crowded(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const Posix::FileDescriptor crowded(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const sockaddr_un address = addressOf(control);
     const auto* const place = reinterpret_cast<const sockaddr*>(&address);
     ASSERT_EQ(0, ::bind(crowded.get(), place, sizeof address));
     ASSERT_EQ(0, ::listen(crowded.get(), 0));
-    const Pello::FileDescriptor first(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const Posix::FileDescriptor first(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     ASSERT_EQ(0, ::connect(first.get(), place, sizeof address));
     EXPECT_EQ("cannot reach a daemon at " + control + ": too many clients are waiting there",
               objection({.greeting = std::chrono::seconds(1)}));

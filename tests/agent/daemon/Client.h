@@ -8,8 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "agent/daemon/Address.h"
-#include "platform/Pello/FileDescriptor.h"
+#include "agent/wire/Address.h"
+#include "posix/FileDescriptor.h"
 
 namespace LagAgent {
 
@@ -36,7 +36,7 @@ class Client {
 
     /// No more will be said.
     void sayNoMore() { ::shutdown(socket_.get(), SHUT_WR); }
-    void hangUp() { socket_ = Pello::FileDescriptor(); }
+    void hangUp() { socket_ = Posix::FileDescriptor(); }
 
     /// The next document; null when the daemon closed the connection, or says nothing for a minute.
     nlohmann::json hears() {
@@ -66,7 +66,7 @@ class Client {
     int fd() const { return socket_.get(); }
 
   private:
-    Pello::FileDescriptor socket_;
+    Posix::FileDescriptor socket_;
     std::string heard_;
 };
 

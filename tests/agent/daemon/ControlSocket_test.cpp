@@ -7,9 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/Errors.h"
-#include "agent/daemon/Address.h"
-#include "platform/Pello/LockFile.h"
+#include "agent/outcome/Errors.h"
+#include "agent/wire/Address.h"
+#include "posix/LockFile.h"
 #include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/FewDescriptors.h"
@@ -83,7 +83,7 @@ TEST_F(ControlSocketTest, OfALivingDaemonIsNot) {
 
 TEST_F(ControlSocketTest, OfADaemonThatHasNotGotItYetIsLeftToIt) {
     leaveStaleSocket();
-    const Pello::LockFile lock(Kel::String(path + ".lock"), "the test");
+    const Posix::LockFile lock(Kel::String(path + ".lock"), "the test");
     EXPECT_EQ("cannot take commands at " + path + ": " + path +
                   ": in use by another agent, process " + std::to_string(::getpid()),
               complaint());
@@ -91,7 +91,7 @@ TEST_F(ControlSocketTest, OfADaemonThatHasNotGotItYetIsLeftToIt) {
 }
 
 TEST_F(ControlSocketTest, OfAnotherProgramThatListensIsNotReplaced) {
-    const Pello::FileDescriptor other(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const Posix::FileDescriptor other(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const sockaddr_un address = addressOf(path);
     ASSERT_EQ(0, ::bind(other.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
     ASSERT_EQ(0, ::listen(other.get(), 1));

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <vector>
 
-#include "agent/daemon/Address.h"
+#include "agent/wire/Address.h"
 #include "tests/agent/daemon/Child.h"
 #include "tests/agent/daemon/TestDirectory.h"
 
@@ -51,7 +51,7 @@ class Manager {
 
   private:
     std::string path_;
-    Pello::FileDescriptor socket_;
+    Posix::FileDescriptor socket_;
 };
 
 /// A daemon with a state directory of the test's own, in a child.
@@ -62,6 +62,15 @@ class Daemon {
     void start(const std::function<int()>& work) {
         run(work);
         said = manager.hearsUpTo("READY=1");
+    }
+    /// The same without waiting.
+    void run(const std::function<int()>& work) {
+        child_ = Child([&] {
+            const int log = ::open(logPath().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+            ::dup2(log, STDERR_FILENO);
+            ::setenv("NOTIFY_SOCKET", manager.path().c_str(), 1);
+            return work();
+        });
     }
     /// Runs the agent's program with these arguments, and waits until it is ready.
     void startProgram(const std::string& arguments = "") {
@@ -99,15 +108,6 @@ class Daemon {
     std::vector<std::string> said;
 
   private:
-    void run(const std::function<int()>& work) {
-        child_ = Child([&] {
-            const int log = ::open(logPath().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-            ::dup2(log, STDERR_FILENO);
-            ::setenv("NOTIFY_SOCKET", manager.path().c_str(), 1);
-            return work();
-        });
-    }
-
     Child child_;
 };
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "agent/Errors.h"
+#include "agent/outcome/Errors.h"
 
 namespace LagAgent {
 

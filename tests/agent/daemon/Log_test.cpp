@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/Pello/FileDescriptor.h"
+#include "posix/FileDescriptor.h"
 #include "tests/agent/daemon/TestDirectory.h"
 
 namespace LagAgent {
@@ -25,8 +25,8 @@ class LogTest : public testing::Test {
     LogTest() {
         int ends[2];
         EXPECT_EQ(0, ::pipe2(ends, O_CLOEXEC | O_NONBLOCK));
-        out_ = Pello::FileDescriptor(ends[0]);
-        in_ = Pello::FileDescriptor(ends[1]);
+        out_ = Posix::FileDescriptor(ends[0]);
+        in_ = Posix::FileDescriptor(ends[1]);
         ::unsetenv("JOURNAL_STREAM");
     }
     ~LogTest() override { ::unsetenv("JOURNAL_STREAM"); }
@@ -54,8 +54,8 @@ class LogTest : public testing::Test {
     }
 
   private:
-    Pello::FileDescriptor out_;
-    Pello::FileDescriptor in_;
+    Posix::FileDescriptor out_;
+    Posix::FileDescriptor in_;
 };
 
 TEST(Logfmt, QuotesValuesThatNeedIt) {

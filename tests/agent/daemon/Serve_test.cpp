@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "asic/SoftwareAsic.h"
 #include "tests/agent/Process.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
@@ -187,6 +188,39 @@ TEST_F(Serve, EndLeavesTheChipAsItIs) {
     EXPECT_EQ(calls, callsAtEnd);
 }
 
+/// The chip refuses each start for a reason that passes by itself.
+class ServeRefused : public Serve {
+  protected:
+    static constexpr std::uint32_t kTryAgain = 10;
+
+    void run(const std::function<void(std::chrono::milliseconds)>& pause) {
+        daemon.run([this, pause] {
+            velmor_asic_fault_plan("p4_pd_velmor_switch_lagGroup_set_property", 1, kTryAgain,
+                                   VELMOR_ASIC_FAULT_ALWAYS);
+            return serve({.target = {.pdPath = PD_VELMOR_SWITCH_LIBRARY},
+                          .stateDirectory = daemon.directory(),
+                          .control = daemon.control(),
+                          .pause = pause});
+        });
+    }
+};
+
+TEST_F(ServeRefused, MinuteOfItIsAFailureAfterWhichAnotherStartMaySucceed) {
+    run([](std::chrono::milliseconds) {}); // each counts as if it had been waited for
+    EXPECT_EQ(1, daemon.exitStatus());
+    EXPECT_THAT(daemon.log(), AllOf(HasSubstr("event=failed kind=start"),
+                                    HasSubstr("the chip forwards on as it is"),
+                                    HasSubstr("The chip has refused for a minute")));
+}
+
+TEST_F(ServeRefused, SignalToEndEndsTheStart) {
+    run({});
+    while (daemon.log().find("the chip refuses for now, and is asked again") == std::string::npos) {
+    }
+    EXPECT_EQ(0, daemon.stop());
+    EXPECT_THAT(daemon.log(), HasSubstr("event=stop reason=SIGTERM"));
+}
+
 TEST_F(Serve, RefusedPdCallIsAWarning) {
     daemon.startProgram();
     auto one = client();
@@ -205,7 +239,7 @@ TEST_F(Serve, RefusedPdCallIsAWarning) {
 TEST_F(Serve, ReaderOfItsLogThatStopsDoesNotHoldItUp) {
     int ends[2];
     ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
-    const Pello::FileDescriptor reader(ends[0]), writer(ends[1]);
+    const Posix::FileDescriptor reader(ends[0]), writer(ends[1]);
     const std::string all(static_cast<std::size_t>(::fcntl(ends[0], F_GETPIPE_SZ)), '.');
     ASSERT_EQ(static_cast<ssize_t>(all.size()), ::write(writer.get(), all.data(), all.size()));
     const std::string directory = daemon.directory();
@@ -223,7 +257,7 @@ TEST_F(Serve, ReaderOfItsLogThatIsGoneDoesNotEndIt) {
     int ends[2];
     ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
     ::close(ends[0]);
-    const Pello::FileDescriptor writer(ends[1]);
+    const Posix::FileDescriptor writer(ends[1]);
     const std::string directory = daemon.directory();
     daemon.start([&] {
         ::dup2(writer.get(), STDERR_FILENO);

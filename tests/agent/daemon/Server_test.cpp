@@ -6,9 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/ExitStatus.h"
-#include "agent/Text.h"
-#include "agent/daemon/Wire.h"
+#include "agent/outcome/ExitStatus.h"
+#include "agent/outcome/Text.h"
+#include "agent/wire/Wire.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
 #include "tests/agent/daemon/FewDescriptors.h"
@@ -25,25 +25,55 @@ struct Shared {
     int gate = -1; // 'gate' waits until there is a byte
     bool isNextRefused = false;
     std::string obstacle{};
-    std::vector<Pello::FileDescriptor> descriptors{};
+    std::vector<Posix::FileDescriptor> descriptors{};
     std::size_t rowsMade = 0;
 };
 
 /// All descriptors that the process may have.
-std::vector<Pello::FileDescriptor> allDescriptors() {
+std::vector<Posix::FileDescriptor> allDescriptors() {
     const rlimit few{64, 64};
     ::setrlimit(RLIMIT_NOFILE, &few);
-    std::vector<Pello::FileDescriptor> all;
+    std::vector<Posix::FileDescriptor> all;
     do {
         all.emplace_back(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
     } while (all.back());
     return all;
 }
 
+/// So many turns, or one for which it waits.
+class FakeWork final : public Work {
+  public:
+    FakeWork(Shared& shared, std::size_t turns) : shared_(shared), turns_(turns) {}
+
+    bool goOn(Reply& reply) override {
+        if (char byte; turns_ == 0) {
+            EXPECT_EQ(1, ::read(shared_.gate, &byte, 1));
+        }
+        ++shared_.rowsMade;
+        if (turns_ > 1) {
+            --turns_;
+            return false;
+        }
+        reply.add("text", "done", "done");
+        return true;
+    }
+    int waitsFor() const override { return turns_ == 0 ? shared_.gate : -1; }
+
+  private:
+    Shared& shared_;
+    std::size_t turns_; // 0: it waits for the gate
+};
+
 /// Commands with which a test can see and steer what the server does.
 class FakeRunner final : public CommandRunner {
   public:
     explicit FakeRunner(Shared& shared) : shared_(shared) {}
+
+    std::vector<std::string> continuations(const std::vector<std::string>& words) override {
+        std::vector<std::string> all{"after"};
+        all.insert(all.end(), words.begin(), words.end());
+        return all;
+    }
 
     Outcome run(std::string_view line) override {
         const auto words = wordsOf(line);
@@ -61,6 +91,9 @@ class FakeRunner final : public CommandRunner {
             text = std::string(std::stoul(words.at(1)), 'x');
         } else if (word == "rows" || word == "terminating-rows") {
             outcome.reply.add("rows", rows(std::stoul(words.at(1)), word != "rows"));
+            return outcome;
+        } else if (word == "work") {
+            outcome.reply.workIs(std::make_shared<FakeWork>(shared_, std::stoul(words.at(1))));
             return outcome;
         } else if (word == "made") {
             text = std::to_string(shared_.rowsMade);
@@ -84,6 +117,12 @@ class FakeRunner final : public CommandRunner {
         }
         outcome.reply.add("text", text, text);
         return outcome;
+    }
+    void goOn(Outcome& outcome) override {
+        const auto work = outcome.reply.work();
+        if (work->goOn(outcome.reply)) {
+            outcome.reply.workIs(nullptr);
+        }
     }
     std::optional<Error> atEnd() override {
         return Error{ErrorKind::expectation, std::to_string(lines_) + " lines"};
@@ -115,8 +154,8 @@ class ServerTest : public testing::Test {
     ServerTest() {
         int ends[2];
         EXPECT_EQ(0, ::pipe2(ends, O_CLOEXEC));
-        const Pello::FileDescriptor gate(ends[0]);
-        gate_ = Pello::FileDescriptor(ends[1]);
+        const Posix::FileDescriptor gate(ends[0]);
+        gate_ = Posix::FileDescriptor(ends[1]);
         daemon.start([&] {
             ::mkdir(daemon.directory().c_str(), 0700);
             const Log log(STDERR_FILENO, {.level = LogLevel::debug});
@@ -152,7 +191,7 @@ class ServerTest : public testing::Test {
         return std::make_unique<FakeRunner>(shared);
     }
 
-    Pello::FileDescriptor gate_;
+    Posix::FileDescriptor gate_;
 };
 
 TEST_F(ServerTest, GreetsAndAnswers) {
@@ -165,6 +204,13 @@ TEST_F(ServerTest, GreetsAndAnswers) {
         nlohmann::json::parse(
             R"({"result":{"text":"2"},"text":"2","error":{"kind":"refused","message":"fail so"}})"),
         client.hears());
+}
+
+TEST_F(ServerTest, TellsWhatMayFollowTheWordsOfALine) {
+    Client client(daemon.control());
+    client.hears();
+    client.say("{\"complete\":\"show  me\"}\n");
+    EXPECT_EQ(nlohmann::json({"after", "show", "me"}), client.hears()["continuations"]);
 }
 
 TEST_F(ServerTest, EveryClientHasAScriptOfItsOwn) {
@@ -463,6 +509,61 @@ TEST_F(ServerTest, LongAnswerIsMadeNoFasterThanItIsTaken) {
     EXPECT_EQ(made, other.textOf("made"));
 }
 
+TEST_F(ServerTest, LongWorkIsDoneBetweenTheCommandsOfOthers) {
+    auto one = client(), two = client();
+    one.run("gate");
+    one.run("work 1000");
+    for (int i = 0; i < 10; ++i) {
+        two.run("made");
+    }
+    openGate();
+    std::size_t before = 0;
+    for (int i = 0; i < 10; ++i) {
+        const auto made = std::stoul(two.hears()["text"].get<std::string>());
+        // One turn while a request is read, if it has not been, and one before it has its own.
+        EXPECT_LE(made, before + 2);
+        before = made;
+    }
+    EXPECT_LT(0u, before);
+    one.hears(); // the gate's
+    EXPECT_EQ("done", one.hears()["text"]);
+    EXPECT_EQ("1000", two.textOf("made"));
+}
+
+TEST_F(ServerTest, WorkThatWaitsHoldsUpNobody) {
+    auto one = client(), two = client();
+    one.run("work 0");
+    one.run("lines");
+    expectServes();
+    EXPECT_EQ("0", two.textOf("made"));
+    openGate();
+    EXPECT_EQ("done", one.hears()["text"]);
+    EXPECT_EQ("2", one.hears()["text"]);
+}
+
+TEST_F(ServerTest, ClientThatHangsUpWhileItsWorkWaitsGoesWhenThatIsDone) {
+    auto one = client();
+    one.run("work 0");
+    one.hangUp();
+    expectServes();
+    openGate();
+    while (daemon.log().find("event=client-gone client=1") == std::string::npos) {
+        expectServes();
+    }
+}
+
+TEST_F(ServerTest, SignalToEndLetsWorkThatWaitsFinish) {
+    auto one = client();
+    one.run("work 0");
+    expectServes();
+    daemon.signal(SIGTERM);
+    EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
+    openGate();
+    EXPECT_EQ("done", one.hears()["text"]);
+    EXPECT_TRUE(one.hears().is_null());
+    EXPECT_EQ(0, daemon.exitStatus());
+}
+
 TEST_F(ServerTest, SignalEndsTheServerWhileALongAnswerIsUnderWay) {
     auto one = client(), two = client();
     one.run("rows " + std::to_string(kRows));
@@ -521,7 +622,7 @@ TEST(ServerWatchdog, IsFedByTheLoop) {
 TEST(ServerLog, SaysHowMuchIsMissingAsSoonAsItCan) {
     int ends[2];
     ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
-    const Pello::FileDescriptor reader(ends[0]), writer(ends[1]);
+    const Posix::FileDescriptor reader(ends[0]), writer(ends[1]);
     Daemon daemon;
     daemon.start([&] {
         ::mkdir(daemon.directory().c_str(), 0700);

@@ -1,7 +1,0 @@
-#include "platform/Pello/StateException.h"
-
-namespace Pello {
-
-StateException::~StateException() = default;
-
-} // namespace Pello
