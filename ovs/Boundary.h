@@ -11,13 +11,13 @@
 // 5. the call log, if it records, gets the call.
 #pragma once
 
+#include <new>
+#include <type_traits>
+
 #include "ovs/Runtime.h"
 #include "ovs/Types.h"
 #include "pd/Operations.h"
 #include "pd/calls/CallRecord.h"
-
-#include <new>
-#include <type_traits>
 
 namespace ovs {
 
@@ -54,21 +54,25 @@ constexpr bool isAdmissible(const p4_pd_dev_target_t& target) noexcept {
 }
 template <class T>
 constexpr bool isAdmissible(const T& argument) noexcept {
-    if constexpr (std::is_pointer_v<T>)
+    if constexpr (std::is_pointer_v<T>) {
         return argument != nullptr;
+    }
     return true;
 }
 
 template <class Work, class First, class... Rest>
 Status perform(Runtime& runtime, const Work& work, const First& first, const Rest&... rest) {
-    if (const Status status = admitFirst(runtime, first); status != P4_PD_STATUS_SUCCESS)
+    if (const Status status = admitFirst(runtime, first); status != P4_PD_STATUS_SUCCESS) {
         return status;
-    if (!(... && isAdmissible(rest)))
+    }
+    if (!(... && isAdmissible(rest))) {
         return P4_PD_STATUS_INVALID_ARG;
-    if constexpr (std::is_invocable_v<Work, pd::Sessions&>)
+    }
+    if constexpr (std::is_invocable_v<Work, pd::Sessions&>) {
         return work(runtime.sessions);
-    else
+    } else {
         return work(runtime.madeChip());
+    }
 }
 
 template <std::size_t index, class Work, class... Arguments>
@@ -76,11 +80,13 @@ Status call(const Work& work, const Arguments&... arguments) noexcept {
     return contained([&] {
         Runtime& all = runtime();
         Status status = all.faults.strike(index);
-        if (status == P4_PD_STATUS_SUCCESS)
+        if (status == P4_PD_STATUS_SUCCESS) {
             status = contained([&] { return perform(all, work, arguments...); });
+        }
         if constexpr (pd::kOperations[index].isLogged()) {
-            if (all.log.recording())
+            if (all.log.recording()) {
                 all.log.append(pd::recordOf<index>(status, arguments...));
+            }
         }
         return status;
     });

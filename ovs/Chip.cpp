@@ -1,8 +1,8 @@
 #include "ovs/Chip.h"
 
-#include "ovs/Mapping.h"
-
 #include <utility>
+
+#include "ovs/Mapping.h"
 
 namespace ovs {
 
@@ -23,12 +23,14 @@ Bytes removal(Handle group) {
 // ---- Members
 
 Status Chip::addMember(const Action& action, Handle* member) {
-    if (tables().members.size() >= kMemberCapacity)
+    if (tables().members.size() >= kMemberCapacity) {
         return P4_PD_STATUS_NO_SPACE;
+    }
     std::vector<Bytes> messages;
     const Handle handle = link_.takeHandle(messages);
-    if (handle == kNoHandle)
+    if (handle == kNoHandle) {
         return P4_PD_STATUS_NO_SYS_RESOURCES;
+    }
     messages.push_back(
         groupMod(GroupCommand::add, toGroup(link_.settings().table, handle, action)));
     link_.change(std::move(messages),
@@ -38,8 +40,9 @@ Status Chip::addMember(const Action& action, Handle* member) {
 }
 
 Status Chip::modifyMember(Handle member, const Action& action) {
-    if (!find(tables().members, member))
+    if (!find(tables().members, member)) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
+    }
     link_.change({groupMod(GroupCommand::modify, toGroup(link_.settings().table, member, action))},
                  [&](Tables& tables) { find(tables.members, member)->action = action; });
     return P4_PD_STATUS_SUCCESS;
@@ -47,10 +50,12 @@ Status Chip::modifyMember(Handle member, const Action& action) {
 
 Status Chip::deleteMember(Handle member) {
     const Member* const record = find(tables().members, member);
-    if (!record)
+    if (!record) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
-    if (record->users != 0)
+    }
+    if (record->users != 0) {
         return P4_PD_STATUS_IN_USE;
+    }
     link_.change({removal(member)}, [&](Tables& tables) { tables.members.erase(member); });
     return P4_PD_STATUS_SUCCESS;
 }
@@ -58,14 +63,17 @@ Status Chip::deleteMember(Handle member) {
 // ---- Selector groups
 
 Status Chip::createGroup(std::uint16_t maxSize, Handle* group) {
-    if (maxSize == 0 || maxSize > kGroupSizeLimit)
+    if (maxSize == 0 || maxSize > kGroupSizeLimit) {
         return P4_PD_STATUS_INVALID_ARG;
-    if (tables().groups.size() >= kGroupCapacity)
+    }
+    if (tables().groups.size() >= kGroupCapacity) {
         return P4_PD_STATUS_NO_SPACE;
+    }
     std::vector<Bytes> messages;
     const Handle handle = link_.takeHandle(messages);
-    if (handle == kNoHandle)
+    if (handle == kNoHandle) {
         return P4_PD_STATUS_NO_SYS_RESOURCES;
+    }
     const Group record{.maxSize = maxSize};
     messages.push_back(groupMod(GroupCommand::add, toGroup(handle, record)));
     link_.change(std::move(messages),
@@ -76,13 +84,16 @@ Status Chip::createGroup(std::uint16_t maxSize, Handle* group) {
 
 Status Chip::deleteGroup(Handle group) {
     const Group* const record = find(tables().groups, group);
-    if (!record)
+    if (!record) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
-    if (record->users != 0)
+    }
+    if (record->users != 0) {
         return P4_PD_STATUS_IN_USE;
+    }
     link_.change({removal(group)}, [&](Tables& tables) {
-        for (const auto& [member, isActive] : record->members)
+        for (const auto& [member, isActive] : record->members) {
             --find(tables.members, member)->users;
+        }
         tables.groups.erase(group);
     });
     return P4_PD_STATUS_SUCCESS;
@@ -91,10 +102,12 @@ Status Chip::deleteGroup(Handle group) {
 void Chip::writeMembers(Handle group, const Group& wanted) {
     link_.change({groupMod(GroupCommand::modify, toGroup(group, wanted))}, [&](Tables& tables) {
         Group& record = *find(tables.groups, group);
-        for (const auto& [member, isActive] : record.members)
+        for (const auto& [member, isActive] : record.members) {
             --find(tables.members, member)->users;
-        for (const auto& [member, isActive] : wanted.members)
+        }
+        for (const auto& [member, isActive] : wanted.members) {
             ++find(tables.members, member)->users;
+        }
         record.members = wanted.members;
     });
 }
@@ -102,12 +115,15 @@ void Chip::writeMembers(Handle group, const Group& wanted) {
 Status Chip::addToGroup(Handle group, Handle member) {
     const Tables& now = tables();
     const Group* const record = find(now.groups, group);
-    if (!record || !find(now.members, member))
+    if (!record || !find(now.members, member)) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
-    if (record->members.contains(member))
+    }
+    if (record->members.contains(member)) {
         return P4_PD_STATUS_ALREADY_EXISTS;
-    if (record->members.size() >= record->maxSize)
+    }
+    if (record->members.size() >= record->maxSize) {
         return P4_PD_STATUS_NO_SPACE;
+    }
     Group wanted = *record;
     wanted.members.emplace(member, true);
     writeMembers(group, wanted);
@@ -116,8 +132,9 @@ Status Chip::addToGroup(Handle group, Handle member) {
 
 Status Chip::removeFromGroup(Handle group, Handle member) {
     const Group* const record = find(tables().groups, group);
-    if (!record || !record->members.contains(member))
+    if (!record || !record->members.contains(member)) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
+    }
     Group wanted = *record;
     wanted.members.erase(member);
     writeMembers(group, wanted);
@@ -125,11 +142,13 @@ Status Chip::removeFromGroup(Handle group, Handle member) {
 }
 
 Status Chip::setMemberState(Handle group, Handle member, std::uint32_t state) {
-    if (state != P4_PD_MEMBER_ACTIVE && state != P4_PD_MEMBER_INACTIVE)
+    if (state != P4_PD_MEMBER_ACTIVE && state != P4_PD_MEMBER_INACTIVE) {
         return P4_PD_STATUS_INVALID_ARG;
+    }
     const Group* const record = find(tables().groups, group);
-    if (!record || !record->members.contains(member))
+    if (!record || !record->members.contains(member)) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
+    }
     Group wanted = *record;
     wanted.members[member] = state == P4_PD_MEMBER_ACTIVE;
     writeMembers(group, wanted);
@@ -139,8 +158,9 @@ Status Chip::setMemberState(Handle group, Handle member, std::uint32_t state) {
 // ---- Match table
 
 Status Chip::setProperty(std::uint32_t property, std::uint32_t value) {
-    if (property != P4_PD_PROPERTY_ENTRY_SCOPE)
+    if (property != P4_PD_PROPERTY_ENTRY_SCOPE) {
         return P4_PD_STATUS_INVALID_ARG;
+    }
     switch (value) {
     case P4_PD_SCOPE_ALL_PIPELINES:
         return P4_PD_STATUS_SUCCESS;
@@ -154,8 +174,9 @@ Status Chip::setProperty(std::uint32_t property, std::uint32_t value) {
 Status Chip::insert(Entry entry, bool isDefault, Handle* out) {
     std::vector<Bytes> messages;
     const Handle handle = link_.takeHandle(messages);
-    if (handle == kNoHandle)
+    if (handle == kNoHandle) {
         return P4_PD_STATUS_NO_SYS_RESOURCES;
+    }
     messages.push_back(
         flowMod(FlowCommand::add, toFlow(link_.settings().table, handle, entry, isDefault)));
     link_.change(std::move(messages), [&](Tables& tables) {
@@ -168,25 +189,31 @@ Status Chip::insert(Entry entry, bool isDefault, Handle* out) {
 
 Status Chip::addEntry(const Key& key, Target target, Handle* entry) {
     const Tables& now = tables();
-    if (!now.has(target))
+    if (!now.has(target)) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
-    if (key.priority > kLastPriority)
+    }
+    if (key.priority > kLastPriority) {
         return P4_PD_STATUS_INVALID_ARG;
-    if (now.findKey(key) != kNoHandle)
+    }
+    if (now.findKey(key) != kNoHandle) {
         return P4_PD_STATUS_ALREADY_EXISTS;
-    if (now.entries.size() >= kEntryCapacity)
+    }
+    if (now.entries.size() >= kEntryCapacity) {
         return P4_PD_STATUS_NO_SPACE;
+    }
     // Which of two flows of one priority a packet meets, the switch does not say.
-    if (now.overlapsEqual(key))
+    if (now.overlapsEqual(key)) {
         return P4_PD_STATUS_NOT_SUPPORTED;
+    }
     return insert({.key = key, .target = target}, false, entry);
 }
 
 Status Chip::repoint(Handle entry, Target target) {
     const Tables& now = tables();
     const Entry* const record = now.findEntry(entry);
-    if (!record || !now.has(target))
+    if (!record || !now.has(target)) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
+    }
     const Entry wanted{.key = record->key, .target = target};
     const bool isDefault = now.defaults.contains(entry);
     link_.change({flowMod(FlowCommand::modifyStrict,
@@ -197,11 +224,13 @@ Status Chip::repoint(Handle entry, Target target) {
 
 Status Chip::deleteEntry(Handle entry) {
     const Tables& now = tables();
-    if (find(now.defaults, entry))
+    if (find(now.defaults, entry)) {
         return P4_PD_STATUS_INVALID_ARG;
+    }
     const Entry* const record = find(now.entries, entry);
-    if (!record)
+    if (!record) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
+    }
     link_.change(
         {flowMod(FlowCommand::removeStrict, toFlow(link_.settings().table, entry, *record, false))},
         [&](Tables& tables) {
@@ -213,22 +242,26 @@ Status Chip::deleteEntry(Handle entry) {
 
 Status Chip::setDefault(Target target, Handle* entry) {
     const Tables& now = tables();
-    if (!now.has(target))
+    if (!now.has(target)) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
+    }
     const Handle present = after(now.defaults, kNoHandle);
-    if (present == kNoHandle)
+    if (present == kNoHandle) {
         return insert({.key = {}, .target = target}, true, entry);
+    }
     const Status status = repoint(present, target);
-    if (status == P4_PD_STATUS_SUCCESS)
+    if (status == P4_PD_STATUS_SUCCESS) {
         *entry = present;
+    }
     return status;
 }
 
 Status Chip::resetDefault() {
     const Tables& now = tables();
     const Handle present = after(now.defaults, kNoHandle);
-    if (present == kNoHandle)
+    if (present == kNoHandle) {
         return P4_PD_STATUS_SUCCESS;
+    }
     const Entry& record = now.defaults.at(present);
     link_.change(
         {flowMod(FlowCommand::removeStrict, toFlow(link_.settings().table, present, record, true))},
@@ -245,15 +278,18 @@ Counts Chip::counts() {
     const Tables& now = tables();
     Counts counts;
     for (const openflow::Flow& flow : link_.flows()) {
-        if (const auto entry = static_cast<Handle>(flow.cookie); now.findEntry(entry))
+        if (const auto entry = static_cast<Handle>(flow.cookie); now.findEntry(entry)) {
             counts.entries.emplace(entry, flow.counters);
+        }
     }
     for (const openflow::GroupCounters& group : link_.groupCounters()) {
-        if (now.members.contains(group.group))
+        if (now.members.contains(group.group)) {
             counts.members.emplace(group.group, group.counters);
+        }
     }
-    for (const openflow::PortCounters& port : link_.portCounters())
+    for (const openflow::PortCounters& port : link_.portCounters()) {
         counts.ports.emplace(port.port, port);
+    }
     return counts;
 }
 

@@ -1,11 +1,11 @@
 // The operations of the PD API on one switch: what each checks, and what it has the switch do.
 #pragma once
 
-#include "ovs/Link.h"
-#include "ovs/Types.h"
-
 #include <cstdint>
 #include <vector>
+
+#include "ovs/Link.h"
+#include "ovs/Types.h"
 
 namespace ovs {
 

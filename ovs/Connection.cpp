@@ -12,10 +12,12 @@ using openflow::Type;
 Connection::Connection(const std::string& path) : socket_(path) {
     send(openflow::hello());
     const auto [head, body] = receive();
-    if (head.type != Type::hello)
+    if (head.type != Type::hello) {
         throw Malformed("an OpenFlow switch that does not begin with a hello");
-    if (!openflow::offersVersion(head.version, body))
+    }
+    if (!openflow::offersVersion(head.version, body)) {
         throw Malformed("an OpenFlow switch without OpenFlow 1.5");
+    }
 }
 
 std::uint32_t Connection::send(Bytes message) {
@@ -31,8 +33,9 @@ std::optional<Connection::Message> Connection::receiveOne() {
     Message message{openflow::head(bytes), {}};
     message.body.resize(message.head.length - bytes.size());
     socket_.receive(message.body);
-    if (message.head.type != Type::echoRequest)
+    if (message.head.type != Type::echoRequest) {
         return message;
+    }
     Bytes reply = openflow::echoReply(message.body);
     openflow::withXid(reply, message.head.xid);
     socket_.send(reply);
@@ -41,16 +44,18 @@ std::optional<Connection::Message> Connection::receiveOne() {
 
 Connection::Message Connection::receive() {
     for (;;) {
-        if (auto message = receiveOne())
+        if (auto message = receiveOne()) {
             return std::move(*message);
+        }
     }
 }
 
 bool Connection::isAlive() noexcept {
     try {
         // Between requests come the switch's own messages only, which are small and few.
-        while (socket_.hasInput())
+        while (socket_.hasInput()) {
             receiveOne();
+        }
         return true;
     } catch (...) {
         return false;
@@ -59,21 +64,25 @@ bool Connection::isAlive() noexcept {
 
 void Connection::commit(std::vector<Bytes> messages) {
     const std::uint32_t first = nextXid_;
-    for (Bytes& message : messages)
+    for (Bytes& message : messages) {
         send(std::move(message));
+    }
     const std::uint32_t barrier = send(openflow::barrierRequest());
     std::optional<openflow::Error> refusal;
     for (;;) {
         const auto [head, body] = receive();
-        if (head.xid == barrier && head.type == Type::barrierReply)
+        if (head.xid == barrier && head.type == Type::barrierReply) {
             break;
+        }
         // Unsigned: an xid from before `first` is a large number.
         const bool isOurs = head.xid - first <= barrier - first;
-        if (head.type == Type::error && isOurs && !refusal)
+        if (head.type == Type::error && isOurs && !refusal) {
             refusal = openflow::error(body);
+        }
     }
-    if (refusal)
+    if (refusal) {
         throw Refused(*refusal);
+    }
 }
 
 std::vector<Bytes> Connection::ask(Bytes request) {
@@ -81,15 +90,19 @@ std::vector<Bytes> Connection::ask(Bytes request) {
     std::vector<Bytes> bodies;
     for (;;) {
         auto [head, body] = receive();
-        if (head.xid != xid)
+        if (head.xid != xid) {
             continue;
-        if (head.type == Type::error)
+        }
+        if (head.type == Type::error) {
             throw Refused(openflow::error(body));
-        if (head.type != Type::multipartReply)
+        }
+        if (head.type != Type::multipartReply) {
             throw Malformed("an OpenFlow answer of another type than the question");
+        }
         bodies.push_back(std::move(body));
-        if (!openflow::hasMore(bodies.back()))
+        if (!openflow::hasMore(bodies.back())) {
             return bodies;
+        }
     }
 }
 

@@ -1,13 +1,13 @@
 // A connection to the management socket of an OpenFlow switch.
 #pragma once
 
-#include "ovs/OpenFlow.h"
-#include "ovs/UnixSocket.h"
-
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "ovs/OpenFlow.h"
+#include "ovs/UnixSocket.h"
 
 namespace ovs {
 

@@ -1,10 +1,10 @@
 #include "ovs/ControlSocket.h"
 
-#include "ovs/UnixSocket.h"
-
 #include <array>
 #include <optional>
 #include <string_view>
+
+#include "ovs/UnixSocket.h"
 
 namespace ovs {
 
@@ -16,8 +16,9 @@ namespace {
 std::string jsonString(std::string_view text) {
     std::string out = "\"";
     for (const char c : text) {
-        if (c == '"' || c == '\\')
+        if (c == '"' || c == '\\') {
             out += '\\';
+        }
         out += c;
     }
     return out + '"';
@@ -29,10 +30,11 @@ class ObjectEnd {
     /// Whether the object ends with this character.
     bool takes(char c) {
         if (inString_) {
-            if (escaped_ || c == '\\')
+            if (escaped_ || c == '\\') {
                 escaped_ = !escaped_;
-            else if (c == '"')
+            } else if (c == '"') {
                 inString_ = false;
+            }
             return false;
         }
         inString_ = c == '"';
@@ -54,8 +56,9 @@ std::string receiveObject(UnixSocket& socket) {
         const std::size_t count = socket.receiveSome(room);
         for (std::size_t i = 0; i < count; ++i) {
             object += static_cast<char>(room[i]);
-            if (end.takes(object.back()))
+            if (end.takes(object.back())) {
                 return object;
+            }
         }
     }
 }
@@ -65,12 +68,14 @@ std::string receiveObject(UnixSocket& socket) {
 std::optional<std::string> stringValue(std::string_view object, std::string_view name) {
     const std::string start = jsonString(name) + ":\"";
     const auto at = object.find(start);
-    if (at == object.npos)
+    if (at == object.npos) {
         return std::nullopt;
+    }
     std::string text;
     for (auto rest = object.substr(at + start.size()); !rest.empty(); rest.remove_prefix(1)) {
-        if (rest.front() == '"')
+        if (rest.front() == '"') {
             return text;
+        }
         if (rest.front() != '\\' || rest.size() < 2) {
             text += rest.front();
             continue;
@@ -86,17 +91,20 @@ std::optional<std::string> stringValue(std::string_view object, std::string_view
 std::string control(const std::string& socket, const std::string& command,
                     std::span<const std::string> arguments) {
     std::string request = "{\"id\":0,\"method\":" + jsonString(command) + ",\"params\":[";
-    for (const std::string& argument : arguments)
+    for (const std::string& argument : arguments) {
         request += (&argument == arguments.data() ? "" : ",") + jsonString(argument);
+    }
     request += "]}";
 
     UnixSocket stream(socket);
     stream.send({reinterpret_cast<const std::uint8_t*>(request.data()), request.size()});
     const std::string answer = receiveObject(stream);
-    if (const auto error = stringValue(answer, "error"))
+    if (const auto error = stringValue(answer, "error")) {
         throw NoSwitch(command + ": " + *error);
-    if (auto result = stringValue(answer, "result"))
+    }
+    if (auto result = stringValue(answer, "result")) {
         return *result;
+    }
     throw NoSwitch(command + ": the switch's answer cannot be read");
 }
 

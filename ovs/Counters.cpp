@@ -17,11 +17,13 @@ template <class Map, class Write, class... Outputs>
 Status lookUp(int device, Map Counts::*map, std::uint32_t object, const Write& write,
               const Outputs*... outputs) noexcept {
     return contained([&]() -> Status {
-        if (device != kDevice || !(... && outputs))
+        if (device != kDevice || !(... && outputs)) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         const auto* const found = find(runtime().counts.*map, object);
-        if (!found)
+        if (!found) {
             return P4_PD_STATUS_OBJ_NOT_FOUND;
+        }
         write(*found);
         return P4_PD_STATUS_SUCCESS;
     });
@@ -31,8 +33,9 @@ Status lookUp(int device, Map Counts::*map, std::uint32_t object, const Write& w
 
 pipe_status velmor_asic_counters_read(int device_id) {
     return contained([&]() -> Status {
-        if (device_id != kDevice)
+        if (device_id != kDevice) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         runtime().counts = runtime().madeChip().counts();
         return P4_PD_STATUS_SUCCESS;
     });

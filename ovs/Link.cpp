@@ -1,11 +1,11 @@
 #include "ovs/Link.h"
 
-#include "ovs/ControlSocket.h"
-#include "ovs/Mapping.h"
-
 #include <algorithm>
 #include <random>
 #include <utility>
+
+#include "ovs/ControlSocket.h"
+#include "ovs/Mapping.h"
 
 namespace ovs {
 
@@ -32,8 +32,9 @@ Bytes mark(Mark mark, std::uint64_t number) {
 
 template <class Function>
 auto Link::use(const Function& function) {
-    if (!connection_)
+    if (!connection_) {
         throw NoSwitch("the connection to the switch was lost");
+    }
     try {
         return function(*connection_);
     } catch (const Refused&) {
@@ -45,8 +46,9 @@ auto Link::use(const Function& function) {
 }
 
 void Link::connect() {
-    if (connection_ && !connection_->isAlive())
+    if (connection_ && !connection_->isAlive()) {
         connection_.reset();
+    }
     if (!connection_) {
         isStale_ = true;
         connection_.emplace(settings_.management);
@@ -67,14 +69,16 @@ std::vector<Value> Link::ask(Bytes request, std::vector<Value> (*read)(openflow:
 
 void Link::commit(std::vector<Bytes> messages) {
     use([&](Connection& connection) { connection.commit(std::move(messages)); });
-    if (settings_.waitsForForwarding)
+    if (settings_.waitsForForwarding) {
         static_cast<void>(control(settings_.control, "revalidator/wait", {}));
+    }
 }
 
 Tables& Link::tables() {
     connect();
-    if (isStale_)
+    if (isStale_) {
         load();
+    }
     return tables_;
 }
 
@@ -89,8 +93,9 @@ void Link::load() {
     const auto marked = numberOf(Mark::handles, marks).value_or(kLastHandle + 1);
     const auto next = static_cast<Handle>(std::min<std::uint64_t>(marked, kLastHandle + 1));
     // Where the mark is this process's own, what is left of the block is, too.
-    if (boot != boot_ || next != markedHandle_)
+    if (boot != boot_ || next != markedHandle_) {
         nextHandle_ = markedHandle_ = next;
+    }
     boot_ = boot;
     tables_ = toTables(settings_.table, ask(openflow::groupRequest(), openflow::groups), flows());
     isStale_ = false;
@@ -114,8 +119,9 @@ void Link::powerCycle() {
 }
 
 Handle Link::takeHandle(std::vector<Bytes>& messages) {
-    if (nextHandle_ > kLastHandle)
+    if (nextHandle_ > kLastHandle) {
         return kNoHandle;
+    }
     if (nextHandle_ == markedHandle_) {
         forgetTables(); // unless the change comes about
         markedHandle_ += std::min(kHandleBlock, kLastHandle + 1 - nextHandle_);
@@ -127,8 +133,9 @@ Handle Link::takeHandle(std::vector<Bytes>& messages) {
 std::uint64_t Link::boot() {
     connect();
     const auto marks = ask(openflow::flowRequest(kMarkTable), openflow::flows);
-    if (numberOf(Mark::boot, marks) != boot_)
+    if (numberOf(Mark::boot, marks) != boot_) {
         forgetTables();
+    }
     static_cast<void>(tables());
     return boot_;
 }

@@ -1,14 +1,14 @@
 // The switch as far as this process knows it: the connection, and a copy of its tables.
 #pragma once
 
-#include "ovs/Connection.h"
-#include "ovs/Settings.h"
-#include "ovs/Tables.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "ovs/Connection.h"
+#include "ovs/Settings.h"
+#include "ovs/Tables.h"
 
 namespace ovs {
 

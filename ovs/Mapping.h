@@ -12,12 +12,12 @@
 //   marks          flows of the mark table, which no packet meets; their cookies are numbers
 #pragma once
 
-#include "ovs/OpenFlow.h"
-#include "ovs/Tables.h"
-
 #include <optional>
 #include <utility>
 #include <vector>
+
+#include "ovs/OpenFlow.h"
+#include "ovs/Tables.h"
 
 namespace ovs {
 

@@ -21,8 +21,9 @@ class Big {
     }
     constexpr operator Number() const {
         Number number = 0;
-        for (const std::uint8_t byte : bytes_)
+        for (const std::uint8_t byte : bytes_) {
             number = static_cast<Number>(number << 4 << 4 | byte);
+        }
         return number;
     }
 
@@ -279,8 +280,9 @@ class Writer {
     /// Writes into the 16 bits at `at` how much was written since `start`.
     void lengthIs(std::size_t at, std::size_t start) {
         const std::size_t length = size() - start;
-        if (length > UINT16_MAX)
+        if (length > UINT16_MAX) {
             throw std::length_error("an OpenFlow message of more than 65535 bytes");
+        }
         const U16 big(static_cast<std::uint16_t>(length));
         std::memcpy(bytes_.data() + at, &big, sizeof big);
     }
@@ -337,15 +339,17 @@ void putActions(Writer& writer, const std::vector<Action>& actions) {
                             [](const OtherAction&) {
                                 throw std::invalid_argument("an action that cannot be written");
                             }};
-    for (const Action& action : actions)
+    for (const Action& action : actions) {
         std::visit(putOne, action);
+    }
 }
 
 void putMatch(Writer& writer, const Flow& flow) {
     const std::size_t start = writer.size();
     putCounted(writer, WireFields{.type = kMatchType}, offsetof(WireFields, length), [&] {
-        if (flow.mask == 0)
+        if (flow.mask == 0) {
             return;
+        }
         writer.put(WireField{kPacketFields, kMetadata << 1 | 1, 2 * kMetadataSize});
         writer.put(U64(flow.value & flow.mask));
         writer.put(U64(flow.mask));
@@ -358,10 +362,11 @@ void putBucket(Writer& writer, const Bucket& bucket) {
     putCounted(writer, WireBucket{.id = bucket.id}, offsetof(WireBucket, length), [&] {
         putActions(writer, bucket.actions);
         writer.lengthIs(start + offsetof(WireBucket, actionsLength), start + sizeof(WireBucket));
-        if (bucket.watchGroup)
+        if (bucket.watchGroup) {
             putCounted(writer, WireProperty{.type = kPropertyWatchGroup},
                        offsetof(WireProperty, length),
                        [&] { writer.put(U32(*bucket.watchGroup)); });
+        }
     });
 }
 
@@ -422,12 +427,13 @@ Bytes flowMod(FlowCommand command, const Flow& flow) {
                                .outPort = kAny,
                                .outGroup = kAny});
         putMatch(writer, command == FlowCommand::remove ? Flow{} : flow);
-        if (!flow.actions.empty())
+        if (!flow.actions.empty()) {
             putCounted(writer, WireInstruction{.type = kApplyActions},
                        offsetof(WireInstruction, length), [&] {
                            writer.put(Pad<4>{});
                            putActions(writer, flow.actions);
                        });
+        }
     });
 }
 
@@ -438,14 +444,17 @@ Bytes groupMod(GroupCommand command, const Group& group) {
                                 .type = static_cast<U8>(group.type),
                                 .group = group.id,
                                 .commandBucket = kAny});
-        if (command == GroupCommand::remove)
+        if (command == GroupCommand::remove) {
             return;
-        for (const Bucket& bucket : group.buckets)
+        }
+        for (const Bucket& bucket : group.buckets) {
             putBucket(writer, bucket);
+        }
         writer.lengthIs(start + offsetof(WireGroupMod, bucketsLength),
                         start + sizeof(WireGroupMod));
-        if (group.hashBasis)
+        if (group.hashBasis) {
             putSelectionMethod(writer, *group.hashBasis);
+        }
     });
 }
 
@@ -488,8 +497,9 @@ class Reader {
     [[nodiscard]] bool isEmpty() const { return bytes_.empty(); }
 
     [[nodiscard]] ByteView take(std::size_t size) {
-        if (size > bytes_.size())
+        if (size > bytes_.size()) {
             throw Malformed("an OpenFlow message ends within a structure");
+        }
         const ByteView taken = bytes_.first(size);
         bytes_ = bytes_.subspan(size);
         return taken;
@@ -504,8 +514,9 @@ class Reader {
     /// What a structure that was just taken holds beyond itself, `length` being that of both.
     template <class Structure>
     [[nodiscard]] Reader rest(const Structure&, std::size_t length) {
-        if (length < sizeof(Structure))
+        if (length < sizeof(Structure)) {
             throw Malformed("an OpenFlow structure is shorter than itself");
+        }
         return Reader(take(length - sizeof(Structure)));
     }
     /// The same where padding follows to a multiple of 8 bytes, which may be missing at the end.
@@ -523,8 +534,9 @@ class Reader {
 template <class Wire, class Value>
 std::vector<Value> listOf(ByteView body, std::uint16_t type, Value (*read)(const Wire&, Reader&)) {
     Reader reader(body);
-    if (reader.take<WireMultipart>().type != type)
+    if (reader.take<WireMultipart>().type != type) {
         throw Malformed("an OpenFlow answer to another question");
+    }
     std::vector<Value> values;
     while (!reader.isEmpty()) {
         const auto wire = reader.take<Wire>();
@@ -536,8 +548,9 @@ std::vector<Value> listOf(ByteView body, std::uint16_t type, Value (*read)(const
 
 Action readExperimenterAction(Reader content) {
     const auto kind = content.take<WireExperimenterAction>();
-    if (kind.experimenter != kExtension || kind.subtype != kToTable)
+    if (kind.experimenter != kExtension || kind.subtype != kToTable) {
         return OtherAction{};
+    }
     return ToTable{content.take<WireToTable>().table};
 }
 
@@ -587,10 +600,11 @@ void readMatch(Reader fields, Flow& flow) {
 
 void readFlowCounters(Reader fields, Counters& counters) {
     forEachField(fields, kFlowCounters, [&](int field, bool, Reader value) {
-        if (field == kPacketCount)
+        if (field == kPacketCount) {
             counters.packets = value.take<U64>();
-        else if (field == kByteCount)
+        } else if (field == kByteCount) {
             counters.bytes = value.take<U64>();
+        }
     });
 }
 
@@ -619,8 +633,9 @@ Bucket readBucket(const WireBucket& wire, Reader& content) {
     while (!content.isEmpty()) {
         const auto property = content.take<WireProperty>();
         Reader value = content.paddedRest(property, property.length);
-        if (property.type == kPropertyWatchGroup)
+        if (property.type == kPropertyWatchGroup) {
             bucket.watchGroup = value.take<U32>();
+        }
     }
     return bucket;
 }
@@ -636,11 +651,13 @@ Group readGroup(const WireGroup& wire, Reader& content) {
     while (!content.isEmpty()) {
         const auto property = content.take<WireProperty>();
         Reader value = content.paddedRest(property, property.length);
-        if (property.type != kExperimenter)
+        if (property.type != kExperimenter) {
             continue;
+        }
         const auto selection = value.take<WireSelectionMethod>();
-        if (selection.experimenter == kSelectionExtension && selection.method == kHash)
+        if (selection.experimenter == kSelectionExtension && selection.method == kHash) {
             group.hashBasis = selection.parameter;
+        }
     }
     return group;
 }
@@ -651,8 +668,9 @@ Counters toCounters(const WireCounters& wire) {
 
 GroupCounters readGroupCounters(const WireGroupCounters& wire, Reader& content) {
     GroupCounters counters{.group = wire.group, .counters = toCounters(wire.counters)};
-    while (!content.isEmpty())
+    while (!content.isEmpty()) {
         counters.buckets.push_back(toCounters(content.take<WireCounters>()));
+    }
     return counters;
 }
 
@@ -666,8 +684,9 @@ PortCounters readPortCounters(const WirePortCounters& wire, Reader&) {
 
 Head head(ByteView bytes) {
     const auto wire = Reader(bytes).take<WireHead>();
-    if (wire.length < kHeaderSize)
+    if (wire.length < kHeaderSize) {
         throw Malformed("an OpenFlow message is shorter than its header");
+    }
     return {wire.version, static_cast<Type>(wire.type), wire.length, wire.xid};
 }
 
@@ -676,8 +695,9 @@ bool offersVersion(std::uint8_t headVersion, ByteView helloBody) {
     while (!reader.isEmpty()) {
         const auto element = reader.take<WireHelloElement>();
         Reader content = reader.paddedRest(element, element.length);
-        if (element.type == kHelloVersions)
+        if (element.type == kHelloVersions) {
             return (content.take<U32>() >> kVersion & 1u) != 0;
+        }
     }
     return headVersion >= kVersion;
 }

@@ -105,8 +105,9 @@ pipe_status p4_pd_velmor_switch_lagGroup_get_entry(
     return call<pd::operation(__func__)>(
         [&](Chip& chip) -> Status {
             const Entry* const entry = chip.tables().findEntry(entry_hdl);
-            if (!entry)
+            if (!entry) {
                 return P4_PD_STATUS_OBJ_NOT_FOUND;
+            }
             const Target target = entry->target;
             *match_spec = {entry->key.value, entry->key.mask};
             *priority = entry->key.priority;

@@ -10,8 +10,9 @@ namespace {
 // Every walk is the same step in another table; the first step starts below all handles.
 
 Status found(Handle handle, Handle* out) noexcept {
-    if (handle == kNoHandle)
+    if (handle == kNoHandle) {
         return P4_PD_STATUS_OBJ_NOT_FOUND;
+    }
     *out = handle;
     return P4_PD_STATUS_SUCCESS;
 }
@@ -73,8 +74,9 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_member(
     return call<pd::operation(__func__)>(
         [&](Chip& chip) -> Status {
             const Member* const member = find(chip.tables().members, mbr_hdl);
-            if (!member)
+            if (!member) {
                 return P4_PD_STATUS_OBJ_NOT_FOUND;
+            }
             *action = member->action.id;
             action_spec->action_egrL2AintfPort = member->action.port;
             return P4_PD_STATUS_SUCCESS;
@@ -100,8 +102,9 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_group(p4_pd_sess_hdl_t 
     return call<pd::operation(__func__)>(
         [&](Chip& chip) -> Status {
             const Group* const group = find(chip.tables().groups, grp_hdl);
-            if (!group)
+            if (!group) {
                 return P4_PD_STATUS_OBJ_NOT_FOUND;
+            }
             *max_grp_size = group->maxSize;
             *member_count = static_cast<uint32_t>(group->members.size());
             return P4_PD_STATUS_SUCCESS;
@@ -131,8 +134,9 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get(
         [&](Chip& chip) -> Status {
             const Group* const group = find(chip.tables().groups, grp_hdl);
             const bool* const isActive = group ? find(group->members, mbr_hdl) : nullptr;
-            if (!isActive)
+            if (!isActive) {
                 return P4_PD_STATUS_OBJ_NOT_FOUND;
+            }
             *state = *isActive ? P4_PD_MEMBER_ACTIVE : P4_PD_MEMBER_INACTIVE;
             return P4_PD_STATUS_SUCCESS;
         },

@@ -15,8 +15,9 @@ constinit Runtime* instance = nullptr;
 } // namespace
 
 Runtime& runtime() {
-    if (!instance)
+    if (!instance) {
         instance = new Runtime;
+    }
     return *instance;
 }
 

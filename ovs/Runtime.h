@@ -1,14 +1,14 @@
 // All that the loaded library keeps.
 #pragma once
 
+#include <memory>
+#include <optional>
+#include <string>
+
 #include "ovs/Chip.h"
 #include "pd/calls/CallLog.h"
 #include "pd/calls/FaultPlan.h"
 #include "pd/calls/Sessions.h"
-
-#include <memory>
-#include <optional>
-#include <string>
 
 namespace ovs {
 
@@ -22,8 +22,9 @@ struct Runtime {
 
     /// Throws BadSetting.
     Chip& madeChip() {
-        if (!chip)
+        if (!chip) {
             chip = std::make_unique<Chip>(Settings::read(std::nullopt));
+        }
         return *chip;
     }
 };

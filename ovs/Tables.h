@@ -1,9 +1,9 @@
 // What the switch holds, in the words of the PD API.
 #pragma once
 
-#include "ovs/Types.h"
-
 #include <map>
+
+#include "ovs/Types.h"
 
 namespace ovs {
 

@@ -24,8 +24,9 @@ Answer answered(Answer fallback, const Function& function) noexcept {
 template <class Function>
 Status withChip(int device, const Function& function) noexcept {
     return contained([&]() -> Status {
-        if (device != kDevice)
+        if (device != kDevice) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         return function(runtime().madeChip());
     });
 }
@@ -51,8 +52,9 @@ velmor_asic_result_t resultOf(const Path& path, const Tables& tables) {
     result.mbr_hdl = taken;
     result.action = member->action.id;
     // The switch drops what is for a port that it cannot have; for the others its word counts.
-    if (member->action.id == P4_PD_ACTION_setLagPort)
+    if (member->action.id == P4_PD_ACTION_setLagPort) {
         result.port = isPort(member->action.port) ? path.port.value_or(0) : member->action.port;
+    }
     return result;
 }
 
@@ -65,8 +67,9 @@ pipe_status velmor_asic_chip_attach(int device_id, const char* path,
     return contained([&]() -> Status {
         Runtime& all = runtime();
         all.problem.clear();
-        if (device_id != kDevice || !path)
+        if (device_id != kDevice || !path) {
             throw BadSetting("the switch is device 0");
+        }
         auto chip = std::make_unique<Chip>(Settings::read(path));
         static_cast<void>(chip->tables());
         all.chip = std::move(chip);
@@ -80,8 +83,9 @@ const char* velmor_asic_attach_error(void) {
 
 pipe_status velmor_asic_chip_boot(int device_id, uint64_t* generation) {
     return withChip(device_id, [&](Chip& chip) -> Status {
-        if (!generation)
+        if (!generation) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         *generation = chip.link().boot();
         return P4_PD_STATUS_SUCCESS;
     });
@@ -104,8 +108,9 @@ pipe_status velmor_asic_forward(int device_id, uint16_t pipe, uint32_t metadata,
                                 velmor_asic_result_t* result) {
     return withChip(device_id, [&](Chip& chip) -> Status {
         // There are no separate pipes, so all decide alike, and the first stands for them.
-        if (!result || (pipe != 0 && pipe != P4_PD_ALL_PIPES))
+        if (!result || (pipe != 0 && pipe != P4_PD_ALL_PIPES)) {
             return P4_PD_STATUS_INVALID_ARG;
+        }
         const Tables& now = chip.tables();
         *result = resultOf(trace(chip.link().settings(), metadata, flow_hash), now);
         return P4_PD_STATUS_SUCCESS;
@@ -117,10 +122,12 @@ pipe_status velmor_asic_entry_read(int device_id, p4_pd_entry_hdl_t entry_hdl,
     return withChip(device_id, [&](Chip& chip) -> Status {
         const Tables& now = chip.tables();
         const Entry* const found = now.findEntry(entry_hdl);
-        if (!entry)
+        if (!entry) {
             return P4_PD_STATUS_INVALID_ARG;
-        if (!found)
+        }
+        if (!found) {
             return P4_PD_STATUS_OBJ_NOT_FOUND;
+        }
         const auto& [key, target] = *found;
         *entry = {.value = key.value,
                   .mask = key.mask,
@@ -135,8 +142,9 @@ pipe_status velmor_asic_entry_read(int device_id, p4_pd_entry_hdl_t entry_hdl,
 // ---- Call log
 
 pipe_status velmor_asic_log_start(uint32_t capacity) {
-    if (capacity == 0 || capacity > VELMOR_ASIC_LOG_MAX_CAPACITY)
+    if (capacity == 0 || capacity > VELMOR_ASIC_LOG_MAX_CAPACITY) {
         return P4_PD_STATUS_INVALID_ARG;
+    }
     return contained([&] {
         runtime().log.start(capacity);
         return P4_PD_STATUS_SUCCESS;

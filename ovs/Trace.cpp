@@ -1,12 +1,12 @@
 #include "ovs/Trace.h"
 
-#include "ovs/ControlSocket.h"
-#include "ovs/Settings.h"
-#include "ovs/UnixSocket.h"
-
 #include <array>
 #include <charconv>
 #include <string_view>
+
+#include "ovs/ControlSocket.h"
+#include "ovs/Settings.h"
+#include "ovs/UnixSocket.h"
 
 namespace ovs {
 
@@ -16,8 +16,9 @@ namespace {
 std::optional<std::uint64_t> numberAfter(std::string_view text, std::string_view label,
                                          int base = 10) {
     const auto at = text.find(label);
-    if (at == text.npos)
+    if (at == text.npos) {
         return std::nullopt;
+    }
     const std::string_view digits = text.substr(at + label.size());
     std::uint64_t number = 0;
     const auto [stop, failure] =
@@ -45,30 +46,35 @@ std::optional<Path> readPath(const std::string& text, std::uint8_t table) {
     // A table begins with a line " N. MATCH, priority P, cookie 0xC", or " N. No match."
     const auto start =
         text.find("\n" + std::string(table < 10 ? " " : "") + std::to_string(table) + ". ");
-    if (start == text.npos)
+    if (start == text.npos) {
         return std::nullopt;
+    }
     const std::string_view inTable = std::string_view(text).substr(start + 1);
     const std::string_view heading = inTable.substr(0, inTable.find('\n'));
     Path path;
-    if (heading.find(". No match.") != heading.npos)
+    if (heading.find(". No match.") != heading.npos) {
         return path;
+    }
     // The upper half of a cookie is not of the handle.
     path.entry = static_cast<Handle>(numberAfter(heading, "cookie 0x", 16).value_or(kNoHandle));
     path.target = handleAfter(inTable, "group:");
     path.bucket = handleAfter(inTable, "-> using bucket ");
-    if (const auto port = numberAfter(inTable, "output:"))
+    if (const auto port = numberAfter(inTable, "output:")) {
         path.port = static_cast<std::uint16_t>(*port);
+    }
     return path;
 }
 
 Path trace(const Settings& settings, std::uint32_t metadata, std::uint32_t flowHash) {
-    if (settings.control.empty())
+    if (settings.control.empty()) {
         throw BadSetting("the way of a flow: set VELMOR_OVS_CONTROL to the control socket of "
                          "ovs-vswitchd");
+    }
     const std::array<std::string, 2> arguments{settings.bridge(), packet(metadata, flowHash)};
     const std::string text = control(settings.control, "ofproto/trace", arguments);
-    if (const auto path = readPath(text, settings.table))
+    if (const auto path = readPath(text, settings.table)) {
         return *path;
+    }
     throw NoSwitch("ofproto/trace: the packet does not come to table " +
                    std::to_string(settings.table) + " of " + settings.bridge());
 }

@@ -1,11 +1,11 @@
 // Which way a packet takes: the switch's own account of it.
 #pragma once
 
-#include "ovs/Types.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
+
+#include "ovs/Types.h"
 
 namespace ovs {
 

@@ -1,10 +1,10 @@
 // The words in which the parts of this library talk to each other.
 #pragma once
 
-#include "pd/p4_pd_velmor_switch.h"
-
 #include <compare>
 #include <cstdint>
+
+#include "pd/p4_pd_velmor_switch.h"
 
 namespace ovs {
 

@@ -12,8 +12,6 @@
 // At the end of the input it shows how the packets were spread. Exits with 0 if every packet came
 // out once, and where it might.
 
-#include "programs/StandardStreams.h"
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <arpa/inet.h>
@@ -42,6 +40,8 @@
 #include <system_error>
 #include <unistd.h>
 #include <vector>
+
+#include "programs/StandardStreams.h"
 
 namespace {
 
@@ -73,15 +73,17 @@ struct Options {
 Ports readPorts(const std::string& text) {
     Ports ports;
     std::istringstream in(text);
-    for (std::string port; std::getline(in, port, ',');)
+    for (std::string port; std::getline(in, port, ',');) {
         ports.insert(std::stoi(port));
+    }
     return ports;
 }
 
 void expect(Options& options, const std::string& text) {
     const auto equals = text.find('=');
-    if (equals == text.npos)
+    if (equals == text.npos) {
         throw std::invalid_argument("'" + text + "' is not ADDRESS=PORTS");
+    }
     options.expected[text.substr(0, equals)] = readPorts(text.substr(equals + 1));
 }
 
@@ -90,20 +92,23 @@ void expect(Options& options, const std::string& text) {
 class Socket {
   public:
     explicit Socket(int fd) : fd_(fd) {
-        if (fd < 0)
+        if (fd < 0) {
             failed("a socket");
+        }
     }
     Socket(Socket&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
     Socket& operator=(Socket&&) = delete;
     ~Socket() {
-        if (fd_ >= 0)
+        if (fd_ >= 0) {
             ::close(fd_);
+        }
     }
     [[nodiscard]] int fd() const { return fd_; }
 
     void set(int level, int option, int value, const char* what) const {
-        if (::setsockopt(fd_, level, option, &value, sizeof value) != 0)
+        if (::setsockopt(fd_, level, option, &value, sizeof value) != 0) {
             failed(what);
+        }
     }
 
   private:
@@ -113,8 +118,9 @@ class Socket {
 /// From now on this process makes its sockets in that network namespace.
 void enter(const std::string& name) {
     const Socket space(::open(("/run/netns/" + name).c_str(), O_RDONLY | O_CLOEXEC));
-    if (::setns(space.fd(), CLONE_NEWNET) != 0)
+    if (::setns(space.fd(), CLONE_NEWNET) != 0) {
         failed("the network namespace " + name);
+    }
 }
 
 /// One flow to that address: a socket has a source port of its own.
@@ -126,10 +132,12 @@ Socket flowTo(const std::string& address) {
     sockaddr_in to{};
     to.sin_family = AF_INET;
     to.sin_port = htons(kUdpPort);
-    if (::inet_pton(AF_INET, address.c_str(), &to.sin_addr) != 1)
+    if (::inet_pton(AF_INET, address.c_str(), &to.sin_addr) != 1) {
         throw std::invalid_argument("'" + address + "' is no address");
-    if (::connect(socket.fd(), reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0)
+    }
+    if (::connect(socket.fd(), reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0) {
         failed("a flow to " + address);
+    }
     return socket;
 }
 
@@ -142,8 +150,9 @@ Socket tapOf(const std::string& interface) {
     where.sll_protocol = htons(ETH_P_IP);
     where.sll_ifindex = static_cast<int>(::if_nametoindex(interface.c_str()));
     if (where.sll_ifindex == 0 ||
-        ::bind(socket.fd(), reinterpret_cast<const sockaddr*>(&where), sizeof where) != 0)
+        ::bind(socket.fd(), reinterpret_cast<const sockaddr*>(&where), sizeof where) != 0) {
         failed("the interface " + interface);
+    }
     return socket;
 }
 
@@ -158,8 +167,9 @@ struct Payload {
 std::optional<Payload> payloadOf(const std::uint8_t* frame, std::size_t size, std::uint64_t run) {
     constexpr std::size_t kHeaders = ETH_HLEN + 20 + 8; // IPv4 without options, UDP
     Payload payload{};
-    if (size < kHeaders + sizeof payload || frame[ETH_HLEN] != 0x45)
+    if (size < kHeaders + sizeof payload || frame[ETH_HLEN] != 0x45) {
         return std::nullopt;
+    }
     std::memcpy(&payload, frame + kHeaders, sizeof payload);
     return payload.run == run ? std::optional(payload) : std::nullopt;
 }
@@ -187,8 +197,9 @@ struct Account {
         out << "sent " << packets.size() << "  received " << arrived << "  lost " << lost()
             << "  duplicated " << duplicated << "  wrong port " << wrongPort << "  inactive "
             << inactive;
-        if (late != 0)
+        if (late != 0) {
             out << "  late " << late;
+        }
         return out.str();
     }
 };
@@ -199,12 +210,14 @@ class Traffic {
         std::random_device random;
         run_ = std::uint64_t{random()} << 32 | random();
         enter("receiver");
-        for (int port = 1; port <= options_.ports; ++port)
+        for (int port = 1; port <= options_.ports; ++port) {
             taps_.push_back(tapOf("r" + std::to_string(port)));
+        }
         enter("sender");
         for (const auto& [address, ports] : options_.expected) {
-            for (int flow = 0; flow < options_.flows; ++flow)
+            for (int flow = 0; flow < options_.flows; ++flow) {
                 flows_.push_back({&address, flowTo(address)});
+            }
         }
     }
 
@@ -214,8 +227,9 @@ class Traffic {
             // A burst that comes late is not made up for: bursts in a row would overflow.
             const auto next = Clock::now() + milliseconds(options_.every);
             sendBurst();
-            for (auto now = Clock::now(); isOpen_ && (now < next || isFull()); now = Clock::now())
+            for (auto now = Clock::now(); isOpen_ && (now < next || isFull()); now = Clock::now()) {
                 wait(std::chrono::ceil<milliseconds>(std::max(next - now, kShortest)), true);
+            }
         }
         report();
         showSpread();
@@ -232,8 +246,9 @@ class Traffic {
         for (int i = 0; i < options_.burst; ++i) {
             const Flow& flow = flows_[number_ % flows_.size()];
             const Payload payload{run_, number_};
-            if (::send(flow.socket.fd(), &payload, sizeof payload, 0) != sizeof payload)
+            if (::send(flow.socket.fd(), &payload, sizeof payload, 0) != sizeof payload) {
                 failed("sending");
+            }
             account_.packets.push_back({flow.address});
             ++number_;
         }
@@ -243,10 +258,12 @@ class Traffic {
     /// comes any more.
     bool isFull() {
         const std::uint64_t missing = account_.lost() - givenUp_;
-        if (missing + static_cast<std::uint64_t>(options_.burst) <= kMostUnderWay)
+        if (missing + static_cast<std::uint64_t>(options_.burst) <= kMostUnderWay) {
             return false;
-        if (Clock::now() - latest_ < kSilence)
+        }
+        if (Clock::now() - latest_ < kSilence) {
             return true;
+        }
         givenUp_ += missing;
         return false;
     }
@@ -254,19 +271,24 @@ class Traffic {
     /// Takes what arrives within the time, and obeys if that is wanted.
     void wait(milliseconds time, bool obeys) {
         std::vector<pollfd> polled;
-        for (const Socket& tap : taps_)
+        for (const Socket& tap : taps_) {
             polled.push_back({tap.fd(), POLLIN, 0});
-        if (obeys)
-            polled.push_back({STDIN_FILENO, POLLIN, 0});
-        if (::poll(polled.data(), polled.size(), static_cast<int>(time.count())) < 0 &&
-            errno != EINTR)
-            failed("waiting");
-        for (std::size_t i = 0; i < taps_.size(); ++i) {
-            if (polled[i].revents != 0)
-                receive(static_cast<int>(i) + 1);
         }
-        if (obeys && polled.back().revents != 0)
+        if (obeys) {
+            polled.push_back({STDIN_FILENO, POLLIN, 0});
+        }
+        if (::poll(polled.data(), polled.size(), static_cast<int>(time.count())) < 0 &&
+            errno != EINTR) {
+            failed("waiting");
+        }
+        for (std::size_t i = 0; i < taps_.size(); ++i) {
+            if (polled[i].revents != 0) {
+                receive(static_cast<int>(i) + 1);
+            }
+        }
+        if (obeys && polled.back().revents != 0) {
             readInput();
+        }
     }
 
     void receive(int port) {
@@ -277,11 +299,13 @@ class Traffic {
             const auto length =
                 ::recvfrom(taps_[static_cast<std::size_t>(port - 1)].fd(), frame.data(),
                            frame.size(), 0, reinterpret_cast<sockaddr*>(&from), &size);
-            if (length < 0)
+            if (length < 0) {
                 return;
+            }
             const auto payload = payloadOf(frame.data(), static_cast<std::size_t>(length), run_);
-            if (from.sll_pkttype != PACKET_OUTGOING && payload)
+            if (from.sll_pkttype != PACKET_OUTGOING && payload) {
                 take(payload->number, port);
+            }
         }
     }
 
@@ -292,10 +316,11 @@ class Traffic {
         }
         Account::Packet& packet = account_.packets.at(number - account_.first);
         ++(++packet.arrivals == 1 ? account_.arrived : account_.duplicated);
-        if (options_.inactive.contains(port))
+        if (options_.inactive.contains(port)) {
             ++account_.inactive;
-        else if (!options_.expected.at(*packet.address).contains(port))
+        } else if (!options_.expected.at(*packet.address).contains(port)) {
             ++account_.wrongPort;
+        }
         ++spread_[{*packet.address, port}];
         latest_ = Clock::now();
     }
@@ -304,8 +329,9 @@ class Traffic {
         std::array<char, 1024> room{};
         const auto size = ::read(STDIN_FILENO, room.data(), room.size());
         isOpen_ = size > 0;
-        if (!isOpen_)
+        if (!isOpen_) {
             return;
+        }
         input_.append(room.data(), static_cast<std::size_t>(size));
         for (auto end = input_.find('\n'); end != input_.npos; end = input_.find('\n')) {
             obey(input_.substr(0, end));
@@ -317,20 +343,22 @@ class Traffic {
         const auto space = line.find(' ');
         const std::string word = line.substr(0, space);
         const std::string rest = space == line.npos ? "" : line.substr(space + 1);
-        if (word == "report")
+        if (word == "report") {
             report();
-        else if (word == "expect")
+        } else if (word == "expect") {
             expect(options_, rest);
-        else if (word == "inactive")
+        } else if (word == "inactive") {
             options_.inactive = readPorts(rest);
-        else
+        } else {
             throw std::invalid_argument("'" + line + "' is no command");
+        }
     }
 
     void report() {
         const auto began = Clock::now();
-        while (account_.lost() != 0 && Clock::now() - std::max(began, latest_) < kSilence)
+        while (account_.lost() != 0 && Clock::now() - std::max(began, latest_) < kSilence) {
             wait(milliseconds(20), false);
+        }
         isFlawless_ = isFlawless_ && account_.isFlawless();
         const std::chrono::duration<double> time = began - begin_;
         std::cout << account_.text() << "  a second "
@@ -343,12 +371,14 @@ class Traffic {
 
     void showSpread() const {
         std::uint64_t most = 1;
-        for (const auto& [where, count] : spread_)
+        for (const auto& [where, count] : spread_) {
             most = std::max(most, count);
+        }
         constexpr std::uint64_t kWidth = 50;
-        for (const auto& [where, count] : spread_)
+        for (const auto& [where, count] : spread_) {
             std::cout << where.first << "  port " << where.second << "  " << std::setw(8) << count
                       << "  " << std::string(count * kWidth / most, '#') << "\n";
+        }
     }
 
     Options options_;
@@ -376,8 +406,9 @@ int main(int argc, char** argv) {
     app.add_option_function<std::vector<std::string>>(
            "--expect",
            [&](const std::vector<std::string>& all) {
-               for (const std::string& one : all)
+               for (const std::string& one : all) {
                    expect(options, one);
+               }
            },
            "An address to send to, and the ports out of which its packets may come")
         ->type_name("ADDRESS=PORT,...")
