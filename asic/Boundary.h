@@ -155,7 +155,7 @@ class Boundary {
             !(... && ((status = subject.admit(rest)) == P4_PD_STATUS_SUCCESS))) {
             return status;
         }
-        if constexpr (std::is_invocable_v<Work, Sessions&>) {
+        if constexpr (std::is_invocable_v<Work, pd::Sessions&>) {
             return work(all.sessions);
         } else if constexpr (std::is_invocable_v<Work, Chip&>) {
             return work(*subject.chip);
@@ -181,7 +181,7 @@ class Boundary {
 ///
 ///     call<pd::operation(__func__)>(work, arguments...)
 ///
-/// The work is work(Sessions&), work(Chip&) or work(Chip&, ScopeIndex), whichever it takes. It
+/// The work is work(pd::Sessions&), work(Chip&) or work(Chip&, ScopeIndex), whichever it takes. It
 /// writes outputs only if it succeeds.
 template <std::size_t index, class Work, class... Arguments>
 Status call(const Work& work, const Arguments&... arguments) noexcept {

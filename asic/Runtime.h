@@ -5,18 +5,18 @@
 
 #include "asic/AttachedChip.h"
 #include "asic/Chips.h"
-#include "asic/FaultPlan.h"
-#include "asic/Sessions.h"
 #include "asic/Steps.h"
 #include "pd/calls/CallLog.h"
+#include "pd/calls/FaultPlan.h"
+#include "pd/calls/Sessions.h"
 
 namespace asic {
 
 struct Runtime {
-    Sessions sessions;
+    pd::Sessions sessions;
     Chips chips;
     pd::CallLog log;
-    FaultPlan faults;
+    pd::FaultPlan faults;
     Steps steps;
     std::unique_ptr<AttachedChip> attached; // or null; its device is not among the chips
 

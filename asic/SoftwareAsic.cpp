@@ -289,17 +289,10 @@ int velmor_asic_log_format(uint64_t sequence, char* buffer, size_t size) {
 pipe_status velmor_asic_fault_plan(const char* operation, uint32_t nth, pipe_status status,
                                    uint32_t mode) {
     return contained([&]() -> Status {
-        const bool isMode = mode == VELMOR_ASIC_FAULT_ONCE || mode == VELMOR_ASIC_FAULT_ALWAYS;
-        if (!operation || nth == 0 || status == P4_PD_STATUS_SUCCESS || !isMode) {
-            return P4_PD_STATUS_INVALID_ARG;
-        }
-        const std::size_t index = pd::findOperation(operation);
-        if (index == pd::kOperations.size()) {
-            return P4_PD_STATUS_INVALID_ARG;
-        }
-        runtime().faults.add({index, nth, status, mode});
-        runtime().watchedIs();
-        return P4_PD_STATUS_SUCCESS;
+        Runtime& all = runtime();
+        const Status planned = all.faults.plan(operation, nth, status, mode);
+        all.watchedIs();
+        return planned;
     });
 }
 

@@ -16,7 +16,9 @@ declare -A may=(
     [posix]=""
     [mapped-tables]="posix platform framework"
     [asic]="pd posix"
+    [ovs]="pd"
     [programs]=""
+    [scenario]="programs"
     [asic-tool]="asic pd programs"
     [agent/outcome]=""
     [agent/console]="agent/outcome posix programs"
@@ -33,11 +35,12 @@ may[agent/daemon]="$below agent/console agent/wire"
 may[agent]="${may[agent/daemon]} agent/daemon"
 # The agent controls the software ASIC, where there is one, through its C header; from one place.
 exception="agent/chip/AsicControl.* asic/SoftwareAsic.h"
-# The layers of the libraries take nothing but the C++ and C standard library and dlfcn.h; posix and
-# asic also what files and mappings need of POSIX.
-library="pd posix framework driver-status platform BfLagGroup mapped-tables asic"
+# The layers of the libraries take nothing but the C++ and C standard library and dlfcn.h; posix,
+# asic and ovs also what files, mappings and sockets need of POSIX.
+library="pd posix framework driver-status platform BfLagGroup mapped-tables asic ovs"
 system='(dlfcn|link)\.h|std(int|def|bool)\.h'
 declare -A posix=(
+    [ovs]='poll\.h|unistd\.h|sys/(socket|time|un)\.h'
     [asic]='fcntl\.h|unistd\.h|sys/(mman|stat)\.h'
     [posix]='fcntl\.h|unistd\.h|sys/(file|mman|stat|types)\.h'
 )

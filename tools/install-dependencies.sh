@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing for the named purposes: build, test, bench.
+# Installs the Debian packages that are missing for the named purposes: build, test, bench, ovs.
 #
 #   tools/install-dependencies.sh build test
 set -euo pipefail
@@ -8,6 +8,7 @@ declare -A packages=(
     [build]="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libedit-dev
         libsqlite3-dev libsystemd-dev"
     [test]="libgtest-dev libgmock-dev valgrind lld"
+    [ovs]="openvswitch-switch iproute2 util-linux"
     [bench]="libbenchmark-dev libboost1.81-dev libabsl-dev libsigc++-3.0-dev"
 )
 

@@ -1,5 +1,5 @@
 #include "tests/asic/AsicTest.h"
-#include "tests/asic/Snapshot.h"
+#include "tests/pd-conformance/Snapshot.h"
 
 #include <string>
 #include <vector>

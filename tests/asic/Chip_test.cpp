@@ -1,7 +1,7 @@
 // Chips and the library around them.
 
 #include "tests/asic/AsicTest.h"
-#include "tests/asic/Snapshot.h"
+#include "tests/pd-conformance/Snapshot.h"
 
 #include <string>
 

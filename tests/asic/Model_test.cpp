@@ -3,7 +3,7 @@
 
 #include "tests/asic/AsicTest.h"
 #include "tests/asic/ChipFiles.h"
-#include "tests/asic/Snapshot.h"
+#include "tests/pd-conformance/Snapshot.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Pipe scopes: who sees which objects, and which objects may refer to each other.
 
 #include "tests/asic/AsicTest.h"
-#include "tests/asic/Snapshot.h"
+#include "tests/pd-conformance/Snapshot.h"
 
 #include <string>
 
@@ -124,6 +124,19 @@ TEST_F(ScopeTest, TheEntryScopeChangesOnlyWhileTheTableIsEmpty) {
     EXPECT_EQ(0u, setEntryScope(P4_PD_SCOPE_SINGLE_PIPELINE)); // members alone do not matter
     EXPECT_EQ(0u, setEntryScope(P4_PD_SCOPE_ALL_PIPELINES));
     entry({1}, first);
+}
+
+TEST_F(ScopeTest, AWalkVisitsTheObjectsOfOneScope) {
+    const auto first = [](p4_pd_dev_target_t scope) {
+        std::uint32_t handle = 0;
+        p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle(kSession, scope, &handle);
+        return handle;
+    };
+    const std::uint32_t everywhere = member(1);
+    const std::uint32_t inOne = member(1, pipe(1));
+    EXPECT_EQ(everywhere, first(kAllPipes));
+    EXPECT_EQ(inOne, first(pipe(1)));
+    EXPECT_EQ(0u, first(pipe(0)));
 }
 
 TEST_F(ScopeTest, AnUnknownPropertyOrValueIsAnInvalidArgument) {

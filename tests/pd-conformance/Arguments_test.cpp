@@ -1,16 +1,16 @@
 // What the boundary refuses before an operation does anything, for every PD function.
 
-#include "tests/asic/AsicTest.h"
-#include "tests/asic/PdOperations.h"
-#include "tests/asic/Snapshot.h"
+#include "tests/pd-conformance/PdOperations.h"
+#include "tests/pd-conformance/PdTest.h"
+#include "tests/pd-conformance/Snapshot.h"
 
 #include <gmock/gmock.h>
 #include <string>
 
-namespace asic_test {
+namespace pd_test {
 namespace {
 
-class ArgumentsTest : public AsicTest {
+class ArgumentsTest : public PdTest {
   protected:
     // The call fails with the status and changes neither the outputs nor the chip.
     static void expectRefused(pipe_status status, const PdOperation& operation, const Call& call) {
@@ -78,4 +78,4 @@ TEST_F(ArgumentsTest, EveryFunctionIsKnownToTheFaultPlanByItsName) {
 }
 
 } // namespace
-} // namespace asic_test
+} // namespace pd_test

@@ -1,17 +1,17 @@
-#include "tests/asic/AsicTest.h"
-#include "tests/asic/Snapshot.h"
+#include "tests/pd-conformance/PdTest.h"
+#include "tests/pd-conformance/Snapshot.h"
 
 #include <string>
 #include <vector>
 
-namespace asic_test {
+namespace pd_test {
 namespace {
 
 constexpr const char* kAddMember =
     "p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setLagPort";
 constexpr const char* kCreateGroup = "p4_pd_velmor_switch_lagPortActionProfile_create_group";
 
-class FaultPlanTest : public AsicTest {
+class FaultPlanTest : public PdTest {
   protected:
     static void plan(const char* operation, std::uint32_t nth, pipe_status status,
                      std::uint32_t mode) {
@@ -107,4 +107,4 @@ TEST_F(FaultPlanTest, RefusesWhatItCannotPlan) {
 }
 
 } // namespace
-} // namespace asic_test
+} // namespace pd_test

@@ -1,12 +1,12 @@
-#include "tests/asic/AsicTest.h"
-#include "tests/asic/Snapshot.h"
+#include "tests/pd-conformance/PdTest.h"
+#include "tests/pd-conformance/Snapshot.h"
 
 #include <string>
 
-namespace asic_test {
+namespace pd_test {
 namespace {
 
-using ActionProfileTest = AsicTest;
+using ActionProfileTest = PdTest;
 using AddMember = pipe_status (*)(p4_pd_sess_hdl_t, p4_pd_dev_target_t, p4_pd_mbr_hdl_t*);
 using ModifyMember = pipe_status (*)(p4_pd_sess_hdl_t, int, p4_pd_mbr_hdl_t);
 
@@ -250,4 +250,4 @@ TEST_F(ActionProfileTest, HandlesAreNeverZeroAndNeverUsedAgainWhateverTheirKind)
 }
 
 } // namespace
-} // namespace asic_test
+} // namespace pd_test

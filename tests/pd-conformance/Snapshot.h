@@ -3,8 +3,8 @@
 
 #include <string>
 
-namespace asic_test {
+namespace pd_test {
 
 std::string snapshot(int device = 0);
 
-} // namespace asic_test
+} // namespace pd_test

@@ -1,14 +1,14 @@
-#include "tests/asic/AsicTest.h"
-#include "tests/asic/PdOperations.h"
+#include "tests/pd-conformance/PdOperations.h"
+#include "tests/pd-conformance/PdTest.h"
 
 #include <cstring>
 #include <string>
 #include <vector>
 
-namespace asic_test {
+namespace pd_test {
 namespace {
 
-class CallLogTest : public AsicTest {
+class CallLogTest : public PdTest {
   protected:
     static std::string line(std::uint64_t sequence) {
         const int length = velmor_asic_log_format(sequence, nullptr, 0);
@@ -220,4 +220,4 @@ TEST_F(CallLogTest, ResetStartsTheNumbersOver) {
 }
 
 } // namespace
-} // namespace asic_test
+} // namespace pd_test

@@ -1,4 +1,4 @@
-#include "tests/asic/PdOperations.h"
+#include "tests/pd-conformance/PdOperations.h"
 
 #include "pd/Operations.h"
 
@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace asic_test {
+namespace pd_test {
 
 namespace {
 
@@ -76,4 +76,4 @@ const std::vector<PdOperation>& pdOperations() {
     return operations;
 }
 
-} // namespace asic_test
+} // namespace pd_test

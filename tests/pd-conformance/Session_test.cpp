@@ -1,11 +1,11 @@
-#include "tests/asic/AsicTest.h"
+#include "tests/pd-conformance/PdTest.h"
 
 #include <set>
 
-namespace asic_test {
+namespace pd_test {
 namespace {
 
-using SessionTest = AsicTest;
+using SessionTest = PdTest;
 
 pipe_status use(p4_pd_sess_hdl_t session) {
     p4_pd_velmor_switch_usage_t usage{};
@@ -72,4 +72,4 @@ TEST_F(SessionTest, WhatOneSessionMadeAnotherMayUseAfterItIsClosed) {
 }
 
 } // namespace
-} // namespace asic_test
+} // namespace pd_test

@@ -1,12 +1,12 @@
 // The sessions that are open on the PD API.
 #pragma once
 
+#include "pd/p4_pd_velmor_switch.h"
+
 #include <array>
 #include <cstdint>
 
-#include "asic/Types.h"
-
-namespace asic {
+namespace pd {
 
 /// Session 0 is always open; beside it 63 sessions can be. Numbers rise, so that the number of a
 /// closed session stays unknown, and does not soon become another client's.
@@ -23,7 +23,7 @@ class Sessions {
         return session != kClosed && slots_[session % kCapacity] == session;
     }
 
-    [[nodiscard]] Status open(p4_pd_sess_hdl_t* session) noexcept {
+    [[nodiscard]] pipe_status open(p4_pd_sess_hdl_t* session) noexcept {
         // Twice round: the numbers leave out a slot where they wrap.
         for (std::uint32_t tries = 0; tries < 2 * kCapacity; ++tries) {
             const p4_pd_sess_hdl_t candidate = next_;
@@ -40,7 +40,7 @@ class Sessions {
     }
 
     /// REQUIRES: isOpen(session).
-    [[nodiscard]] Status close(p4_pd_sess_hdl_t session) noexcept {
+    [[nodiscard]] pipe_status close(p4_pd_sess_hdl_t session) noexcept {
         if (session == 0) {
             return P4_PD_STATUS_INVALID_ARG;
         }
@@ -55,4 +55,4 @@ class Sessions {
     p4_pd_sess_hdl_t next_ = 1;
 };
 
-} // namespace asic
+} // namespace pd

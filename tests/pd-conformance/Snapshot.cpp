@@ -1,11 +1,11 @@
-#include "tests/asic/Snapshot.h"
+#include "tests/pd-conformance/Snapshot.h"
 
 #include "pd/p4_pd_velmor_switch.h"
 
 #include <cstdint>
 #include <sstream>
 
-namespace asic_test {
+namespace pd_test {
 
 namespace {
 
@@ -93,4 +93,4 @@ std::string snapshot(int device) {
     return out.str();
 }
 
-} // namespace asic_test
+} // namespace pd_test

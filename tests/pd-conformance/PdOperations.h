@@ -1,14 +1,14 @@
 // Every function of the PD API in one list, for what holds for all of them.
 #pragma once
 
-#include "tests/asic/AsicTest.h"
+#include "tests/pd-conformance/PdTest.h"
 
 #include <array>
 #include <cstdint>
 #include <functional>
 #include <vector>
 
-namespace asic_test {
+namespace pd_test {
 
 using Session = p4_pd_sess_hdl_t;
 using Target = p4_pd_dev_target_t;
@@ -46,4 +46,4 @@ struct PdOperation {
 
 const std::vector<PdOperation>& pdOperations();
 
-} // namespace asic_test
+} // namespace pd_test
