@@ -106,7 +106,8 @@ std::uint64_t AsicControl::nextCall() const {
 
 template <class Visit>
 void AsicControl::forEachCall(std::uint64_t begin, std::uint64_t end, Visit&& visit) const {
-    for (auto at = std::max(begin, functions_->log_begin()); at < end; ++at) {
+    const std::uint64_t first = functions_ ? std::max(begin, functions_->log_begin()) : end;
+    for (auto at = first; at < end; ++at) {
         velmor_asic_call_t call{};
         if (functions_->log_read(at, &call) == BfTable::kStatusSuccess) {
             visit(call);
@@ -135,9 +136,6 @@ std::optional<std::vector<std::string>> AsicControl::writes(std::uint64_t begin,
 
 std::vector<PdCallRecord> AsicControl::calls(std::uint64_t begin, std::uint64_t end) const {
     std::vector<PdCallRecord> records;
-    if (!functions_) {
-        return records;
-    }
     std::string buffer(512, '\0'); // nearly every call is shorter
     forEachCall(begin, end, [&](const velmor_asic_call_t& call) {
         const auto format = [&] {
@@ -155,6 +153,15 @@ std::vector<PdCallRecord> AsicControl::calls(std::uint64_t begin, std::uint64_t 
         }
     });
     return records;
+}
+
+std::uint64_t AsicControl::calls(std::string_view function, std::uint64_t begin,
+                                 std::uint64_t end) const {
+    std::uint64_t count = 0;
+    forEachCall(begin, end, [&](const velmor_asic_call_t& call) {
+        count += call.operation == function ? 1 : 0;
+    });
+    return count;
 }
 
 void AsicControl::planFault(const std::string& function, std::uint32_t nth, std::uint32_t status,

@@ -12,7 +12,7 @@ class Interpreter final : public CommandRunner {
   public:
     explicit Interpreter(Agent& agent) : agent_(agent) {}
 
-    Outcome run(std::string_view line) override;
+    Outcome run(std::string_view line, WantedCalls calls) override;
     std::vector<std::string> continuations(const std::vector<std::string>& words) override;
     std::optional<Error> atEnd() override;
     bool isOver() const noexcept override { return script_.isOver; }

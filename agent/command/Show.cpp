@@ -280,21 +280,13 @@ void showCalls(Agent& agent, Reply& reply) {
     }
     const auto calls = std::make_shared<const std::vector<PdCallRecord>>(
         agent.asic.calls(0, agent.asic.nextCall()));
-    Pieces text;
-    text.add("calls:\n");
-    text.add(calls->size(), [calls](std::size_t i, std::string& out) {
-        const PdCallRecord& call = (*calls)[i];
-        out += "  " + std::to_string(call.sequence) + "  " + call.text + "\n";
-    });
-    const auto rows = std::make_shared<Listing>(
-        std::vector<std::string>{"sequence", "operation", "status", "call"}, calls->size(),
-        [calls](std::size_t i) {
-            const PdCallRecord& call = (*calls)[i];
-            return Cells{call.sequence, call.operation, call.status, call.text};
-        });
-    reply.addArray(
-        "calls", rows->rows(),
-        [rows](std::size_t i, std::string& out) { rows->appendJson(i, out); }, text);
+    Listing listing({"sequence", "operation", "status", "call"}, calls->size(),
+                    [calls](std::size_t i) {
+                        const PdCallRecord& call = (*calls)[i];
+                        return Cells{call.sequence, call.operation, call.status, call.text};
+                    });
+    listing.linesAre({0, 3});
+    reply.add("calls", std::move(listing));
 }
 
 void showStart(Agent& agent, Reply& reply) {

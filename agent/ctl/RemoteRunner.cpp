@@ -63,12 +63,12 @@ void RemoteRunner::connect(Clock::time_point begin) {
     }
 }
 
-Outcome RemoteRunner::run(std::string_view line) {
+Outcome RemoteRunner::run(std::string_view line, WantedCalls calls) {
     const auto words = wordsOf(line);
     if (words.empty()) {
         return {};
     }
-    auto answer = ask({.line = std::string(line)});
+    auto answer = ask({.line = std::string(line), .calls = calls});
     answer.outcome.command = joined(words);
     isOver_ = isOver_ || answer.isOver;
     return std::move(answer.outcome);

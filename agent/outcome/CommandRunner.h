@@ -19,9 +19,12 @@ struct Outcome {
     std::optional<Error> error{};
     /// The failure that the script had announced with 'expect error'.
     std::optional<Error> expectedError{};
-    /// The PD calls that the command made, where the PD library records them.
+    /// The PD calls that the command made, where they are wanted and the PD library records them.
     std::vector<PdCallRecord> calls{};
 };
+
+/// The PD calls that an outcome is to have. Their texts cost more than most commands.
+enum class WantedCalls { none, all };
 
 /// Carries out the command lines of one script, wherever the driver is. No line ends the process,
 /// and no exception leaves.
@@ -32,7 +35,7 @@ class CommandRunner {
     CommandRunner& operator=(const CommandRunner&) = delete;
     virtual ~CommandRunner() = default;
 
-    virtual Outcome run(std::string_view line) = 0;
+    virtual Outcome run(std::string_view line, WantedCalls calls) = 0;
 
     /// The words that may follow these in a command line, as far as they can be listed; none where
     /// that is not known.
