@@ -25,41 +25,53 @@ class Transaction {
     Configuration& configuration_;
 };
 
-/// While it lives, the script whose line is carried out is the agent's.
-class Turn {
-  public:
-    Turn(Agent& agent, ScriptState& script) : agent_(agent), script_(script) { change(); }
-    ~Turn() { change(); }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
+/// Gives a command's function what it works on.
+struct Performance {
+    Agent& agent;
+    ScriptState& script;
+    const Arguments& arguments;
+    Reply& reply;
 
-  private:
-    void change() noexcept { std::swap(agent_.script, script_); }
-
-    Agent& agent_;
-    ScriptState& script_;
+    void operator()(void (*run)(Configuration&, const Arguments&)) const {
+        run(agent.configuration(), arguments);
+    }
+    void operator()(void (*run)(Flows&, const Arguments&, Reply&)) const {
+        run(agent.flows(), arguments, reply);
+    }
+    void operator()(void (*run)(const AsicControl&, const Arguments&)) const {
+        run(agent.asic(), arguments);
+    }
+    void operator()(void (*run)(PersistentState&, const View&, const Arguments&, Reply&)) const {
+        run(agent.requiredState(), agent.view(script), arguments, reply);
+    }
+    void operator()(void (*run)(ScriptState&, const Arguments&)) const { run(script, arguments); }
+    void operator()(void (*run)(const View&, const Arguments&)) const {
+        run(agent.view(script), arguments);
+    }
+    void operator()(void (*run)(const View&, const Arguments&, Reply&)) const {
+        run(agent.view(script), arguments, reply);
+    }
 };
 
 } // namespace
 
 Outcome Interpreter::run(std::string_view line, WantedCalls calls) {
-    const Turn turn(agent_, script_);
     Outcome outcome;
     const auto words = wordsOf(line);
     if (words.empty()) {
         return outcome;
     }
     outcome.command = joined(words);
-    const auto expected = std::exchange(agent_.script.expectedError, std::nullopt);
-    const std::uint64_t begin = agent_.asic.nextCall();
+    const auto expected = std::exchange(script_.expectedError, std::nullopt);
+    const std::uint64_t begin = agent_.asic().nextCall();
     perform(words, outcome);
-    const std::uint64_t end = agent_.asic.nextCall();
+    const std::uint64_t end = agent_.asic().nextCall();
     if (words.front() != "expect") {
-        agent_.script.callsBegin = begin;
-        agent_.script.callsEnd = end;
+        script_.callsBegin = begin;
+        script_.callsEnd = end;
     }
     if (calls == WantedCalls::all) {
-        outcome.calls = agent_.asic.calls(begin, end);
+        outcome.calls = agent_.asic().calls(begin, end);
     }
     if (expected) {
         judge(*expected, outcome);
@@ -71,8 +83,9 @@ void Interpreter::perform(const std::vector<std::string>& words, Outcome& outcom
     try {
         const auto parsed = commandGrammar().parse(words);
         agent_.requireUnharmed();
-        Transaction transaction(agent_.configuration);
-        parsed.command->run(agent_, parsed.arguments, outcome.reply);
+        Transaction transaction(agent_.configuration());
+        std::visit(Performance{agent_, script_, parsed.arguments, outcome.reply},
+                   parsed.command->run);
         transaction.commit();
         agent_.requireUnharmed();
     } catch (...) {

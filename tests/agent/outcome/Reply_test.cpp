@@ -149,9 +149,9 @@ TEST_F(ShowTest, WhatIsShownIsWhatThereWasWhenTheCommandRan) {
 }
 
 TEST_F(ShowTest, ReadBackIsWhatTheChipSaysInTheDriversNames) {
-    const auto& driver = agent->driver;
+    const auto& driver = agent->driver();
     const auto& pd = driver.pd();
-    const auto match = agent->configuration.entries().begin()->second.match;
+    const auto match = agent->configuration().entries().begin()->second.match;
     const auto handle = driver.handles().entry(match).value();
     const auto readBack = [&] {
         EXPECT_EQ(nameOf(driver.table().entry(match).memberOrGroup()),
