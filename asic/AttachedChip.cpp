@@ -181,7 +181,7 @@ void AttachedChip::Turn::roomFor(std::size_t operation) {
     }
 }
 
-void AttachedChip::Turn::record(CallRecord record, bool isChange) noexcept {
+void AttachedChip::Turn::record(pd::CallRecord record, bool isChange) noexcept {
     // A call that failed half-way may have taken a handle, which no other process knows of.
     if (!isChange)
         attached_.chip().handles().nextIs(handle_);
@@ -266,7 +266,7 @@ std::uint64_t AttachedChip::begin() noexcept {
     return std::max(seenFrom_, last > kKept ? last - kKept : 1);
 }
 
-std::optional<CallRecord> AttachedChip::find(std::uint64_t sequence) noexcept {
+std::optional<pd::CallRecord> AttachedChip::find(std::uint64_t sequence) noexcept {
     if (sequence < begin() || sequence >= end())
         return std::nullopt;
     const auto words = read(sequence);

@@ -16,12 +16,12 @@
 // checkpoint when the ring has overtaken it.
 #pragma once
 
-#include "asic/CallLog.h"
 #include "asic/Chip.h"
 #include "asic/ChipFile.h"
 #include "asic/RecordedCalls.h"
 #include "asic/Steps.h"
 #include "asic/Types.h"
+#include "pd/calls/CallLog.h"
 
 #include <cstdint>
 #include <memory>
@@ -64,7 +64,7 @@ class AttachedChip {
 
         /// Records the call; isChange if it succeeded and was about this chip. The last thing of a
         /// turn, and to be done whenever the chip was changed.
-        void record(CallRecord record, bool isChange) noexcept;
+        void record(pd::CallRecord record, bool isChange) noexcept;
 
       private:
         struct Lock {
@@ -81,7 +81,7 @@ class AttachedChip {
         Handle handle_;
     };
 
-    // ---- The calls in the ring, in the manner of CallLog
+    // ---- The calls in the ring, in the manner of pd::CallLog
 
     /// Recording is always on, and what is kept is for all processes.
     void start(std::size_t) noexcept {}
@@ -90,7 +90,7 @@ class AttachedChip {
     void clear() noexcept { seenFrom_ = end(); }
     [[nodiscard]] std::uint64_t begin() noexcept;
     [[nodiscard]] std::uint64_t end() noexcept;
-    [[nodiscard]] std::optional<CallRecord> find(std::uint64_t sequence) noexcept;
+    [[nodiscard]] std::optional<pd::CallRecord> find(std::uint64_t sequence) noexcept;
 
   private:
     [[nodiscard]] bool tryCatchUp();

@@ -1,6 +1,6 @@
 // What every call of the PD API goes through, from the C arguments to the work and back.
 //
-//   call<operation(__func__)>(work, arguments...)
+//   call<pd::operation(__func__)>(work, arguments...)
 //
 // 1. a planned fault, if there is one for this call, ends it;
 // 2. the arguments are admitted in their order: the session must be open, the device known, the
@@ -11,11 +11,10 @@
 // 5. the call log, if it records, gets the call. With an attached chip, log and chip get it in one.
 #pragma once
 
-#include "asic/Arguments.h"
-#include "asic/CallLog.h"
-#include "asic/Operations.h"
 #include "asic/Runtime.h"
 #include "asic/Types.h"
+#include "pd/Operations.h"
+#include "pd/calls/CallRecord.h"
 
 #include <array>
 #include <cstddef>
@@ -48,32 +47,33 @@ struct Subject {
     Chip* chip = nullptr;
     ScopeIndex scope = 0;
 
-    // A number names nothing, nor does a struct by itself.
+    /// The first argument is the session, or where a session is opened the place for it.
+    Status admitFirst(p4_pd_sess_hdl_t session) noexcept {
+        return runtime.sessions.isOpen(session) ? P4_PD_STATUS_SUCCESS
+                                                : P4_PD_STATUS_SESSION_NOT_FOUND;
+    }
+    template <class T>
+    Status admitFirst(T* pointer) noexcept {
+        return admit(pointer);
+    }
+    // A number names nothing.
     template <class T>
     Status admit(const T&) noexcept {
         return P4_PD_STATUS_SUCCESS;
     }
     template <class T>
-    Status admit(const In<T>& in) noexcept {
-        return in.value ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
+    Status admit(T* pointer) noexcept {
+        return pointer ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
     }
-    template <class T>
-    Status admit(const Out<T>& out) noexcept {
-        return out.value ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
-    }
-    Status admit(const Session& session) noexcept {
-        return runtime.sessions.isOpen(session.handle) ? P4_PD_STATUS_SUCCESS
-                                                       : P4_PD_STATUS_SESSION_NOT_FOUND;
-    }
-    Status admit(const Device& device) noexcept {
+    Status admit(int device) noexcept {
         if constexpr (path == Path::watched)
-            chip = runtime.chip(device.id);
+            chip = runtime.chip(device);
         else
-            chip = runtime.chips.find(device.id);
+            chip = runtime.chips.find(device);
         return chip ? P4_PD_STATUS_SUCCESS : P4_PD_STATUS_INVALID_ARG;
     }
     Status admit(const p4_pd_dev_target_t& target) noexcept {
-        if (const Status status = admit(Device{target.device_id}); status != P4_PD_STATUS_SUCCESS)
+        if (const Status status = admit(target.device_id); status != P4_PD_STATUS_SUCCESS)
             return status;
         const auto named = chip->scope(target.dev_pipe_id);
         if (!named)
@@ -83,11 +83,12 @@ struct Subject {
     }
 };
 
-template <Path path, class Work, class... Arguments>
-Status perform(Runtime& runtime, const Work& work, const Arguments&... arguments) {
+template <Path path, class Work, class First, class... Rest>
+Status perform(Runtime& runtime, const Work& work, const First& first, const Rest&... rest) {
     Subject<path> subject{runtime};
-    Status status = P4_PD_STATUS_SUCCESS;
-    if (!(... && ((status = subject.admit(arguments)) == P4_PD_STATUS_SUCCESS)))
+    Status status = subject.admitFirst(first);
+    if (status != P4_PD_STATUS_SUCCESS ||
+        !(... && ((status = subject.admit(rest)) == P4_PD_STATUS_SUCCESS)))
         return status;
     if constexpr (std::is_invocable_v<Work, Sessions&>)
         return work(runtime.sessions);
@@ -97,80 +98,6 @@ Status perform(Runtime& runtime, const Work& work, const Arguments&... arguments
         return work(*subject.chip, subject.scope);
 }
 
-// ---- Recording
-
-template <class T>
-struct ShapeOf {
-    static constexpr ArgumentShape value{kindOf(T{}), Direction::in};
-};
-template <class T>
-struct ShapeOf<In<T>> {
-    static constexpr ArgumentShape value{kindOf(T{}), Direction::in};
-};
-template <class T>
-struct ShapeOf<Out<T>> {
-    static constexpr ArgumentShape value{kindOf(T{}), Direction::out};
-};
-
-template <class... Arguments>
-inline constexpr ArgumentShapes kShapes{ShapeOf<Arguments>::value...};
-
-template <class... Arguments>
-constexpr std::size_t wordCount() noexcept {
-    return (... + wordsOf(ShapeOf<Arguments>::value.kind));
-}
-
-/// Writes arguments into a record one after the other.
-class Recorder {
-  public:
-    explicit Recorder(CallRecord& record) noexcept : record_(record) {}
-
-    template <class T>
-    void add(const T& value) noexcept {
-        put(word(), value);
-        passed(ShapeOf<T>::value.kind);
-    }
-    template <class T>
-    void add(const In<T>& in) noexcept {
-        pointer(in.value, true);
-    }
-    template <class T>
-    void add(const Out<T>& out) noexcept {
-        pointer(out.value, record_.status == P4_PD_STATUS_SUCCESS);
-    }
-
-  private:
-    std::uint32_t* word() noexcept { return record_.arguments.words.data() + words_; }
-
-    // An output that was not written may be uninitialised, and is not read.
-    template <class T>
-    void pointer(const T* value, bool readable) noexcept {
-        if (!value)
-            record_.arguments.nulls =
-                static_cast<std::uint16_t>(record_.arguments.nulls | 1u << arguments_);
-        else if (readable)
-            put(word(), *value);
-        passed(kindOf(T{}));
-    }
-    void passed(ValueKind kind) noexcept {
-        words_ += wordsOf(kind);
-        ++arguments_;
-    }
-
-    CallRecord& record_;
-    std::size_t words_ = 0;
-    std::size_t arguments_ = 0;
-};
-
-template <std::size_t index, class... Arguments>
-CallRecord recordOf(Status status, const Arguments&... arguments) noexcept {
-    static_assert(wordCount<Arguments...>() <= ArgumentWords::kMaxWords);
-    CallRecord call{.operation = index, .shapes = kShapes<Arguments...>, .status = status};
-    Recorder recorder(call);
-    (recorder.add(arguments), ...);
-    return call;
-}
-
 // ---- Calls that have to do more than their work
 
 /// Whether an argument names the device.
@@ -178,8 +105,8 @@ template <class T>
 constexpr bool names(int, const T&) noexcept {
     return false;
 }
-constexpr bool names(int deviceId, const Device& device) noexcept {
-    return device.id == deviceId;
+constexpr bool names(int deviceId, int device) noexcept {
+    return device == deviceId;
 }
 constexpr bool names(int deviceId, const p4_pd_dev_target_t& target) noexcept {
     return target.device_id == deviceId;
@@ -191,9 +118,9 @@ Status performInMemory(Runtime& runtime, const Work& work, const Arguments&... a
     Status status = runtime.faults.strike(index);
     if (status == P4_PD_STATUS_SUCCESS)
         status = contained([&] { return perform<Path::watched>(runtime, work, arguments...); });
-    if constexpr (kOperations[index].isLogged()) {
+    if constexpr (pd::kOperations[index].isLogged()) {
         if (runtime.log.recording())
-            runtime.log.append(recordOf<index>(status, arguments...));
+            runtime.log.append(pd::recordOf<index>(status, arguments...));
     }
     return status;
 }
@@ -204,7 +131,7 @@ template <std::size_t index, class Work, class... Arguments>
 Status performAttached(Runtime& runtime, const Work& work, const Arguments&... arguments) {
     AttachedChip& attached = *runtime.attached;
     const Status fault = runtime.faults.strike(index);
-    if constexpr (!kOperations[index].isLogged()) {
+    if constexpr (!pd::kOperations[index].isLogged()) {
         if (fault != P4_PD_STATUS_SUCCESS)
             return fault;
         attached.catchUp();
@@ -217,9 +144,9 @@ Status performAttached(Runtime& runtime, const Work& work, const Arguments&... a
                 turn.roomFor(index);
             return perform<Path::watched>(runtime, work, arguments...);
         });
-        const bool isChange =
-            isOwn && status == P4_PD_STATUS_SUCCESS && kOperations[index].kind == Kind::change;
-        turn.record(recordOf<index>(status, arguments...), isChange);
+        const bool isChange = isOwn && status == P4_PD_STATUS_SUCCESS &&
+                              pd::kOperations[index].kind == pd::Kind::change;
+        turn.record(pd::recordOf<index>(status, arguments...), isChange);
         return attached.isCutShort() ? Status{P4_PD_STATUS_INTERNAL_ERROR} : status;
     }
 }
@@ -228,7 +155,7 @@ Status performAttached(Runtime& runtime, const Work& work, const Arguments&... a
 template <std::size_t index, class Work, class... Arguments>
 [[gnu::noinline]] Status performWatched(Runtime& runtime, const Work& work,
                                         const Arguments&... arguments) noexcept {
-    runtime.steps.callBegins(kOperations[index].name);
+    runtime.steps.callBegins(pd::kOperations[index].name);
     const Status status =
         runtime.attached
             ? contained([&] { return performAttached<index>(runtime, work, arguments...); })
@@ -240,7 +167,7 @@ template <std::size_t index, class Work, class... Arguments>
 
 template <std::size_t index, class Work, class... Arguments>
 Status call(const Work& work, const Arguments&... arguments) noexcept {
-    static_assert(kOperations[index].argumentCount() == sizeof...(Arguments));
+    static_assert(pd::kOperations[index].argumentCount() == sizeof...(Arguments));
     return contained([&] {
         Runtime& all = runtime();
         if (all.isWatched()) [[unlikely]]

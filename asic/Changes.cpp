@@ -1,6 +1,6 @@
 #include "asic/Changes.h"
 
-#include "asic/Operations.h"
+#include "pd/Operations.h"
 
 #include <algorithm>
 #include <string_view>
@@ -80,41 +80,41 @@ struct Row {
     bool adds = false; // to the list that makes the chip
 };
 
-consteval std::size_t pd(std::string_view name) {
+consteval std::size_t index(std::string_view name) {
     constexpr std::string_view kPrefix = "p4_pd_velmor_switch_";
-    for (std::size_t i = 0; i < kOperations.size(); ++i)
-        if (std::string_view(kOperations[i].name).substr(kPrefix.size()) == name)
+    for (std::size_t i = 0; i < pd::kOperations.size(); ++i)
+        if (std::string_view(pd::kOperations[i].name).substr(kPrefix.size()) == name)
             return i;
     throw "no such operation";
 }
 
 // clang-format off
 constexpr Row kRows[] = {
-    {pd("lagGroup_set_property"), setProperty, 0, true},
-    {pd("lagGroup_add_entry"), addEntry, false, true},
-    {pd("lagGroup_add_entry_with_selector"), addEntry, true, true},
-    {pd("lagGroup_modify_entry"), modifyEntry, false},
-    {pd("lagGroup_modify_entry_with_selector"), modifyEntry, true},
-    {pd("lagGroup_set_default_entry"), setDefault, false, true},
-    {pd("lagGroup_set_default_entry_with_selector"), setDefault, true, true},
-    {pd("lagGroup_table_delete"), deleteEntry},
-    {pd("lagGroup_table_reset_default_entry"), resetDefault},
-    {pd("lagPortActionProfile_add_member_with_fixL2SubintfAlignment"), addMember, P4_PD_ACTION_fixL2SubintfAlignment, true},
-    {pd("lagPortActionProfile_add_member_with_invalidateUcastEgressPort"), addMember, P4_PD_ACTION_invalidateUcastEgressPort, true},
-    {pd("lagPortActionProfile_add_member_with_setLagPort"), addMember, P4_PD_ACTION_setLagPort, true},
-    {pd("lagPortActionProfile_add_member_with_setPhysicalPort"), addMember, P4_PD_ACTION_setPhysicalPort, true},
-    {pd("lagPortActionProfile_add_member_with_setTunnelInfo"), addMember, P4_PD_ACTION_setTunnelInfo, true},
-    {pd("lagPortActionProfile_modify_member_with_fixL2SubintfAlignment"), modifyMember, P4_PD_ACTION_fixL2SubintfAlignment},
-    {pd("lagPortActionProfile_modify_member_with_invalidateUcastEgressPort"), modifyMember, P4_PD_ACTION_invalidateUcastEgressPort},
-    {pd("lagPortActionProfile_modify_member_with_setLagPort"), modifyMember, P4_PD_ACTION_setLagPort},
-    {pd("lagPortActionProfile_modify_member_with_setPhysicalPort"), modifyMember, P4_PD_ACTION_setPhysicalPort},
-    {pd("lagPortActionProfile_modify_member_with_setTunnelInfo"), modifyMember, P4_PD_ACTION_setTunnelInfo},
-    {pd("lagPortActionProfile_del_member"), deleteMember},
-    {pd("lagPortActionProfile_create_group"), createGroup, 0, true},
-    {pd("lagPortActionProfile_del_group"), deleteGroup},
-    {pd("lagPortActionProfile_add_member_to_group"), addToGroup, 0, true},
-    {pd("lagPortActionProfile_del_member_from_group"), removeFromGroup},
-    {pd("lagPortActionProfile_group_member_state_set"), setMemberState, 0, true},
+    {index("lagGroup_set_property"), setProperty, 0, true},
+    {index("lagGroup_add_entry"), addEntry, false, true},
+    {index("lagGroup_add_entry_with_selector"), addEntry, true, true},
+    {index("lagGroup_modify_entry"), modifyEntry, false},
+    {index("lagGroup_modify_entry_with_selector"), modifyEntry, true},
+    {index("lagGroup_set_default_entry"), setDefault, false, true},
+    {index("lagGroup_set_default_entry_with_selector"), setDefault, true, true},
+    {index("lagGroup_table_delete"), deleteEntry},
+    {index("lagGroup_table_reset_default_entry"), resetDefault},
+    {index("lagPortActionProfile_add_member_with_fixL2SubintfAlignment"), addMember, P4_PD_ACTION_fixL2SubintfAlignment, true},
+    {index("lagPortActionProfile_add_member_with_invalidateUcastEgressPort"), addMember, P4_PD_ACTION_invalidateUcastEgressPort, true},
+    {index("lagPortActionProfile_add_member_with_setLagPort"), addMember, P4_PD_ACTION_setLagPort, true},
+    {index("lagPortActionProfile_add_member_with_setPhysicalPort"), addMember, P4_PD_ACTION_setPhysicalPort, true},
+    {index("lagPortActionProfile_add_member_with_setTunnelInfo"), addMember, P4_PD_ACTION_setTunnelInfo, true},
+    {index("lagPortActionProfile_modify_member_with_fixL2SubintfAlignment"), modifyMember, P4_PD_ACTION_fixL2SubintfAlignment},
+    {index("lagPortActionProfile_modify_member_with_invalidateUcastEgressPort"), modifyMember, P4_PD_ACTION_invalidateUcastEgressPort},
+    {index("lagPortActionProfile_modify_member_with_setLagPort"), modifyMember, P4_PD_ACTION_setLagPort},
+    {index("lagPortActionProfile_modify_member_with_setPhysicalPort"), modifyMember, P4_PD_ACTION_setPhysicalPort},
+    {index("lagPortActionProfile_modify_member_with_setTunnelInfo"), modifyMember, P4_PD_ACTION_setTunnelInfo},
+    {index("lagPortActionProfile_del_member"), deleteMember},
+    {index("lagPortActionProfile_create_group"), createGroup, 0, true},
+    {index("lagPortActionProfile_del_group"), deleteGroup},
+    {index("lagPortActionProfile_add_member_to_group"), addToGroup, 0, true},
+    {index("lagPortActionProfile_del_member_from_group"), removeFromGroup},
+    {index("lagPortActionProfile_group_member_state_set"), setMemberState, 0, true},
 };
 // clang-format on
 
@@ -127,7 +127,7 @@ constexpr const Row* rowOf(std::size_t operation) noexcept {
 
 /// The rows by operation; null for an operation that changes no chip.
 constexpr auto kRowOf = [] {
-    std::array<const Row*, kOperations.size()> rows{};
+    std::array<const Row*, pd::kOperations.size()> rows{};
     for (std::size_t i = 0; i < rows.size(); ++i)
         rows[i] = rowOf(i);
     return rows;
@@ -135,8 +135,8 @@ constexpr auto kRowOf = [] {
 
 static_assert(
     [] {
-        for (std::size_t i = 0; i < kOperations.size(); ++i)
-            if ((kOperations[i].kind == Kind::change) != (rowOf(i) != nullptr))
+        for (std::size_t i = 0; i < pd::kOperations.size(); ++i)
+            if ((pd::kOperations[i].kind == pd::Kind::change) != (rowOf(i) != nullptr))
                 return false;
         return true;
     }(),
@@ -163,33 +163,34 @@ bool isTaken(const Chip& chip, Handle handle) noexcept {
 }
 
 bool isOfChip(const Chip& chip, const Change& change) noexcept {
-    return change.operation < kOperations.size() && kRowOf[change.operation] &&
+    return change.operation < pd::kOperations.size() && kRowOf[change.operation] &&
            change.scope < chip.scopes();
 }
 
 } // namespace
 
-std::optional<Change> changeOf(const CallRecord& record, const Chip& chip, Handle handle) noexcept {
-    const Operation& operation = kOperations[record.operation];
-    if (operation.kind != Kind::change || record.arguments.nulls != 0)
+std::optional<Change> changeOf(const pd::CallRecord& record, const Chip& chip,
+                               Handle handle) noexcept {
+    const pd::Operation& operation = pd::kOperations[record.operation];
+    if (operation.kind != pd::Kind::change || record.arguments.nulls != 0)
         return std::nullopt;
     Change change{.operation = static_cast<std::uint16_t>(record.operation), .handle = handle};
     // The first argument is the session.
     std::size_t word = 1;
     std::size_t words = 0;
     for (std::size_t i = 1; i < operation.argumentCount(); ++i) {
-        const auto [kind, direction] = record.shapes[i];
-        const std::size_t count = wordsOf(kind);
-        if (word + count > ArgumentWords::kMaxWords)
+        const auto [kind, direction] = pd::kShapes[record.operation][i];
+        const std::size_t count = pd::wordsOf(kind);
+        if (word + count > pd::ArgumentWords::kMaxWords)
             return std::nullopt;
         const auto first = record.arguments.words.begin() + static_cast<std::ptrdiff_t>(word);
         word += count;
-        if (kind == ValueKind::target) {
+        if (kind == pd::ValueKind::target) {
             const auto scope = chip.scope(static_cast<std::uint16_t>(first[1]));
             if (!scope)
                 return std::nullopt;
             change.scope = *scope;
-        } else if (kind != ValueKind::device && direction == Direction::in) {
+        } else if (kind != pd::ValueKind::device && direction == pd::Direction::in) {
             if (words + count > Change::kMaxWords)
                 return std::nullopt;
             std::copy_n(first, count, change.words.begin() + static_cast<std::ptrdiff_t>(words));

@@ -4,9 +4,9 @@
 // A whole chip is written down the same way, as the shortest list of changes that makes it.
 #pragma once
 
-#include "asic/CallLog.h"
 #include "asic/Chip.h"
 #include "asic/Types.h"
+#include "pd/calls/CallRecord.h"
 
 #include <array>
 #include <cstdint>
@@ -16,7 +16,7 @@
 
 namespace asic {
 
-/// The call of one operation of Kind::change, without session and device.
+/// The call of one operation of pd::Kind::change, without session and device.
 struct Change {
     static constexpr std::size_t kMaxWords = 4; // lagGroup_add_entry
 
@@ -29,7 +29,7 @@ static_assert(sizeof(Change) == 24 && std::has_unique_object_representations_v<C
 
 /// The change that a call made which succeeded with the chip; none if the record cannot be that of
 /// such a call.
-[[nodiscard]] std::optional<Change> changeOf(const CallRecord& record, const Chip& chip,
+[[nodiscard]] std::optional<Change> changeOf(const pd::CallRecord& record, const Chip& chip,
                                              Handle handle) noexcept;
 
 /// Makes the change; false if it cannot be one of this chip. May throw std::bad_alloc: then nothing

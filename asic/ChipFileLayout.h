@@ -13,13 +13,14 @@
 
 #include "asic/Changes.h"
 #include "asic/SharedWords.h"
+#include "pd/calls/PackedCall.h"
 
 #include <cstddef>
 #include <cstdint>
 
 namespace asic {
 
-/// Changes with every change of what is written where, of the rows of kOperations, or of what a
+/// Changes with every change of what is written where, of the rows of pd::kOperations, or of what a
 /// recorded change means.
 inline constexpr std::uint64_t kLayoutVersion = 1;
 
@@ -63,10 +64,10 @@ namespace call_at {
 enum : std::size_t {
     kSequence,
     kGeneration, // of the chip when the call was made
-    kHead,       // operation, null arguments and status
-    kShapes,     // four bits an argument, and whether the call changed the chip
-    kArguments,  // argument words, two in one
-    kHandle = kArguments + ArgumentWords::kMaxWords / 2, // handle that was next before the call
+    kHead,       // from here on the packed call
+    kShapes,     // with a bit on top: whether the call changed the chip
+    kArguments,
+    kHandle = kHead + pd::packed_at::kWords, // handle that was next before the call
     kSeal,
     kWords
 };

@@ -36,7 +36,7 @@ Status first(TableOf tableOf, p4_pd_sess_hdl_t session, p4_pd_dev_target_t targe
         [&](Chip& chip, ScopeIndex scope) {
             return found(tableOf(chip).next(scope, kNoHandle), out);
         },
-        Session{session}, target, Out{out});
+        session, target, out);
 }
 
 template <std::size_t index, class TableOf>
@@ -44,7 +44,7 @@ Status next(TableOf tableOf, p4_pd_sess_hdl_t session, p4_pd_dev_target_t target
             Handle* out) noexcept {
     return call<index>(
         [&](Chip& chip, ScopeIndex scope) { return found(tableOf(chip).next(scope, seen), out); },
-        Session{session}, target, seen, Out{out});
+        session, target, seen, out);
 }
 
 Status nextMemberOf(Chip& chip, Handle group, Handle seen, Handle* out) noexcept {
@@ -57,37 +57,37 @@ Status nextMemberOf(Chip& chip, Handle group, Handle seen, Handle* out) noexcept
 pipe_status p4_pd_velmor_switch_lagGroup_get_first_entry_handle(p4_pd_sess_hdl_t sess_hdl,
                                                                 p4_pd_dev_target_t dev_tgt,
                                                                 p4_pd_entry_hdl_t* entry_hdl) {
-    return first<operation(__func__)>(entriesOf, sess_hdl, dev_tgt, entry_hdl);
+    return first<pd::operation(__func__)>(entriesOf, sess_hdl, dev_tgt, entry_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagGroup_get_next_entry_handle(p4_pd_sess_hdl_t sess_hdl,
                                                                p4_pd_dev_target_t dev_tgt,
                                                                p4_pd_entry_hdl_t entry_hdl,
                                                                p4_pd_entry_hdl_t* next_hdl) {
-    return next<operation(__func__)>(entriesOf, sess_hdl, dev_tgt, entry_hdl, next_hdl);
+    return next<pd::operation(__func__)>(entriesOf, sess_hdl, dev_tgt, entry_hdl, next_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagGroup_get_default_entry_handle(p4_pd_sess_hdl_t sess_hdl,
                                                                   p4_pd_dev_target_t dev_tgt,
                                                                   p4_pd_entry_hdl_t* entry_hdl) {
-    return first<operation(__func__)>(defaultsOf, sess_hdl, dev_tgt, entry_hdl);
+    return first<pd::operation(__func__)>(defaultsOf, sess_hdl, dev_tgt, entry_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return first<operation(__func__)>(membersOf, sess_hdl, dev_tgt, mbr_hdl);
+    return first<pd::operation(__func__)>(membersOf, sess_hdl, dev_tgt, mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_mbr_hdl_t mbr_hdl,
     p4_pd_mbr_hdl_t* next_hdl) {
-    return next<operation(__func__)>(membersOf, sess_hdl, dev_tgt, mbr_hdl, next_hdl);
+    return next<pd::operation(__func__)>(membersOf, sess_hdl, dev_tgt, mbr_hdl, next_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_member(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_mbr_hdl_t mbr_hdl, uint32_t* action,
     p4_pd_velmor_switch_setLagPort_action_spec_t* action_spec) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) -> Status {
             const Member* const member = membersOf(chip).find(mbr_hdl);
             if (!member)
@@ -96,25 +96,25 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_member(
             action_spec->action_egrL2AintfPort = member->action.port;
             return P4_PD_STATUS_SUCCESS;
         },
-        Session{sess_hdl}, Device{dev_id}, mbr_hdl, Out{action}, Out{action_spec});
+        sess_hdl, dev_id, mbr_hdl, action, action_spec);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_grp_hdl_t* grp_hdl) {
-    return first<operation(__func__)>(groupsOf, sess_hdl, dev_tgt, grp_hdl);
+    return first<pd::operation(__func__)>(groupsOf, sess_hdl, dev_tgt, grp_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle(
     p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt, p4_pd_grp_hdl_t grp_hdl,
     p4_pd_grp_hdl_t* next_hdl) {
-    return next<operation(__func__)>(groupsOf, sess_hdl, dev_tgt, grp_hdl, next_hdl);
+    return next<pd::operation(__func__)>(groupsOf, sess_hdl, dev_tgt, grp_hdl, next_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_group(p4_pd_sess_hdl_t sess_hdl,
                                                                int dev_id, p4_pd_grp_hdl_t grp_hdl,
                                                                uint16_t* max_grp_size,
                                                                uint32_t* member_count) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) -> Status {
             const Group* const group = groupsOf(chip).find(grp_hdl);
             if (!group)
@@ -123,28 +123,28 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_group(p4_pd_sess_hdl_t 
             *member_count = static_cast<uint32_t>(group->selector.memberships().size());
             return P4_PD_STATUS_SUCCESS;
         },
-        Session{sess_hdl}, Device{dev_id}, grp_hdl, Out{max_grp_size}, Out{member_count});
+        sess_hdl, dev_id, grp_hdl, max_grp_size, member_count);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_first_group_member(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_grp_hdl_t grp_hdl, p4_pd_mbr_hdl_t* mbr_hdl) {
-    return call<operation(__func__)>(
-        [&](Chip& chip) { return nextMemberOf(chip, grp_hdl, kNoHandle, mbr_hdl); },
-        Session{sess_hdl}, Device{dev_id}, grp_hdl, Out{mbr_hdl});
+    return call<pd::operation(__func__)>(
+        [&](Chip& chip) { return nextMemberOf(chip, grp_hdl, kNoHandle, mbr_hdl); }, sess_hdl,
+        dev_id, grp_hdl, mbr_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_get_next_group_member(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_grp_hdl_t grp_hdl, p4_pd_mbr_hdl_t mbr_hdl,
     p4_pd_mbr_hdl_t* next_hdl) {
-    return call<operation(__func__)>(
-        [&](Chip& chip) { return nextMemberOf(chip, grp_hdl, mbr_hdl, next_hdl); },
-        Session{sess_hdl}, Device{dev_id}, grp_hdl, mbr_hdl, Out{next_hdl});
+    return call<pd::operation(__func__)>(
+        [&](Chip& chip) { return nextMemberOf(chip, grp_hdl, mbr_hdl, next_hdl); }, sess_hdl,
+        dev_id, grp_hdl, mbr_hdl, next_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get(
     p4_pd_sess_hdl_t sess_hdl, int dev_id, p4_pd_grp_hdl_t grp_hdl, p4_pd_mbr_hdl_t mbr_hdl,
     uint32_t* state) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip) -> Status {
             const Group* const group = groupsOf(chip).find(grp_hdl);
             const auto* const membership = group ? group->selector.find(mbr_hdl) : nullptr;
@@ -153,12 +153,12 @@ pipe_status p4_pd_velmor_switch_lagPortActionProfile_group_member_state_get(
             *state = membership->active ? P4_PD_MEMBER_ACTIVE : P4_PD_MEMBER_INACTIVE;
             return P4_PD_STATUS_SUCCESS;
         },
-        Session{sess_hdl}, Device{dev_id}, grp_hdl, mbr_hdl, Out{state});
+        sess_hdl, dev_id, grp_hdl, mbr_hdl, state);
 }
 
 pipe_status p4_pd_velmor_switch_get_usage(p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_target_t dev_tgt,
                                           p4_pd_velmor_switch_usage_t* usage) {
-    return call<operation(__func__)>(
+    return call<pd::operation(__func__)>(
         [&](Chip& chip, ScopeIndex scope) -> Status {
             *usage = {.entries = entriesOf(chip).count(scope),
                       .entry_capacity = entriesOf(chip).capacity(),
@@ -169,5 +169,5 @@ pipe_status p4_pd_velmor_switch_get_usage(p4_pd_sess_hdl_t sess_hdl, p4_pd_dev_t
                       .group_size_limit = chip.profile().groupSizeLimit()};
             return P4_PD_STATUS_SUCCESS;
         },
-        Session{sess_hdl}, dev_tgt, Out{usage});
+        sess_hdl, dev_tgt, usage);
 }

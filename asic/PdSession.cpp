@@ -6,11 +6,11 @@
 using namespace asic;
 
 pipe_status p4_pd_velmor_switch_client_init(p4_pd_sess_hdl_t* sess_hdl) {
-    return call<operation(__func__)>([&](Sessions& sessions) { return sessions.open(sess_hdl); },
-                                     Out{sess_hdl});
+    return call<pd::operation(__func__)>(
+        [&](Sessions& sessions) { return sessions.open(sess_hdl); }, sess_hdl);
 }
 
 pipe_status p4_pd_velmor_switch_client_cleanup(p4_pd_sess_hdl_t sess_hdl) {
-    return call<operation(__func__)>([&](Sessions& sessions) { return sessions.close(sess_hdl); },
-                                     Session{sess_hdl});
+    return call<pd::operation(__func__)>(
+        [&](Sessions& sessions) { return sessions.close(sess_hdl); }, sess_hdl);
 }

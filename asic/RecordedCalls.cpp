@@ -1,57 +1,22 @@
 #include "asic/RecordedCalls.h"
 
-#include "asic/Operations.h"
+#include <algorithm>
 
 namespace asic {
 
 namespace {
 
-// One argument's shape takes four bits.
-constexpr unsigned kShapeBits = 4;
-constexpr std::uint64_t kOutBit = 8;
-constexpr std::uint64_t kKindBits = 7;
 constexpr std::uint64_t kChangeBit = UINT64_C(1) << 63;
-static_assert(Operation::kMaxArguments * kShapeBits < 63);
-
-std::uint64_t wordOf(const ArgumentShapes& shapes, std::size_t count) noexcept {
-    std::uint64_t word = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto [kind, direction] = shapes[i];
-        const std::uint64_t shape =
-            static_cast<std::uint64_t>(kind) | (direction == Direction::out ? kOutBit : 0);
-        word |= shape << (kShapeBits * i);
-    }
-    return word;
-}
-
-/// False if the shapes are not those of arguments.
-bool toShapes(std::uint64_t word, std::size_t count, ArgumentShapes& shapes) noexcept {
-    std::size_t words = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::uint64_t shape = word >> (kShapeBits * i);
-        if ((shape & kKindBits) > static_cast<std::uint64_t>(ValueKind::actionSpec))
-            return false;
-        shapes[i] = {static_cast<ValueKind>(shape & kKindBits),
-                     (shape & kOutBit) != 0 ? Direction::out : Direction::in};
-        words += wordsOf(shapes[i].kind);
-    }
-    return words <= ArgumentWords::kMaxWords;
-}
+static_assert(pd::kPackedShapeBits < 63);
 
 } // namespace
 
 CallWords toWords(const RecordedCall& call) noexcept {
-    const CallRecord& record = call.record;
-    const auto& arguments = record.arguments.words;
     CallWords words{};
-    words[call_at::kSequence] = record.sequence;
+    words[call_at::kSequence] = call.record.sequence;
     words[call_at::kGeneration] = call.generation;
-    words[call_at::kHead] = record.operation | std::uint64_t{record.arguments.nulls} << 16 |
-                            std::uint64_t{record.status} << 32;
-    words[call_at::kShapes] = wordOf(record.shapes, kOperations[record.operation].argumentCount()) |
-                              (call.isChange ? kChangeBit : 0);
-    for (std::size_t i = 0; i < arguments.size(); ++i)
-        words[call_at::kArguments + i / 2] |= std::uint64_t{arguments[i]} << (i % 2 * 32);
+    std::ranges::copy(pd::pack(call.record), words.begin() + call_at::kHead);
+    words[call_at::kShapes] |= call.isChange ? kChangeBit : 0;
     words[call_at::kHandle] = call.handle;
     return sealed(words);
 }
@@ -59,24 +24,17 @@ CallWords toWords(const RecordedCall& call) noexcept {
 std::optional<RecordedCall> toCall(const CallWords& words) noexcept {
     if (!isSealed(words))
         return std::nullopt;
-    RecordedCall call;
-    CallRecord& record = call.record;
-    const std::uint64_t head = words[call_at::kHead];
-    record.sequence = words[call_at::kSequence];
-    record.operation = head & 0xFFFF;
-    record.arguments.nulls = static_cast<std::uint16_t>(head >> 16);
-    record.status = static_cast<Status>(head >> 32);
-    if (record.operation >= kOperations.size() ||
-        !toShapes(words[call_at::kShapes], kOperations[record.operation].argumentCount(),
-                  record.shapes))
+    pd::PackedCall packed;
+    std::copy_n(words.begin() + call_at::kHead, packed.size(), packed.begin());
+    packed[pd::packed_at::kShapes] &= ~kChangeBit;
+    auto record = pd::unpack(packed);
+    if (!record)
         return std::nullopt;
-    for (std::size_t i = 0; i < record.arguments.words.size(); ++i)
-        record.arguments.words[i] =
-            static_cast<std::uint32_t>(words[call_at::kArguments + i / 2] >> (i % 2 * 32));
-    call.generation = words[call_at::kGeneration];
-    call.handle = static_cast<Handle>(words[call_at::kHandle]);
-    call.isChange = (words[call_at::kShapes] & kChangeBit) != 0;
-    return call;
+    record->sequence = words[call_at::kSequence];
+    return RecordedCall{.record = *record,
+                        .generation = words[call_at::kGeneration],
+                        .handle = static_cast<Handle>(words[call_at::kHandle]),
+                        .isChange = (words[call_at::kShapes] & kChangeBit) != 0};
 }
 
 } // namespace asic

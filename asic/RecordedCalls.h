@@ -1,7 +1,6 @@
 // Calls as the words that a chip file keeps of them.
 #pragma once
 
-#include "asic/CallLog.h"
 #include "asic/ChipFileLayout.h"
 #include "asic/Types.h"
 
@@ -12,7 +11,7 @@ namespace asic {
 
 /// A call with what it takes to make it again.
 struct RecordedCall {
-    CallRecord record;
+    pd::CallRecord record;
     std::uint64_t generation = 0; // of the chip when the call was made
     Handle handle = kNoHandle;    // what the chip gave out next before the call
     bool isChange = false;        // it changed the chip, and not another device

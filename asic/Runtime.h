@@ -2,11 +2,11 @@
 #pragma once
 
 #include "asic/AttachedChip.h"
-#include "asic/CallLog.h"
 #include "asic/Chips.h"
 #include "asic/FaultPlan.h"
 #include "asic/Sessions.h"
 #include "asic/Steps.h"
+#include "pd/calls/CallLog.h"
 
 #include <memory>
 
@@ -15,7 +15,7 @@ namespace asic {
 struct Runtime {
     Sessions sessions;
     Chips chips;
-    CallLog log;
+    pd::CallLog log;
     FaultPlan faults;
     Steps steps;
     std::unique_ptr<AttachedChip> attached; // or null; its device is not among the chips

@@ -254,15 +254,10 @@ uint64_t velmor_asic_log_end(void) {
 }
 
 pipe_status velmor_asic_log_read(uint64_t sequence, velmor_asic_call_t* call) {
-    return contained([&]() -> Status {
-        if (!call)
-            return P4_PD_STATUS_INVALID_ARG;
-        return onLog(runtime(), [&](auto& log) -> Status {
+    return contained([&] {
+        return onLog(runtime(), [&](auto& log) {
             const auto record = log.find(sequence);
-            if (!record)
-                return P4_PD_STATUS_OBJ_NOT_FOUND;
-            *call = {record->sequence, kOperations[record->operation].name, record->status};
-            return P4_PD_STATUS_SUCCESS;
+            return pd::readCall(record ? &*record : nullptr, call);
         });
     });
 }
@@ -271,7 +266,7 @@ int velmor_asic_log_format(uint64_t sequence, char* buffer, size_t size) {
     return answered(-1, [&](Runtime& all) {
         return onLog(all, [&](auto& log) {
             const auto record = log.find(sequence);
-            return record ? std::snprintf(buffer, size, "%s", toText(*record).c_str()) : -1;
+            return pd::formatCall(record ? &*record : nullptr, buffer, size);
         });
     });
 }
@@ -284,8 +279,8 @@ pipe_status velmor_asic_fault_plan(const char* operation, uint32_t nth, pipe_sta
         const bool isMode = mode == VELMOR_ASIC_FAULT_ONCE || mode == VELMOR_ASIC_FAULT_ALWAYS;
         if (!operation || nth == 0 || status == P4_PD_STATUS_SUCCESS || !isMode)
             return P4_PD_STATUS_INVALID_ARG;
-        const std::size_t index = findOperation(operation);
-        if (index == kOperations.size())
+        const std::size_t index = pd::findOperation(operation);
+        if (index == pd::kOperations.size())
             return P4_PD_STATUS_INVALID_ARG;
         runtime().faults.add({index, nth, status, mode});
         runtime().watchedIs();

@@ -1,10 +1,10 @@
 /*
- * Controls, data path, call log and fault plan of the software ASIC.
+ * Controls, data path and fault plan of the software ASIC.
  *
  * The forwarding state of the software ASIC is written through p4_pd_velmor_switch.h, exactly as on
  * a chip. This header is what a chip does not have: making chips of a chosen size, sending a flow
- * through one, reading the PD calls that were made, and making a PD call fail on demand. None of
- * these functions appears in the call log or is subject to the fault plan.
+ * through one, and making a PD call fail on demand. None of these functions appears in the call log
+ * or is subject to the fault plan. The call log and the boot generation are in pd/PdTools.h.
  *
  * Conventions
  * - Every function is exported under its C name, so that a program which loads the library at run
@@ -20,6 +20,7 @@
 #ifndef ASIC_SOFTWAREASIC_H
 #define ASIC_SOFTWAREASIC_H
 
+#include "pd/PdTools.h"
 #include "pd/p4_pd_velmor_switch.h"
 
 #include <stddef.h>
@@ -77,6 +78,9 @@ void velmor_asic_reset(void);
  * see at once. A PD call has either been made altogether, with its place in the call log, or not at
  * all.
  *
+ * The call log of the process that has a chip attached is the one in the file: the latest calls
+ * (16383) that any process made while it had the chip attached, whatever device they were about.
+ *
  * Sessions, fault plan and step hook are each process's own. A restart of the computer is a power
  * cycle of the chip. A PD call that the file fails (a full disk: 2, a damaged file: 22) changes
  * nothing and is not logged.
@@ -115,12 +119,6 @@ pipe_status velmor_asic_chip_file_make(const char* path, const velmor_asic_chip_
  * Never null; valid until the next of them.
  */
 const char* velmor_asic_attach_error(void);
-
-/*
- * The boot generation of a chip: it differs after every power cycle and from that of a chip made
- * anew, and is never 0. Works for chips in memory too.
- */
-pipe_status velmor_asic_chip_boot(int device_id, uint64_t* generation);
 
 /*
  * Power-cycles a chip: it is empty, its handles start over, and its boot generation is another one.
@@ -197,66 +195,6 @@ pipe_status velmor_asic_entry_read(int device_id, p4_pd_entry_hdl_t entry_hdl,
 
 /* "forwarded", "miss", "dropped: no active member"; "unknown" for any other value. Never null. */
 const char* velmor_asic_outcome_name(uint32_t outcome);
-
-/* ---- Call log -------------------------------------------------------------------------------
- *
- * A ring in memory of the latest PD calls: those of sessions, of the match table (with
- * lagGroup_get_entry) and of the action profile. The read-back calls for tools are not logged.
- * The log is off until it is started. Calls are numbered from 1 in the order in which they ended;
- * numbers are not used again when the log is cleared.
- *
- * While a chip is attached, these functions are about the log in its file: the latest calls (16383)
- * that any process made while it had the chip attached, whatever device they were about. It is
- * always on: start and stop change nothing. Clearing hides the calls so far from this process
- * alone.
- */
-
-#define VELMOR_ASIC_LOG_MAX_CAPACITY 1048576u
-
-/*
- * Starts recording into an empty ring of the given number of calls (1 to
- * VELMOR_ASIC_LOG_MAX_CAPACITY). What an earlier recording left is dropped.
- */
-pipe_status velmor_asic_log_start(uint32_t capacity);
-
-/* Stops recording. What was recorded remains readable. */
-void velmor_asic_log_stop(void);
-
-/* Drops what was recorded. Recording goes on if it was on. */
-void velmor_asic_log_clear(void);
-
-/*
- * The kept calls have the sequence numbers from begin to end - 1; begin equals end when there is
- * none. A reader that remembers end and reads on from there later sees every call once, as long as
- * the ring has not dropped it (then begin is greater than what it remembers).
- */
-uint64_t velmor_asic_log_begin(void);
-uint64_t velmor_asic_log_end(void);
-
-typedef struct velmor_asic_call {
-    uint64_t sequence;
-    const char* operation; /* full name of the PD function; valid while the library is loaded */
-    pipe_status status;    /* what the call returned */
-} velmor_asic_call_t;
-
-/* P4_PD_STATUS_OBJ_NOT_FOUND if the call is not in the ring (dropped, or not made yet). */
-pipe_status velmor_asic_log_read(uint64_t sequence, velmor_asic_call_t* call);
-
-/*
- * Writes a call as one line without line end, in the manner of snprintf: at most size bytes with
- * the closing null, returns the length of the whole line. Negative if the call is not in the ring
- * or memory runs out. buffer may be null if size is 0. The line reads
- *
- *   operation(argument=value, ...) -> status output=value ...
- *
- * with the argument names of the PD header, for example
- *
- *   p4_pd_velmor_switch_lagGroup_add_entry(sess_hdl=0, dev_tgt={0, 65535},
- *   match_spec={0x10, 0xffffffff}, priority=5, mbr_hdl=1) -> 0 entry_hdl=2
- *
- * Outputs are shown for a call that succeeded; a null pointer is shown among the arguments.
- */
-int velmor_asic_log_format(uint64_t sequence, char* buffer, size_t size);
 
 /* ---- Fault plan ----------------------------------------------------------------------------- */
 

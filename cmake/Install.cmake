@@ -9,6 +9,7 @@ install(TARGETS BfLagGroup pd pd_velmor_switch EXPORT BfLagGroupTargets
 foreach(layer pd framework driver-status platform BfLagGroup)
   install(DIRECTORY ${layer}/ DESTINATION ${BFLAG_INCLUDEDIR}/${layer}
           FILES_MATCHING PATTERN "*.h"
+          PATTERN "calls" EXCLUDE
           PATTERN "FrameworkTrace.h" EXCLUDE
           PATTERN "PrintedObjects.h" EXCLUDE
           PATTERN "Site.h" EXCLUDE)

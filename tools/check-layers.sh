@@ -33,7 +33,7 @@ may[agent]="${may[agent/daemon]} agent/daemon programs"
 exception="agent/chip/AsicControl.* asic/SoftwareAsic.h"
 # The layers of the library take nothing but the C++ and C standard library and dlfcn.h; platform and asic
 # also what its files and mappings need of POSIX.
-library="framework driver-status platform BfLagGroup asic"
+library="pd framework driver-status platform BfLagGroup asic"
 system='(dlfcn|link)\.h|std(int|def|bool)\.h'
 declare -A posix=(
     [asic]='fcntl\.h|unistd\.h|sys/(mman|stat)\.h'

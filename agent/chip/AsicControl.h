@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "agent/outcome/PdCallRecord.h"
@@ -26,6 +27,9 @@ struct FlowFate {
 
     auto operator<=>(const FlowFate&) const = default;
 };
+
+/// Numbers of PD calls in the ASIC's log: from each first one to before the second.
+using CallNumbers = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
 
 /**
  * The controls of the software ASIC: what a chip does not have. They are found in the PD library by

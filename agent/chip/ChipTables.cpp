@@ -1,6 +1,7 @@
 #include "agent/chip/ChipTables.h"
 
 #include <algorithm>
+#include <array>
 #include <memory>
 
 #include "agent/terms/ActionNames.h"
@@ -25,16 +26,6 @@ template <class Operation, class... Arguments>
 void ChipTables::readThere(const Operation& operation, Arguments... arguments) const {
     if (!read(operation, arguments...)) {
         BfTable::throwPdFailure(operation.name(), P4_PD_STATUS_OBJ_NOT_FOUND);
-    }
-}
-
-/// Calls `visit(handle)` for every handle of a walk over the driver's scope.
-template <class First, class Next, class Visit>
-void ChipTables::walk(const First& first, const Next& next, Visit&& visit) const {
-    std::uint32_t handle = 0;
-    for (bool found = read(first, target_, &handle); found;
-         found = read(next, target_, handle, &handle)) {
-        visit(handle);
     }
 }
 
@@ -95,20 +86,70 @@ ChipEntry ChipTables::entry(ChipHandle handle, bool isDefault) const {
 }
 
 ChipState ChipTables::read() const {
-    ChipState state{.usage = usage()};
-    walk(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
-         pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle,
-         [&](ChipHandle handle) { state.members.emplace(handle, member(handle)); });
-    walk(pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
-         pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle,
-         [&](ChipHandle handle) { state.groups.emplace(handle, group(handle)); });
-    walk(pd_.p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
-         pd_.p4_pd_velmor_switch_lagGroup_get_next_entry_handle,
-         [&](ChipHandle handle) { state.entries.emplace(handle, entry(handle, false)); });
-    if (const ChipHandle handle = defaultEntry(); handle != 0) {
-        state.entries.emplace(handle, entry(handle, true));
+    ChipReading reading(*this);
+    reading.goOn(SIZE_MAX);
+    return reading.take();
+}
+
+/// Goes on with a walk over the driver's scope; `visit(handle)` reads an object and tells how many
+/// that counts for. False when it has read enough for now.
+template <class First, class Next, class Visit>
+bool ChipReading::walk(const First& first, const Next& next, Visit visit) {
+    while (left_ > 0) {
+        const bool found = isWalking_ ? tables_.read(next, tables_.target_, latest_, &latest_)
+                                      : tables_.read(first, tables_.target_, &latest_);
+        isWalking_ = found;
+        if (!found) {
+            return true;
+        }
+        left_ -= std::min(left_, visit(latest_));
     }
-    return state;
+    return false;
+}
+
+bool ChipReading::walkMembers() {
+    return walk(tables_.pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_member_handle,
+                tables_.pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_member_handle,
+                [this](ChipHandle handle) -> std::size_t {
+                    state_.members.emplace(handle, tables_.member(handle));
+                    return 1;
+                });
+}
+
+bool ChipReading::walkGroups() {
+    return walk(tables_.pd_.p4_pd_velmor_switch_lagPortActionProfile_get_first_group_handle,
+                tables_.pd_.p4_pd_velmor_switch_lagPortActionProfile_get_next_group_handle,
+                [this](ChipHandle handle) -> std::size_t {
+                    const auto& group = state_.groups.emplace(handle, tables_.group(handle));
+                    return 1 + group.first->second.members.size();
+                });
+}
+
+bool ChipReading::walkEntries() {
+    return walk(tables_.pd_.p4_pd_velmor_switch_lagGroup_get_first_entry_handle,
+                tables_.pd_.p4_pd_velmor_switch_lagGroup_get_next_entry_handle,
+                [this](ChipHandle handle) -> std::size_t {
+                    state_.entries.emplace(handle, tables_.entry(handle, false));
+                    return 1;
+                });
+}
+
+bool ChipReading::readRest() {
+    state_.usage = tables_.usage();
+    if (const ChipHandle handle = tables_.defaultEntry(); handle != 0) {
+        state_.entries.emplace(handle, tables_.entry(handle, true));
+    }
+    return true;
+}
+
+bool ChipReading::goOn(std::size_t objects) {
+    constexpr std::array kPhases{&ChipReading::walkMembers, &ChipReading::walkGroups,
+                                 &ChipReading::walkEntries, &ChipReading::readRest};
+    left_ = objects;
+    while (phase_ < kPhases.size() && (this->*kPhases[phase_])()) {
+        ++phase_;
+    }
+    return phase_ == kPhases.size();
 }
 
 namespace {
@@ -194,8 +235,8 @@ Listing entryListing(const Chip& chip) {
 
 } // namespace
 
-void ChipTables::show(Reply& reply) const {
-    const auto chip = std::make_shared<const ChipState>(read());
+void show(ChipState state, Reply& reply) {
+    const auto chip = std::make_shared<const ChipState>(std::move(state));
     reply.add("asic usage", usageListing(chip->usage));
     reply.add("asic members", memberListing(chip));
     reply.add("asic groups", groupListing(chip));

@@ -27,8 +27,8 @@ Agent::Agent(const Target& target, const StateOptions& options, Progress* progre
     begin("desired state", progress);
     state_ =
         std::make_unique<PersistentState>(options, statefulChip(options, target, retry, progress));
-    for (auto& reason : state_->coldTables()) {
-        start_.note(std::move(reason));
+    for (const auto& note : state_->notes()) {
+        start_.note(note);
     }
     begin("factories", progress);
     startDriver(target, retry);

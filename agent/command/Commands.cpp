@@ -1,14 +1,13 @@
 #include "agent/command/Commands.h"
 
+#include "agent/command/AuditWork.h"
 #include "agent/command/Expectations.h"
 #include "agent/command/Show.h"
 #include "agent/command/ValueType.h"
 #include "agent/command/View.h"
 #include "agent/outcome/Errors.h"
 #include "agent/outcome/Text.h"
-#include "agent/restart/Audit.h"
 #include "agent/restart/PersistentState.h"
-#include "agent/restart/Restart.h"
 
 namespace LagAgent {
 
@@ -113,11 +112,11 @@ void faultClear(const AsicControl& asic, const Arguments&) {
 // ---- The state over restarts ---------------------------------------------------------------
 
 void auditNow(PersistentState& state, const View& view, const Arguments&, Reply& reply) {
-    audit(readSituation(view.chip, state)).show(reply);
+    reply.workIs(std::make_shared<AuditWork>(state, view, showFindings));
 }
 
 void auditSteps(PersistentState& state, const View& view, const Arguments&, Reply& reply) {
-    audit(readSituation(view.chip, state)).showSteps(reply);
+    reply.workIs(std::make_shared<AuditWork>(state, view, showSteps));
 }
 
 void backup(PersistentState& state, const View&, const Arguments& a, Reply&) {

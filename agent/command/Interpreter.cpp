@@ -1,5 +1,7 @@
 #include "agent/command/Interpreter.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "agent/command/Commands.h"
@@ -56,40 +58,64 @@ struct Performance {
 } // namespace
 
 Outcome Interpreter::run(std::string_view line, WantedCalls calls) {
+    Outcome outcome = begin(line, calls);
+    while (outcome.isUnderWay()) {
+        goOn(outcome);
+    }
+    return outcome;
+}
+
+Outcome Interpreter::begin(std::string_view line, WantedCalls calls) {
     Outcome outcome;
     const auto words = wordsOf(line);
     if (words.empty()) {
         return outcome;
     }
     outcome.command = joined(words);
-    const auto expected = std::exchange(script_.expectedError, std::nullopt);
-    const std::uint64_t begin = agent_.asic().nextCall();
-    perform(words, outcome);
-    const std::uint64_t end = agent_.asic().nextCall();
-    if (words.front() != "expect") {
-        script_.callsBegin = begin;
-        script_.callsEnd = end;
-    }
-    if (calls == WantedCalls::all) {
-        outcome.calls = agent_.asic().calls(begin, end);
-    }
-    if (expected) {
-        judge(*expected, outcome);
-    }
-    return outcome;
-}
-
-void Interpreter::perform(const std::vector<std::string>& words, Outcome& outcome) {
-    try {
+    wanted_ = calls;
+    expected_ = std::exchange(script_.expectedError, std::nullopt);
+    CallNumbers made;
+    perform(outcome, made, [&] {
         const auto parsed = commandGrammar().parse(words);
         agent_.requireUnharmed();
         Transaction transaction(agent_.configuration());
         std::visit(Performance{agent_, script_, parsed.arguments, outcome.reply},
                    parsed.command->run);
         transaction.commit();
+    });
+    if (words.front() != "expect") {
+        script_.calls = std::move(made);
+    }
+    return outcome;
+}
+
+void Interpreter::goOn(Outcome& outcome) {
+    perform(outcome, script_.calls, [&] {
+        agent_.requireUnharmed();
+        const auto work = outcome.reply.work(); // which may end itself
+        if (work->goOn(outcome.reply)) {
+            outcome.reply.workIs(nullptr);
+        }
+    });
+}
+
+template <class Part>
+void Interpreter::perform(Outcome& outcome, CallNumbers& made, Part part) {
+    const std::uint64_t begin = agent_.asic().nextCall();
+    try {
+        part();
         agent_.requireUnharmed();
     } catch (...) {
         outcome.error = currentError();
+        outcome.reply.workIs(nullptr);
+    }
+    const std::uint64_t end = agent_.asic().nextCall();
+    made.emplace_back(begin, end);
+    if (wanted_ == WantedCalls::all) {
+        std::ranges::move(agent_.asic().calls(begin, end), std::back_inserter(outcome.calls));
+    }
+    if (expected_ && !outcome.isUnderWay()) {
+        judge(*expected_, outcome);
     }
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "agent/chip/EntryReadBack.h"
+#include "agent/command/ChipMoment.h"
 #include "agent/command/View.h"
 #include "agent/outcome/Errors.h"
 
@@ -270,8 +271,24 @@ void showStatus(const View& view, Reply& reply) {
     reply.add("status", listing);
 }
 
+class ShowAsic final : public Work {
+  public:
+    explicit ShowAsic(const View& view) : chip_(view.chip, view.configuration) {}
+
+    bool goOn(Reply& reply) override {
+        const bool isAll = chip_.goOn();
+        if (isAll) {
+            show(chip_.take(), reply);
+        }
+        return isAll;
+    }
+
+  private:
+    ChipMoment chip_;
+};
+
 void showAsic(const View& view, Reply& reply) {
-    view.chip.show(reply);
+    reply.workIs(std::make_shared<ShowAsic>(view));
 }
 
 void showCalls(const View& view, Reply& reply) {

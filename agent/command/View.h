@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -16,9 +15,8 @@ namespace LagAgent {
 struct ScriptState {
     /// The next command must fail with a message that contains this.
     std::optional<std::string> expectedError{};
-    /// The PD calls of the latest command that was no 'expect': their numbers in the ASIC's log.
-    std::uint64_t callsBegin = 0;
-    std::uint64_t callsEnd = 0;
+    /// The PD calls of the latest command that was no 'expect'.
+    CallNumbers calls{};
     /// Set by 'quit'.
     bool isOver = false;
 };

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -60,7 +61,8 @@ bool Session::runBatch(std::istream& in, const std::string& name, bool isForced,
         progress_.show(name, done, size);
     }
     progress_.hide();
-    if (in.bad()) {
+    // The standard library takes a failed read of standard input for its end.
+    if (in.bad() || (&in == &std::cin && std::ferror(stdin) != 0)) {
         presenter_.show(Error{ErrorKind::start, "cannot be read"}, {name, 0});
         return false;
     }

@@ -5,9 +5,9 @@
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include "agent/outcome/Text.h"
-#include "agent/wire/Wire.h"
 
 namespace LagAgent {
 
@@ -37,7 +37,6 @@ Wire::Answer carryOut(CommandRunner& runner, const LineBuffer::Line& line) {
     } catch (const CommandError& e) {
         answer.outcome.error = errorOf(e);
     }
-    answer.isOver = runner.isOver();
     return answer;
 }
 
@@ -100,17 +99,25 @@ void Connection::send() {
 }
 
 std::optional<Outcome> Connection::takeTurn() {
-    std::optional<Outcome> outcome;
+    std::optional<Outcome> summary;
     if (answer_.isAtEnd()) {
-        outcome = answerNext();
+        if (underWay_) {
+            runner_->goOn(underWay_->outcome);
+        } else {
+            underWay_ = carryOut(*runner_, *in_.next());
+        }
+        if (underWay_->outcome.isUnderWay()) {
+            return std::nullopt;
+        }
+        summary = begin(*std::exchange(underWay_, std::nullopt));
     }
     writeAnswer();
     send();
-    return outcome;
+    return summary;
 }
 
-Outcome Connection::answerNext() {
-    Wire::Answer answer = carryOut(*runner_, *in_.next());
+Outcome Connection::begin(Wire::Answer answer) {
+    answer.isOver = runner_->isOver();
     const Outcome& outcome = answer.outcome;
     Outcome summary{
         .command = outcome.command, .error = outcome.error, .expectedError = outcome.expectedError};
@@ -134,7 +141,8 @@ void Connection::endInput() {
 }
 
 bool Connection::isOver() const noexcept {
-    return isBroken_ || (isAtEnd_ && !in_.hasLine() && answer_.isAtEnd() && out_.empty());
+    return isBroken_ ||
+           (isAtEnd_ && !in_.hasLine() && !underWay_ && answer_.isAtEnd() && out_.empty());
 }
 
 } // namespace LagAgent

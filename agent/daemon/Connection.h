@@ -6,6 +6,7 @@
 
 #include "agent/outcome/CommandRunner.h"
 #include "agent/wire/LineBuffer.h"
+#include "agent/wire/Wire.h"
 #include "platform/Pello/FileDescriptor.h"
 
 namespace LagAgent {
@@ -32,13 +33,17 @@ class Connection {
 
     /// There is more of an answer to be sent now, or a request to be carried out.
     bool hasWork() const noexcept {
-        return out_.empty() && !isBroken_ && (!answer_.isAtEnd() || in_.hasLine());
+        return out_.empty() && !isBroken_ && (underWay_ || !answer_.isAtEnd() || in_.hasLine());
     }
-    /// Goes on with the answer; or, when there is none, carries out the next request and begins to
-    /// answer it. What is no request is answered with an error. Returns what came of a request, but
-    /// for what it has to say. A turn writes `kPiecesOfTurn` pieces, or `kBytesOfTurn` bytes and
-    /// the rest of a piece. REQUIRES: `hasWork()`.
+    /// Goes on with the request that is under way, or with the answer; or, when there is neither,
+    /// carries out the next request. Begins to answer it when that is done. What is no request is
+    /// answered with an error. Returns what came of a request, but for what it has to say. A turn
+    /// writes `kPiecesOfTurn` pieces, or `kBytesOfTurn` bytes and the rest of a piece.
+    /// REQUIRES: `hasWork()`.
     std::optional<Outcome> takeTurn();
+    /// What the request under way waits for: a descriptor that can be read when there is a turn to
+    /// be taken; negative: for nothing. Until then there is nothing to be done for the client.
+    int waitsFor() const { return underWay_ ? underWay_->outcome.reply.work()->waitsFor() : -1; }
 
     static constexpr std::size_t kPiecesOfTurn = 500;
     static constexpr std::size_t kBytesOfTurn = 1 << 16;
@@ -50,7 +55,8 @@ class Connection {
     bool isOver() const noexcept;
 
   private:
-    Outcome answerNext();
+    /// Begins to write the answer.
+    Outcome begin(Wire::Answer answer);
     void writeAnswer();
     void receive();
     void send();
@@ -58,8 +64,9 @@ class Connection {
     Pello::FileDescriptor socket_;
     std::unique_ptr<CommandRunner> runner_;
     LineBuffer in_;
-    Pieces answer_;   // as far as it is not in `out_`
-    std::string out_; // what the socket has not taken yet
+    std::optional<Wire::Answer> underWay_; // whose command has more to do
+    Pieces answer_;                        // as far as it is not in `out_`
+    std::string out_;                      // what the socket has not taken yet
     std::size_t sent_ = 0;
     bool isAtEnd_ = false;  // the client sends no more
     bool isBroken_ = false; // the client is gone

@@ -1,9 +1,12 @@
 #include "agent/daemon/Restore.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
 #include <iostream>
 
 #include "agent/console/CommandLine.h"
+#include "agent/desired/ChipMark.h"
 #include "agent/desired/StateSchema.h"
 #include "agent/outcome/ExitStatus.h"
 #include "agent/terms/CurrentError.h"
@@ -18,6 +21,7 @@ std::optional<RestoreOptions> readRestoreOptions(int argc, const char* const* ar
                  "lag-agent restore");
     app.add_option("copy", options.copy, "The copy")->type_name("FILE")->required();
     addStateDirectory(app, options.stateDirectory);
+    addChipFile(app, options.chipFile);
     app.footer(
         "The daemon must not run. Its next start brings the chip to the restored state; what was\n"
         "acknowledged after the copy is given up.\n"
@@ -28,12 +32,31 @@ std::optional<RestoreOptions> readRestoreOptions(int argc, const char* const* ar
     return options;
 }
 
+namespace {
+
+/// The latest commit of a desired state that the chip was brought to, as far as it tells. Throws
+/// where another agent has the chip.
+std::uint64_t latestCommitOfChip(const std::string& chip, std::uint64_t state) {
+    const std::string path = chip + ".agent";
+    if (!std::filesystem::exists(path)) {
+        return 0;
+    }
+    const Pello::LockFile lock(path, chip);
+    const auto mark = markIn(lock);
+    return mark && mark->state == state ? mark->commit : 0;
+}
+
+} // namespace
+
 int restoreState(const RestoreOptions& options) {
     try {
         const Pello::StateDirectory directory(options.stateDirectory);
+        const std::string chip =
+            options.chipFile.empty() ? directory.pathOf("chip").charPtr() : options.chipFile;
         const auto restored =
             restoreStateDatabase(directory, options.copy, [&](std::uint64_t state) {
-                return MbbGlimtKey::SharedKeyManager::latestCommit(directory, state);
+                return std::max(MbbGlimtKey::SharedKeyManager::latestCommit(directory, state),
+                                latestCommitOfChip(chip, state));
             });
         std::cout << "restored " << restored.state.members.size() << " members, "
                   << restored.state.groups.size() << " groups, " << restored.state.entries.size()

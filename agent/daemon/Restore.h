@@ -9,6 +9,8 @@ namespace LagAgent {
 struct RestoreOptions {
     std::string copy{};
     std::string stateDirectory{};
+    /// The file of the software ASIC's chip; empty: "chip" in the state directory.
+    std::string chipFile{};
 };
 
 /// Reads a command line of `lag-agent restore`; as `readOptions`.

@@ -63,7 +63,7 @@ StateOptions takeState(const ServeOptions& options, const Log& log) {
                 [&log](const std::string& note) {
                     log.write(LogLevel::warning, "start-note", {{"message", note}});
                 },
-            .pause = pauseUnlessTold};
+            .pause = options.pause ? options.pause : pauseUnlessTold};
 }
 
 /// The chip has changed, and the desired state could not follow, or what the agent relies on has

@@ -33,10 +33,7 @@ std::optional<ServeOptions> readServeOptions(int argc, const char* const* argv, 
                  "lag-agent serve");
     addTarget(app, options.target, options.traces);
     addSocket(app, options.stateDirectory, options.control);
-    app.add_option("--chip", options.chipFile,
-                   "File in which the software ASIC's chip outlives the daemon (default: 'chip' in "
-                   "the state directory)")
-        ->type_name("FILE");
+    addChipFile(app, options.chipFile);
     app.add_option("--chip-boot", options.chipBoot,
                    "With another PD library: a number that differs after every reset of the chip")
         ->type_name("NUMBER");

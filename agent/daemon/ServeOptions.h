@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +25,9 @@ struct ServeOptions {
     std::uint64_t chipBoot = 0;
     /// Start also where that loses what was acknowledged, or removes what nothing explains.
     bool acceptsLoss = false;
+    /// Waits before the chip is asked again for what it refuses for a while; empty: a signal to
+    /// end ends the wait, and the start.
+    std::function<void(std::chrono::milliseconds)> pause{};
     LogOptions log{};
     std::vector<std::string> traces{};
 };

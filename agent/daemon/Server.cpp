@@ -243,10 +243,25 @@ void Server::carryOut(Client& client) {
     });
 }
 
+/// Until then the client's socket is let alone: one that hung up would be reported all the time.
+void Server::waitFor(int fd, Client& client) {
+    client.source.enabledIs(false);
+    client.work = {}; // a file is waited for once
+    client.work = loop_.onFile(fd, EPOLLIN, [this, &client](auto) {
+        client.work = {};
+        client.source.enabledIs(true);
+        carryOut(client);
+    });
+}
+
 /// After anything that happened with a client: it goes, or waits for its turn, or for its socket.
 void Server::settle(Client& client) {
     if (client.connection.isOver()) {
         drop(client);
+        return;
+    }
+    if (const int fd = client.connection.waitsFor(); fd >= 0) {
+        waitFor(fd, client);
         return;
     }
     client.source.eventsAre(client.connection.events());

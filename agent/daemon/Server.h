@@ -53,6 +53,7 @@ class Server {
         std::uint64_t number;
         Connection connection;
         EventSource source{};
+        EventSource work{};     // there while its request waits for something
         bool isWaiting = false; // for its turn: it is in `waiting_`
     };
 
@@ -68,6 +69,7 @@ class Server {
     void takeTurn();
     void carryOutNext();
     void carryOut(Client& client);
+    void waitFor(int fd, Client& client);
     void settle(Client& client);
     /// Runs a part of the work for a client. A failure that is not the client's ends its connection
     /// and nothing else.

@@ -1,5 +1,6 @@
 #include "agent/desired/Sqlite.h"
 
+#include <filesystem>
 #include <system_error>
 
 #include "agent/outcome/Errors.h"
@@ -10,6 +11,21 @@ namespace {
 
 /// How long another program, a person's perhaps, may keep the agent from writing.
 constexpr int kBusyMilliseconds = 2000;
+
+/// The file itself must be no link. SQLite follows none at all, so those on the way to it are
+/// followed here.
+std::string toOpen(const std::string& path) {
+    if (path.empty()) {
+        return ":memory:";
+    }
+    std::error_code error;
+    const std::filesystem::path file = std::filesystem::absolute(path);
+    const auto folder = std::filesystem::canonical(file.parent_path(), error);
+    if (error) {
+        storageFailed(path, "open it", error.message());
+    }
+    return folder / file.filename();
+}
 
 /// Makes a statement ready to be run again, whatever has come of this run.
 class Reset {
@@ -40,7 +56,7 @@ SqliteConnection::SqliteConnection(const std::string& path, bool isToRead)
     : path_(path.empty() ? ":memory:" : path) {
     sqlite3* opened = nullptr;
     const int mode = isToRead ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
-    const int status = sqlite3_open_v2(path_.c_str(), &opened,
+    const int status = sqlite3_open_v2(toOpen(path).c_str(), &opened,
                                        mode | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX, nullptr);
     // There is a connection to close, and to ask for the message, even when opening has failed.
     connection_.reset(opened);
@@ -85,6 +101,13 @@ void SqliteConnection::copyTo(const SqliteConnection& to) const {
     if (!backup || sqlite3_backup_finish(backup) != SQLITE_OK) {
         to.fail("copy " + path_ + " there");
     }
+}
+
+SqliteConnection SqliteConnection::copyInMemory() const {
+    SqliteConnection copy("");
+    copyTo(copy);
+    copy.path_ = path_;
+    return copy;
 }
 
 bool SqliteRow::isNull(int column) const {

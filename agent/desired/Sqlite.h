@@ -25,8 +25,8 @@ namespace LagAgent {
  */
 class SqliteConnection {
   public:
-    /// Opens a database that is there, for reading and writing; a link is not followed, whichever
-    /// part of the path it is. An empty path stands for a database in memory.
+    /// Opens a database that is there, for reading and writing; a file that is a link is refused,
+    /// folders may be. An empty path stands for a database in memory.
     explicit SqliteConnection(const std::string& path) : SqliteConnection(path, false) {}
     /// The same for reading alone.
     static SqliteConnection toRead(const std::string& path) { return {path, true}; }
@@ -45,6 +45,9 @@ class SqliteConnection {
     /// Makes `to`, whatever it has, a copy of this database as it is now, with SQLite's own online
     /// backup.
     void copyTo(const SqliteConnection& to) const;
+    /// A copy in memory, which may be used in another thread. It bears this database's path, for
+    /// messages.
+    SqliteConnection copyInMemory() const;
 
   private:
     SqliteConnection(const std::string& path, bool isToRead);

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "agent/desired/ContentDigest.h"
 #include "agent/desired/StateReading.h"
 #include "agent/desired/StateSchema.h"
 #include "agent/outcome/Errors.h"
@@ -99,14 +100,13 @@ StateDatabase::StateDatabase(std::shared_ptr<const Pello::StateDirectory> direct
     for (const auto& [what, sql] : kStatements) {
         statements_.emplace_back(connection_, what, sql);
     }
-    SqliteStatement(connection_, "read its history", "SELECT state, commits FROM history")
-        .run({}, [this](const SqliteRow& row) {
-            state_ = static_cast<std::uint64_t>(row.number(0));
-            commits_ = static_cast<std::uint64_t>(row.number(1));
-        });
-    if (state_ == 0) {
-        storageRefused(path(), "its table history is empty");
-    }
+    const History now = history();
+    state_ = now.state;
+    commits_ = now.commits;
+}
+
+History StateDatabase::history() const {
+    return historyOf(connection_);
 }
 
 DesiredState StateDatabase::read() const {
@@ -221,6 +221,12 @@ void StateDatabase::checkpoint() noexcept {
 void StateDatabase::checkpointWithoutWaiting() noexcept {
     sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr,
                               nullptr);
+}
+
+SqliteConnection StateDatabase::copyInMemory() const {
+    SqliteConnection copy = connection_.copyInMemory();
+    giveContentDigest(copy);
+    return copy;
 }
 
 void StateDatabase::backup(const std::string& path) const {

@@ -4,10 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "agent/desired/Sqlite.h"
-#include "agent/terms/ChipScope.h"
-#include "agent/terms/DesiredState.h"
-#include "platform/Pello/StateDirectory.h"
+#include "agent/desired/StateSchema.h"
 
 namespace LagAgent {
 
@@ -74,6 +71,9 @@ class StateDatabase {
     /// How many transactions it has had.
     std::uint64_t commits() const noexcept { return commits_; }
 
+    /// All of that, and the digest of the content.
+    History history() const;
+
     /// Counts as this commit from now on, so that a later file which was given up for this one is
     /// older than what is acknowledged from here on.
     void commitsAre(std::uint64_t commits);
@@ -83,6 +83,8 @@ class StateDatabase {
     void checkpoint() noexcept;
     /// The same without waiting for another program that reads the database.
     void checkpointWithoutWaiting() noexcept;
+    /// What `readDesiredState` can read, in another thread too.
+    SqliteConnection copyInMemory() const;
     /// Writes a copy of the database as it is now, with mode 0600, to a new file. Throws where
     /// there is a file already.
     void backup(const std::string& path) const;

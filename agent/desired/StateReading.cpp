@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "agent/desired/ContentDigest.h"
+#include "agent/desired/StateSchema.h"
 #include "agent/terms/ActionNames.h"
 
 namespace LagAgent {
@@ -87,13 +88,10 @@ class Reader {
     }
 
     void checkDigest() {
-        SqliteStatement(database_, "check it", "SELECT digest FROM history")
-            .run({}, [&](const SqliteRow& row) {
-                if (row.number(0) != contentDigest(database_)) {
-                    wrong("its content is not what was committed: it is damaged, or the file and "
-                          "its log are of different times");
-                }
-            });
+        if (historyOf(database_).digest != contentDigest(database_)) {
+            wrong("its content is not what was committed: it is damaged, or the file and its log "
+                  "are of different times");
+        }
     }
 
     void addMember(const SqliteRow& row) {

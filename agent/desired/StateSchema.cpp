@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "agent/desired/ContentDigest.h"
+#include "agent/desired/MendingNote.h"
 #include "agent/desired/StateReading.h"
 #include "agent/desired/WalIndexRoom.h"
 #include "agent/outcome/Errors.h"
@@ -23,6 +24,9 @@ namespace {
 
 using Pello::FileDescriptor;
 using Pello::StateDirectory;
+
+/// What SQLite keeps beside a database.
+constexpr std::array kCompanions{"-wal", "-shm", "-journal"};
 
 // ---- The schema ----------------------------------------------------------------------------
 
@@ -208,7 +212,7 @@ bool isDatabaseThere(const StateDirectory& directory, const std::string& path) {
     if (file) {
         checkHeader(path, file->descriptor);
     }
-    for (const char* companion : {"-wal", "-shm", "-journal"}) {
+    for (const char* companion : kCompanions) {
         const Kel::String name = Kel::String(kStateFile) + companion;
         if (directory.open(name) && !file) {
             storageRefused(
@@ -269,14 +273,8 @@ void checkScope(const SqliteConnection& database, const ChipScope& scope) {
 
 // ---- Opening it ----------------------------------------------------------------------------
 
-/// The directory's path without links, as SQLite is told to follow none.
-std::string pathWithoutLinks(const StateDirectory& directory) {
-    std::error_code error;
-    const auto path = std::filesystem::canonical(directory.path().charPtr(), error);
-    if (error) {
-        storageFailed(directory.path().charPtr(), "find it", error.message());
-    }
-    return path / kStateFile;
+std::string databaseIn(const StateDirectory& directory) {
+    return directory.pathOf(kStateFile).charPtr();
 }
 
 /// All of the log goes to the disk at each commit.
@@ -331,21 +329,37 @@ SqliteConnection openChecked(const std::string& path, const ChipScope& scope) {
 
 bool isStateDatabaseThere(const StateDirectory& directory) {
     try {
-        return isDatabaseThere(directory, pathWithoutLinks(directory));
+        return isDatabaseThere(directory, databaseIn(directory));
     } catch (const Pello::StateException& e) {
         throw CommandError(ErrorKind::storage, e.what());
     }
 }
 
-namespace {
-
-/// The value in the one row of the history.
-std::uint64_t history(const SqliteConnection& database, const std::string& column) {
-    std::int64_t value = 0;
-    SqliteStatement(database, "read its history", "SELECT " + column + " FROM history")
-        .run({}, [&](const SqliteRow& row) { value = row.number(0); });
-    return static_cast<std::uint64_t>(value);
+std::vector<std::string> setLogAside(const StateDirectory& directory) {
+    std::vector<std::string> kept;
+    for (const char* companion : kCompanions) {
+        const Kel::String name = Kel::String(kStateFile) + companion;
+        if (!directory.identityOf(kStateFile) && directory.identityOf(name)) {
+            kept.emplace_back(directory.moveDamaged(name).charPtr());
+        }
+    }
+    return kept;
 }
+
+History historyOf(const SqliteConnection& database) {
+    std::optional<History> history;
+    SqliteStatement(database, "read its history", "SELECT state, commits, digest FROM history")
+        .run({}, [&](const SqliteRow& row) {
+            history = {static_cast<std::uint64_t>(row.number(0)),
+                       static_cast<std::uint64_t>(row.number(1)), row.number(2)};
+        });
+    if (!history) {
+        storageRefused(database.path(), "its table history is empty");
+    }
+    return *history;
+}
+
+namespace {
 
 /// The database that is to be replaced becomes whole without its log. One that cannot be used stays
 /// as it is: that is what a copy is for. Throws where the copy is of another chip.
@@ -369,7 +383,7 @@ void settleOld(const std::string& path, const std::string& scope) {
 
 /// Its log would be written into the next database of the name.
 void removeOld(const StateDirectory& directory) {
-    for (const char* companion : {"-wal", "-shm", "-journal"}) {
+    for (const char* companion : kCompanions) {
         const std::string name = directory.pathOf(Kel::String(kStateFile) + companion).charPtr();
         if (::unlink(name.c_str()) != 0 && errno != ENOENT) {
             storageFailed(name, "remove it", std::generic_category().message(errno));
@@ -386,20 +400,21 @@ restoreStateDatabase(const StateDirectory& directory, const std::string& copy,
     if (std::error_code error; !std::filesystem::is_regular_file(copy, error)) {
         storageRefused(copy, error ? error.message() : "it is no regular file");
     }
-    const SqliteConnection memory("");
-    giveContentDigest(memory);
-    const auto source = SqliteConnection::toRead(std::filesystem::absolute(copy));
+    const auto source = SqliteConnection::toRead(copy);
     const std::uint32_t version = checkedVersion(source);
-    source.copyTo(memory);
+    const SqliteConnection memory = source.copyInMemory();
+    giveContentDigest(memory);
     if (version == 1) {
         convert(memory);
     }
-    RestoredState restored{readDesiredState(memory), history(memory, "commits")};
-    restored.latest = std::max(restored.commit, latestCommit(history(memory, "state")));
+    History history = historyOf(memory);
+    RestoredState restored{readDesiredState(memory), history.commits};
+    history.commits = restored.latest = std::max(history.commits, latestCommit(history.state));
     memory.execute("count the commits",
                    "UPDATE history SET commits = " + std::to_string(restored.latest));
     try {
-        const std::string path = pathWithoutLinks(directory);
+        const std::string path = databaseIn(directory);
+        noteMending(directory, history);
         writeImage(directory, path, imageOf(memory, path));
         settleOld(path, scopeOf(memory));
         removeOld(directory);
@@ -411,7 +426,7 @@ restoreStateDatabase(const StateDirectory& directory, const std::string& copy,
 }
 
 SqliteConnection openStateDatabase(const StateDirectory& directory, const ChipScope& scope) {
-    const std::string path = pathWithoutLinks(directory);
+    const std::string path = databaseIn(directory);
     try {
         if (!isDatabaseThere(directory, path)) {
             makeDatabase(directory, path, emptyDatabase(path, scope));

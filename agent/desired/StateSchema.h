@@ -1,6 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "agent/desired/Sqlite.h"
 #include "agent/terms/ChipScope.h"
@@ -22,6 +24,10 @@ inline constexpr std::uint32_t kStateVersion = 2;
 /// process does not have it open.
 bool isStateDatabaseThere(const Pello::StateDirectory& directory);
 
+/// Moves what SQLite has left beside a database that is gone out of the way; the names under which
+/// it is kept. Does nothing where there is a database.
+std::vector<std::string> setLogAside(const Pello::StateDirectory& directory);
+
 /**
  * Opens the database of the desired state; makes an empty one of this scope when there is none,
  * which is there whole or not at all, and converts one of an older version. What comes back is on
@@ -35,20 +41,33 @@ bool isStateDatabaseThere(const Pello::StateDirectory& directory);
  */
 SqliteConnection openStateDatabase(const Pello::StateDirectory& directory, const ChipScope& scope);
 
+/// The row that tells a content of a database from all others.
+struct History {
+    /// The number of the desired state, and of its latest commit.
+    std::uint64_t state = 0;
+    std::uint64_t commits = 0;
+    /// Of all rows, as the triggers keep it (see `ContentDigest`).
+    std::int64_t digest = 0;
+};
+
+/// Throws `CommandError` (storage) when it is not there.
+History historyOf(const SqliteConnection& database);
+
 /// A database that came back.
 struct RestoredState {
     DesiredState state{};
-    /// The copy's own latest commit, and the latest that the records know of: as that it counts.
+    /// The copy's own latest commit, and the latest that is known of: as that it counts.
     std::uint64_t commit = 0;
     std::uint64_t latest = 0;
 };
 
 /**
  * Lets a copy of a desired state, from `StateDatabase::backup`, take the place of the database.
- * `latestCommit(state)` tells what the records know of that desired state: the restored one counts
- * as that commit, so that they are believed, and what they have beyond it is removed by the next
- * start. Throws `CommandError` (storage), with the database that was there in its place, when the
- * copy is no whole desired state of this version or an older one, or of another chip.
+ * `latestCommit(state)` tells what is known of that desired state: the restored one counts as that
+ * commit, so that records are believed, and what they have beyond it is removed by the next start,
+ * which finds a note that it may (see `MendingNote`). Throws `CommandError` (storage), with the
+ * database that was there in its place, when the copy is no whole desired state of this version or
+ * an older one, or of another chip.
  */
 RestoredState
 restoreStateDatabase(const Pello::StateDirectory& directory, const std::string& copy,

@@ -81,6 +81,8 @@ class Configuration {
     /// The database forgets those changes.
     void rollback() noexcept;
     bool isOutOfStep() const noexcept { return isOutOfStep_; }
+    /// How many operations have passed their checks, after which the chip may have changed.
+    std::uint64_t changes() const noexcept { return changes_; }
 
     bool isAbandoned(MemberId member) const;
     bool isAbandoned(GroupId group) const;
@@ -98,6 +100,7 @@ class Configuration {
     template <class Change>
     void desire(Change&& change) {
         requireInStep();
+        ++changes_;
         if (desired_) {
             change(*desired_);
         }
@@ -132,6 +135,7 @@ class Configuration {
     EntryWasSet entryWasSet_;
     mutable Memberships memberships_;
     mutable Usage<std::pair<bool, std::uint32_t>, EntryName> pointing_; // (is member, id) -> entry
+    std::uint64_t changes_ = 0;
     bool isOutOfStep_ = false;
 };
 

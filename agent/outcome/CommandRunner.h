@@ -21,6 +21,9 @@ struct Outcome {
     std::optional<Error> expectedError{};
     /// The PD calls that the command made, where they are wanted and the PD library records them.
     std::vector<PdCallRecord> calls{};
+
+    /// The command has begun, and has more to do before there is anything to be read.
+    bool isUnderWay() const noexcept { return reply.work() != nullptr; }
 };
 
 /// The PD calls that an outcome is to have. Their texts cost more than most commands.
@@ -36,6 +39,10 @@ class CommandRunner {
     virtual ~CommandRunner() = default;
 
     virtual Outcome run(std::string_view line, WantedCalls calls) = 0;
+
+    /// Does more of a command that is under way when `run` returns, as it is of runners that say
+    /// so. REQUIRES: no other line was carried out since.
+    virtual void goOn(Outcome&) {}
 
     /// The words that may follow these in a command line, as far as they can be listed; none where
     /// that is not known.

@@ -6,6 +6,7 @@
 
 #include "agent/outcome/JsonPieces.h"
 #include "agent/outcome/Listing.h"
+#include "agent/outcome/Work.h"
 
 namespace LagAgent {
 
@@ -43,11 +44,16 @@ class Reply {
     Pieces jsonPieces() const;
     Pieces textPieces() const;
 
+    /// What is left to be done before the reply can be read; null: nothing.
+    void workIs(std::shared_ptr<Work> work) { work_ = std::move(work); }
+    const std::shared_ptr<Work>& work() const noexcept { return work_; }
+
     Json json() const { return Json::parse(jsonPieces().whole()); }
     std::string text() const { return textPieces().whole(); }
 
   private:
     std::vector<Part> parts_;
+    std::shared_ptr<Work> work_;
 };
 
 } // namespace LagAgent

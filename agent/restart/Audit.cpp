@@ -1,6 +1,7 @@
 #include "agent/restart/Audit.h"
 
 #include "agent/restart/Mending.h"
+#include "agent/restart/Removals.h"
 
 namespace LagAgent {
 
@@ -15,57 +16,37 @@ Audit audit(Situation situation) {
     Mending mending(situation.desired, identified, forecast, nullptr);
     result.obstacle = mending.obstacle();
     if (result.obstacle.empty()) {
-        result.obstacle = unexplainedRemovals(identified, situation.isNew);
+        result.obstacle = tooManyRemovals(identified, situation);
         mending.run();
     }
     result.findings = std::move(identified.findings);
     return result;
 }
 
-std::string unexplainedRemovals(const Identified& identified, bool isNew) {
-    constexpr std::size_t kMostNamed = 10;
-    const auto& objects = identified.unexplained;
-    const std::size_t explicable = isNew ? 0 : 1;
-    if (objects.size() <= explicable) {
-        return {};
-    }
-    std::string names;
-    for (std::size_t i = 0; i < objects.size() && i < kMostNamed; ++i) {
-        names += (i == 0 ? "" : ", ") + objects[i];
-    }
-    if (objects.size() > kMostNamed) {
-        names += " and " + std::to_string(objects.size() - kMostNamed) + " more";
-    }
-    return "it would remove from the chip what neither desired state nor records explain: " +
-           names +
-           "; nothing has been touched. See that this is the right state directory for this chip, "
-           "and desired.db the latest; to have these removed, give --accept-loss";
+Listing listingOf(std::shared_ptr<const std::vector<Finding>> findings, std::size_t count) {
+    return {{"finding", "object", "detail", "writes"}, count, [findings](std::size_t row) {
+                const Finding& finding = (*findings)[row];
+                return Cells{nameOf(finding.kind), finding.object, finding.detail, finding.writes};
+            }};
 }
 
-Listing listingOf(const std::vector<Finding>& findings) {
-    Listing listing({"finding", "object", "detail", "writes"});
-    for (const Finding& finding : findings) {
-        listing.add({nameOf(finding.kind), finding.object, finding.detail, finding.writes});
-    }
-    return listing;
-}
-
-void Audit::show(Reply& reply) const {
-    reply.add("findings", listingOf(findings));
+void showFindings(std::shared_ptr<const Audit> audit, Reply& reply) {
+    const auto& [findings, writes, obstacle] = *audit;
+    reply.add("findings", listingOf({audit, &findings}, findings.size()));
     reply.add("writes", writes.size(), "writes: " + std::to_string(writes.size()) + "\n");
     if (!obstacle.empty()) {
         reply.add("obstacle", obstacle, "a restart would be refused: " + obstacle + "\n");
     }
 }
 
-void Audit::showSteps(Reply& reply) const {
-    Listing listing({"operation", "object", "mends"});
-    for (const PdWrite& write : writes) {
-        const Finding& finding = findings[write.finding];
-        listing.add(
-            {write.operation, write.object, nameOf(finding.kind) + (": " + finding.object)});
-    }
-    reply.add("steps", listing);
+void showSteps(std::shared_ptr<const Audit> audit, Reply& reply) {
+    reply.add("steps", Listing({"operation", "object", "mends"}, audit->writes.size(),
+                               [audit](std::size_t row) {
+                                   const PdWrite& write = audit->writes[row];
+                                   const Finding& finding = audit->findings[write.finding];
+                                   return Cells{write.operation, write.object,
+                                                nameOf(finding.kind) + (": " + finding.object)};
+                               }));
 }
 
 } // namespace LagAgent

@@ -21,12 +21,12 @@ struct Audit {
     std::vector<PdWrite> writes{};
     /// Why it would be refused; empty: it would not.
     std::string obstacle{};
-
-    /// The findings, and how many PD writes mend them.
-    void show(Reply& reply) const;
-    /// Every PD write, in order.
-    void showSteps(Reply& reply) const;
 };
+
+/// The findings, and how many PD writes mend them.
+void showFindings(std::shared_ptr<const Audit> audit, Reply& reply);
+/// Every PD write, in order.
+void showSteps(std::shared_ptr<const Audit> audit, Reply& reply);
 
 /**
  * Compares the records in the shared tables, the chip and the desired state, as they were read, and
@@ -40,11 +40,7 @@ struct Audit {
  */
 Audit audit(Situation situation);
 
-/// The findings as a table.
-Listing listingOf(const std::vector<Finding>& findings);
-
-/// Why these removals are too many for a command that was cut short, which leaves one unrecorded
-/// object at most, and for an agent that has done nothing yet, none; empty: they are not.
-std::string unexplainedRemovals(const Identified& identified, bool isNew);
+/// The first `count` findings as a table.
+Listing listingOf(std::shared_ptr<const std::vector<Finding>> findings, std::size_t count);
 
 } // namespace LagAgent

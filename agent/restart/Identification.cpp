@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "agent/restart/Removals.h"
+
 namespace LagAgent {
 
 using Kind = Finding::Kind;
@@ -88,7 +90,7 @@ class Search {
         adoptMembers();
         adoptGroupsByMembers();
         noteMissing();
-        listUnwanted();
+        listUnwanted(chip_, recorded_, found_);
         return std::move(found_);
     }
 
@@ -137,7 +139,7 @@ class Search {
         for (const auto& record : records_.entries) {
             const auto found = chip_.entries.find(record.handle);
             if (found != chip_.entries.end() && found->second.name == record.name) {
-                recordedEntries_.emplace(record.handle, record.key);
+                recorded_.entries.emplace(record.handle, record.key);
                 if (desired_.entries.contains(record.name)) {
                     found_.entries.emplace(record.name, record.handle);
                 }
@@ -154,15 +156,15 @@ class Search {
 
     /// What is recorded is nobody else's to adopt, but a group whose id is not desired any more.
     void collectTaken() {
-        recordedMembers_.reserve(records_.members.size());
-        recordedGroups_.reserve(records_.groups.size());
+        recorded_.members.reserve(records_.members.size());
+        recorded_.groups.reserve(records_.groups.size());
         takenGroups_.reserve(records_.groups.size());
         for (const auto& [id, handle] : records_.members) {
-            recordedMembers_.emplace(handle, id);
+            recorded_.members.emplace(handle, id);
         }
-        takenMembers_ = recordedMembers_;
+        takenMembers_ = recorded_.members;
         for (const auto& [id, handle] : records_.groups) {
-            recordedGroups_.emplace(handle, id);
+            recorded_.groups.emplace(handle, id);
             if (desired_.groups.contains(id)) {
                 takenGroups_.emplace(handle, id);
             }
@@ -248,7 +250,7 @@ class Search {
 
     void adoptEntries() {
         for (const auto& [handle, entry] : chip_.entries) {
-            if (!recordedEntries_.contains(handle) && desired_.entries.contains(entry.name) &&
+            if (!recorded_.entries.contains(handle) && desired_.entries.contains(entry.name) &&
                 found_.entries.emplace(entry.name, handle).second) {
                 foundUnrecorded(nameOf(entry.name), "entry", handle);
             }
@@ -261,12 +263,12 @@ class Search {
 
     void adoptGroup(std::uint32_t id, ChipHandle group) {
         if (const auto replaced = found_.groups.find(id);
-            replaced != found_.groups.end() && !recordedGroups_.contains(replaced->second)) {
+            replaced != found_.groups.end() && !recorded_.groups.contains(replaced->second)) {
             takenGroups_.erase(replaced->second);
         }
         found_.groups.insert_or_assign(id, group);
         takenGroups_.emplace(group, id);
-        if (const auto record = recordedGroups_.find(group); record != recordedGroups_.end()) {
+        if (const auto record = recorded_.groups.find(group); record != recorded_.groups.end()) {
             found_.forgottenGroups.push_back(record->second);
         }
         foundUnrecorded(nameOf(RuxGroupId(id)), "group", group);
@@ -364,7 +366,7 @@ class Search {
             const auto alike = free.find(keysOf(wantedMembers(desired, found_)));
             const auto isBetter = [&, id = id](ChipHandle handle) {
                 return isFreeGroup(handle) &&
-                       (!isFound || (!recordedGroups_.contains(handle) &&
+                       (!isFound || (!recorded_.groups.contains(handle) &&
                                      isAsDesired(desired, chip_.groups.at(handle), found_)));
             };
             if (alike != free.end() && !desired.members.empty()) {
@@ -399,7 +401,7 @@ class Search {
         }
         std::map<std::uint16_t, std::vector<ChipHandle>> free; // by size
         for (const auto& [handle, group] : chip_.groups) {
-            if (isFreeGroup(handle) && !recordedGroups_.contains(handle) &&
+            if (isFreeGroup(handle) && !recorded_.groups.contains(handle) &&
                 !pointedAt.contains(handle)) {
                 free[group.size].push_back(handle);
             }
@@ -451,79 +453,11 @@ class Search {
         }
     }
 
-    void listUnwanted() {
-        std::set<ChipHandle> entries;
-        for (const auto& [name, handle] : found_.entries) {
-            entries.insert(handle);
-        }
-        for (const auto& [handle, entry] : chip_.entries) {
-            if (!entries.contains(handle)) {
-                const auto recorded = recordedEntries_.find(handle);
-                const bool isRecorded = recorded != recordedEntries_.end();
-                addUnwanted(found_.unwantedEntries, "entry", nameOf(entry.name), handle,
-                            isRecorded ? recorded->second : 0, isRecorded);
-            }
-        }
-        std::set<ChipHandle> halfMade;
-        for (const auto& [id, group] : found_.halfMadeGroups) {
-            halfMade.insert(group.handle);
-        }
-        listUnwanted(chip_.groups, found_.groups, recordedGroups_, std::move(halfMade),
-                     found_.unwantedGroups, "group",
-                     [](auto id) { return nameOf(RuxGroupId(id)); });
-        listUnwanted(chip_.members, found_.members, recordedMembers_, {}, found_.unwantedMembers,
-                     "member", [](auto id) { return nameOf(RuxMemberId(id)); });
-    }
-
-    template <class OnChip, class Name>
-    void listUnwanted(const OnChip& onChip,
-                      const std::unordered_map<std::uint32_t, ChipHandle>& found,
-                      const std::unordered_map<ChipHandle, std::uint32_t>& recorded,
-                      std::set<ChipHandle> wanted, std::vector<Removal>& unwanted, const char* kind,
-                      Name name) {
-        if (onChip.size() == found.size()) {
-            return;
-        }
-        for (const auto& [id, handle] : found) {
-            wanted.insert(handle);
-        }
-        for (const auto& [handle, object] : onChip) {
-            if (wanted.contains(handle)) {
-                continue;
-            }
-            const auto record = recorded.find(handle);
-            if (record == recorded.end()) {
-                addUnwanted(unwanted, kind, "", handle, 0, false);
-            } else if (found.contains(record->second)) {
-                unwanted.push_back({handle, record->second,
-                                    add(Kind::groupTwice, chipName(kind, handle),
-                                        "another one stands for " + name(record->second))});
-            } else {
-                addUnwanted(unwanted, kind, name(record->second), handle, record->second, true);
-            }
-        }
-    }
-
-    void addUnwanted(std::vector<Removal>& unwanted, const char* kind, const std::string& name,
-                     ChipHandle handle, std::uint64_t record, bool isRecorded) {
-        const std::string object = chipName(kind, handle);
-        if (isRecorded) {
-            unwanted.push_back(
-                {handle, record,
-                 add(Kind::staleRecord, name, handleText(handle) + ": not desired")});
-            return;
-        }
-        unwanted.push_back({handle, 0, add(Kind::orphan, object, "nobody recorded it")});
-        found_.unexplained.push_back(name.empty() ? object : object + " (" + name + ")");
-    }
-
     const Records& records_;
     const ChipState& chip_;
     const DesiredState& desired_;
     Identified found_;
-    std::unordered_map<ChipHandle, Glimt::EntryKey> recordedEntries_;
-    std::unordered_map<ChipHandle, std::uint32_t> recordedMembers_;
-    std::unordered_map<ChipHandle, std::uint32_t> recordedGroups_;
+    RecordedHandles recorded_;
     /// Handles that stand for an id already, or must not stand for another one.
     std::unordered_map<ChipHandle, std::uint32_t> takenMembers_;
     std::unordered_map<ChipHandle, std::uint32_t> takenGroups_;

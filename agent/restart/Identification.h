@@ -39,8 +39,6 @@ struct Identified {
     std::map<std::uint32_t, Removal> halfMadeGroups{};
     /// What the mending could not bring about.
     std::set<LateJoins::Membership> lateJoins{};
-    /// Objects to be removed of which neither record nor desired state explain how they came to be.
-    std::vector<std::string> unexplained{};
 
     /// Records that stand for nothing on the chip.
     std::vector<Glimt::EntryKey> forgottenEntries{};

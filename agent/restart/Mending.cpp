@@ -1,7 +1,5 @@
 #include "agent/restart/Mending.h"
 
-#include <algorithm>
-
 #include "agent/restart/HandleKeeper.h"
 #include "agent/terms/ActionNames.h"
 
@@ -19,6 +17,12 @@ std::string actionText(const ChipMember& member) {
            (member.action == P4_PD_ACTION_setLagPort ? " port " + std::to_string(member.port) : "");
 }
 
+/// Entries that take room on the chip: all but the default entry.
+template <class Entries>
+std::size_t keyed(const Entries& entries) {
+    return entries.size() - entries.count(std::nullopt);
+}
+
 } // namespace
 
 Mending::Mending(const DesiredState& desired, Identified& identified, ChipWriter& writer,
@@ -27,7 +31,6 @@ Mending::Mending(const DesiredState& desired, Identified& identified, ChipWriter
 
 std::string Mending::obstacle() const {
     const auto& usage = chip().usage;
-    const auto isKeyed = [](const auto& entry) { return entry.first.has_value(); };
     const struct {
         const char* kind;
         std::size_t desired;
@@ -35,8 +38,7 @@ std::string Mending::obstacle() const {
     } kinds[]{
         {"members", desired_.members.size(), usage.member_capacity},
         {"groups", desired_.groups.size(), usage.group_capacity},
-        {"entries", static_cast<std::size_t>(std::ranges::count_if(desired_.entries, isKeyed)),
-         usage.entry_capacity},
+        {"entries", keyed(desired_.entries), usage.entry_capacity},
     };
     for (const auto& [kind, desired, capacity] : kinds) {
         if (desired > capacity) {
@@ -192,9 +194,7 @@ void Mending::point(const EntryName& name, ChipHandle& handle) {
 /// Unwanted entries go before the new ones come only where these would have no room.
 void Mending::makeRoomForEntries() {
     const auto& usage = chip().usage;
-    const auto isKeyed = [](const auto& entry) { return entry.first.has_value(); };
-    const auto needed = std::ranges::count_if(identified_.missingEntries, isKeyed);
-    if (needed > std::int64_t{usage.entry_capacity} - usage.entries) {
+    if (usage.entries + keyed(identified_.missingEntries) > usage.entry_capacity) {
         removeEntries();
     }
 }

@@ -1,6 +1,8 @@
 #include "agent/restart/PersistentState.h"
 
-#include "agent/desired/StateSchema.h"
+#include <algorithm>
+
+#include "agent/desired/MendingNote.h"
 
 namespace LagAgent {
 
@@ -27,7 +29,7 @@ SharedKeyManager::Options tableOptions(const StateOptions& options, const StateD
             .beforeStore = options.beforeStore};
 }
 
-constexpr const char* kWithoutThem = "; to start without, and lose what it had, give --accept-loss";
+constexpr const char* kWithoutIt = "; to start without, and lose what it had, give --accept-loss";
 
 /// A chip with records of what is on it was configured by somebody: an empty desired state in the
 /// place of the lost one would take all of that away.
@@ -36,21 +38,7 @@ void requireDatabaseOfRecords(const Pello::StateDirectory& directory) {
         storageRefused(directory.pathOf(kStateFile).charPtr(),
                        std::string("it is not there, but the tables of records 'entries', "
                                    "'members' and 'groups' are, and not empty: put the file back") +
-                           kWithoutThem);
-    }
-}
-
-/// The tables are told of a commit when it holds, so the database that they know of is at least
-/// that old.
-void requireLatest(const Pello::StateDirectory& directory, const StateDatabase& database) {
-    const auto known = SharedKeyManager::latestCommit(directory, database.state());
-    if (known > database.commits()) {
-        storageRefused(database.path(),
-                       "it is older than what was acknowledged: it is at commit " +
-                           std::to_string(database.commits()) + ", the records know of commit " +
-                           std::to_string(known) +
-                           "; put the latest file back, with its 'desired.db-wal' if it has one" +
-                           kWithoutThem);
+                           kWithoutIt);
     }
 }
 
@@ -59,10 +47,15 @@ void requireLatest(const Pello::StateDirectory& directory, const StateDatabase& 
 PersistentState::PersistentState(const StateOptions& options, const StatefulChip& chip)
     : directory_(options.directory), bootNow_(chip.boot) {
     if (!chip.file.empty()) {
-        chipLock_.emplace(chip.file + ".agent", chip.file);
+        chipMarkPath_ = chip.file + ".agent";
+        chipLock_.emplace(chipMarkPath_, chip.file);
     }
     if (!options.acceptsLoss) {
         requireDatabaseOfRecords(*directory_);
+    } else {
+        for (const auto& name : setLogAside(*directory_)) {
+            notes_.push_back("the database is gone; what SQLite left of it is kept as " + name);
+        }
     }
     if (isStateDatabaseThere(*directory_)) {
         openDatabase(options, chip.scope);
@@ -74,8 +67,12 @@ PersistentState::PersistentState(const StateOptions& options, const StatefulChip
         database_.emplace(directory_, chip.scope);
     }
     keys_ = new SharedKeyManager(directory_, tableOptions(options, *database_, chip.scope, facts));
+    noteColdTables();
     keys_->commitIs(database_->commits());
-    database_->onCommit([this](std::uint64_t commit) { keys_->commitIs(commit); });
+    database_->onCommit([this](std::uint64_t commit) {
+        keys_->commitIs(commit);
+        markIs(commit);
+    });
     database_->checkpoint();
     for (const char* name :
          {"desired.db", "desired.db-wal", "desired.db-shm", "entries", "members", "groups"}) {
@@ -90,15 +87,86 @@ PersistentState::PersistentState(const StateOptions& options, const StatefulChip
 
 void PersistentState::openDatabase(const StateOptions& options, const ChipScope& scope) {
     database_.emplace(directory_, scope);
+    isMendingNoted_ = LagAgent::isMendingNoted(*directory_, database_->history());
+    if (chipLock_ && !chipMark() && database_->commits() != 0) {
+        notes_.push_back(chipMarkPath_ +
+                         " does not tell the commit that the chip was brought to, as after an "
+                         "upgrade: were database and records both old, this start would not "
+                         "notice");
+    }
     if (!options.acceptsLoss) {
-        requireLatest(*directory_, *database_);
+        requireLatest();
     }
     desired_ = database_->read();
     // A loss that was accepted: the file that was given up for this one must count as older.
-    if (const auto known = SharedKeyManager::latestCommit(*directory_, database_->state());
-        known > database_->commits()) {
+    if (const auto known = latestCommit(); known > database_->commits()) {
         database_->commitsAre(known);
+        if (isMendingNoted_) {
+            noteMending(*directory_, database_->history());
+        }
     }
+}
+
+std::optional<ChipMark> PersistentState::chipMark() const {
+    return chipLock_ ? markIn(*chipLock_) : std::nullopt;
+}
+
+void PersistentState::markIs(std::uint64_t commit) noexcept {
+    if (chipLock_) {
+        LagAgent::markIs(*chipLock_, {.state = database_->state(), .commit = commit});
+    }
+}
+
+/// The latest commit of this desired state of which records or chip were told.
+std::uint64_t PersistentState::latestCommit() const {
+    const auto mark = chipMark();
+    return std::max(SharedKeyManager::latestCommit(*directory_, database_->state()),
+                    mark && mark->state == database_->state() ? mark->commit : 0);
+}
+
+/// Records and chip are told of a commit when it holds, so the database that they know of is at
+/// least that old.
+void PersistentState::requireLatest() const {
+    const std::uint64_t commits = database_->commits();
+    const auto requireUpTo = [&](std::uint64_t known, const std::string& witness) {
+        if (known > commits) {
+            refuseAsOld("it is older than what was acknowledged: it is at commit " +
+                        std::to_string(commits) + ", " + witness + " of commit " +
+                        std::to_string(known));
+        }
+    };
+    requireUpTo(SharedKeyManager::latestCommit(*directory_, database_->state()),
+                "the records know");
+    const auto mark = chipMark();
+    if (!mark || isMendingNoted_) {
+        return;
+    }
+    if (mark->state == database_->state()) {
+        requireUpTo(mark->commit, chipMarkPath_ + " knows");
+    } else if (commits != 0) {
+        refuseAsOld("it is at commit " + std::to_string(commits) + " of desired state " +
+                    std::to_string(database_->state()) + ", but " + chipMarkPath_ +
+                    " knows that the chip was brought to commit " + std::to_string(mark->commit) +
+                    " of desired state " + std::to_string(mark->state) + " since");
+    }
+}
+
+void PersistentState::refuseAsOld(const std::string& why) const {
+    storageRefused(database_->path(),
+                   why + "; put the latest file back, with its 'desired.db-wal' if it has one" +
+                       kWithoutIt);
+}
+
+void PersistentState::mendingBegins(bool isNoted) {
+    if (isNoted) {
+        noteMending(*directory_, database_->history());
+    }
+    markIs(database_->commits());
+}
+
+void PersistentState::mendingEnds() noexcept {
+    dropMendingNote(*directory_);
+    isMendingNoted_ = false;
 }
 
 void PersistentState::recordsIs(bool records) {
@@ -127,22 +195,22 @@ std::string PersistentState::harm() const {
                                                      "not at the desired state's latest commit";
 }
 
-std::vector<std::string> PersistentState::coldTables() const {
-    std::vector<std::string> reasons;
-    bool isFirstStart = true;
-    const auto look = [&](const Glimt::TableFile& file) {
-        isFirstStart = isFirstStart && file.isNew();
-        if (!file.isWarm()) {
-            const std::string kept = file.damagedCopy().charPtr();
-            reasons.push_back(
-                "a table of records starts empty: " + std::string(file.coldReason().charPtr()) +
+/// That there was none at all, as at the first start, is no news.
+void PersistentState::noteColdTables() {
+    const auto files = {&keys_->mbbGlimtTableConfig()->file(),
+                        &keys_->adtGlimtTableConfig()->file(),
+                        &keys_->selGrpGlimtTableConfig()->file()};
+    if (std::ranges::all_of(files, &Glimt::TableFile::isNew)) {
+        return;
+    }
+    for (const Glimt::TableFile* file : files) {
+        if (!file->isWarm()) {
+            const std::string kept = file->damagedCopy().charPtr();
+            notes_.push_back(
+                "a table of records starts empty: " + std::string(file->coldReason().charPtr()) +
                 (kept.empty() ? "" : "; it is kept as " + kept));
         }
-    };
-    look(keys_->mbbGlimtTableConfig()->file());
-    look(keys_->adtGlimtTableConfig()->file());
-    look(keys_->selGrpGlimtTableConfig()->file());
-    return isFirstStart ? std::vector<std::string>{} : reasons;
+    }
 }
 
 } // namespace LagAgent

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/desired/ChipMark.h"
 #include "agent/desired/StateDatabase.h"
 #include "agent/restart/Recorder.h"
 #include "pd/p4_pd_velmor_switch.h"
@@ -54,9 +55,9 @@ struct StatefulChip {
  * chip's handles, and the desired state. A chip in a file has this agent only, by the lock on
  * "FILE.agent" beside it.
  *
- * Database and tables know each other: by the number of the desired state, and by its latest
- * commit, of which the tables are told once it holds. So the tables are never ahead of the database
- * that they belong to, and at most one commit behind.
+ * Database, tables and chip know each other: by the number of the desired state, and by its latest
+ * commit, of which the tables and the lock beside the chip are told once it holds. So these are
+ * never ahead of the database that they belong to, and at most one commit behind.
  */
 class PersistentState {
   public:
@@ -64,8 +65,8 @@ class PersistentState {
     /// makes the database if there is none, and opens the tables. Throws `Pello::StateException`,
     /// `CommandError` and what `attach` does. Whatever is wrong with the lock or the database
     /// leaves the tables and the chip untouched. So does, unless loss is accepted, a database that
-    /// is gone while there are records, or is older than these: what was acknowledged since would
-    /// be lost. Tables that are older than the database start empty.
+    /// is gone while there are records, or is older than these or the chip: what was acknowledged
+    /// since would be lost. Tables that are older than the database start empty.
     PersistentState(const StateOptions& options, const StatefulChip& chip);
 
     MbbGlimtKey::SharedKeyManager& keys() const noexcept { return *keys_; }
@@ -75,9 +76,19 @@ class PersistentState {
     DesiredState takeDesired() { return std::move(desired_); }
     /// Nobody has asked for anything yet.
     bool isNew() const noexcept { return database_->commits() == 0; }
-    /// Why a table of records started empty, a line each; that there was none at all, as at the
-    /// first start, is no news.
-    std::vector<std::string> coldTables() const;
+    /// What a person should know of what was found, a line each: tables of records that started
+    /// empty, files that were moved aside, a chip of which nothing tells to what commit it was
+    /// brought.
+    const std::vector<std::string>& notes() const noexcept { return notes_; }
+
+    /// Whether a restore, or a start that was cut short, has noted that the chip is to be brought
+    /// to this desired state, whatever is removed for that.
+    bool isMendingNoted() const noexcept { return isMendingNoted_; }
+    /// The chip is about to be brought to the desired state, from whatever it had. What `isNoted`
+    /// will be explained to the next start, should this one be cut short.
+    void mendingBegins(bool isNoted);
+    /// The chip is as desired.
+    void mendingEnds() noexcept;
 
     /// From now on the driver's handles are recorded. REQUIRES: the driver's factories are done.
     void record(const BfLagGroup::LagGroupTable& table) { recorder_.emplace(table, keys_); }
@@ -100,11 +111,20 @@ class PersistentState {
 
   private:
     void openDatabase(const StateOptions& options, const ChipScope& scope);
+    std::optional<ChipMark> chipMark() const;
+    void requireLatest() const;
+    [[noreturn]] void refuseAsOld(const std::string& why) const;
+    std::uint64_t latestCommit() const;
+    void markIs(std::uint64_t commit) noexcept;
+    void noteColdTables();
 
     std::shared_ptr<const Pello::StateDirectory> directory_;
-    std::optional<Pello::LockFile> chipLock_;
-    std::optional<StateDatabase> database_; // there when the constructor has ended
+    std::string chipMarkPath_;
+    std::optional<Pello::LockFile> chipLock_; // none: the chip is in no file
+    std::optional<StateDatabase> database_;   // there when the constructor has ended
     DesiredState desired_;
+    bool isMendingNoted_ = false;
+    std::vector<std::string> notes_;
     MbbGlimtKey::SharedKeyManager::Ptr keys_;
     std::optional<Recorder> recorder_;
 

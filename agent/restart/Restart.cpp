@@ -7,6 +7,7 @@
 #include "agent/restart/Mending.h"
 #include "agent/restart/ModelEntry.h"
 #include "agent/restart/PersistentState.h"
+#include "agent/restart/Removals.h"
 
 namespace LagAgent {
 
@@ -33,8 +34,11 @@ class Restarting {
     /// Makes the chip as desired; may be called again after a refused PD call.
     void mend() {
         begin("audit");
-        Situation situation{readRecords(state_.keys()), context_.chip.read(), {}, state_.isNew()};
-        situation.desired = desired_;
+        Situation situation{.records = readRecords(state_.keys()),
+                            .chip = context_.chip.read(),
+                            .desired = desired_,
+                            .isNew = state_.isNew(),
+                            .isMendingNoted = state_.isMendingNoted()};
         identified_ = identify(situation);
         ChipWriter writer(&context_.driver, situation.chip,
                           [this](const char* operation, const auto&, std::size_t finding) {
@@ -42,7 +46,7 @@ class Restarting {
                               ++identified_.findings[finding].writes;
                           });
         Mending mending(desired_, identified_, writer, &keeper_);
-        requireFeasible(mending);
+        requireAllowed(mending, situation);
         begin("mending");
         keeper_.take(identified_);
         mending.run();
@@ -77,14 +81,17 @@ class Restarting {
         }
     }
 
-    void requireFeasible(const Mending& mending) const {
+    /// Where the chip can or must not be made as desired, nothing is touched.
+    void requireAllowed(const Mending& mending, const Situation& situation) {
+        const std::string removals = tooManyRemovals(identified_, situation);
         std::string obstacle = mending.obstacle();
         if (obstacle.empty() && !context_.acceptsLoss) {
-            obstacle = unexplainedRemovals(identified_, state_.isNew());
+            obstacle = removals;
         }
         if (!obstacle.empty()) {
             throw CommandError(ErrorKind::start, "this start is refused: " + obstacle);
         }
+        state_.mendingBegins(!removals.empty());
     }
 
     /// More than one command that was cut short leaves cannot be told from memories that were put
@@ -112,10 +119,6 @@ class Restarting {
 
 } // namespace
 
-Situation readSituation(const ChipTables& chip, PersistentState& state) {
-    return {readRecords(state.keys()), chip.read(), state.database().read(), state.isNew()};
-}
-
 void restart(const RestartContext& context, Retry& retry, StartReport& report) {
     const auto& handles = context.driver.handles();
     auto& keys = context.state.keys();
@@ -128,6 +131,7 @@ void restart(const RestartContext& context, Retry& retry, StartReport& report) {
 
     Restarting restarting(context, report);
     retry.run([&] { restarting.mend(); });
+    context.state.mendingEnds();
     restarting.dropReservations();
     restarting.enter();
     if (const auto failure = context.state.takeFailure()) {

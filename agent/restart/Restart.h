@@ -12,9 +12,6 @@ namespace LagAgent {
 class ChipTables;
 class PersistentState;
 
-/// Records, chip and desired state as they are at this moment.
-Situation readSituation(const ChipTables& chip, PersistentState& state);
-
 /// What a restart works on.
 struct RestartContext {
     Driver& driver;
@@ -33,8 +30,8 @@ struct RestartContext {
  * as it is: where nothing differs, nothing is written, neither to the chip nor to the records.
  *
  * An interrupted restart is no special case: the next one looks at what it finds. A start that
- * would remove what nothing explains is refused before it touches anything, unless loss is
- * accepted. Throws `CommandError` (start). `report` says what was found and done.
+ * would remove too much (see `tooManyRemovals`) is refused before it touches anything, unless loss
+ * is accepted. Throws `CommandError` (start). `report` says what was found and done.
  */
 void restart(const RestartContext& context, Retry& retry, StartReport& report);
 

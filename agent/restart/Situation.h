@@ -11,6 +11,8 @@ struct Situation {
     DesiredState desired{};
     /// Nobody has asked for anything yet.
     bool isNew = false;
+    /// Somebody has said that whatever must go may go (see `PersistentState::isMendingNoted`).
+    bool isMendingNoted = false;
 };
 
 } // namespace LagAgent

@@ -86,12 +86,13 @@ void StartReport::show(Reply& reply) const {
 
 void StartReport::showFindings(Reply& reply) const {
     constexpr std::size_t kMostShown = 20;
-    std::vector<Finding> shown(
-        findings.begin(),
-        findings.begin() + static_cast<std::ptrdiff_t>(std::min(kMostShown, findings.size())));
-    reply.add("findings", listingOf(shown));
-    if (shown.size() < findings.size()) {
-        const auto more = findings.size() - shown.size();
+    const std::size_t shown = std::min(kMostShown, findings.size());
+    reply.add("findings", listingOf(std::make_shared<const std::vector<Finding>>(
+                                        findings.begin(),
+                                        findings.begin() + static_cast<std::ptrdiff_t>(shown)),
+                                    shown));
+    if (shown < findings.size()) {
+        const auto more = findings.size() - shown;
         reply.add("findings not shown", more, "  and " + std::to_string(more) + " more\n");
     }
 }

@@ -13,6 +13,13 @@ void addStateDirectory(CLI::App& app, std::string& stateDirectory) {
         ->capture_default_str();
 }
 
+void addChipFile(CLI::App& app, std::string& chipFile) {
+    app.add_option("--chip", chipFile,
+                   "File in which the software ASIC's chip outlives the daemon (default: 'chip' in "
+                   "the state directory)")
+        ->type_name("FILE");
+}
+
 void addSocket(CLI::App& app, std::string& stateDirectory, std::string& control) {
     addStateDirectory(app, stateDirectory);
     app.add_option("--control", control,

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "framework/Export.h"
-#include "pd/p4_pd_velmor_switch.h"
+#include "pd/Operations.h"
 
 namespace BfPdLagGroup {
 
@@ -48,46 +48,17 @@ class PdOperation {
     mutable bool isMissingTraced_ = false;
 };
 
-/// Every PD operation that the driver calls. `X(name)` is applied to each.
-#define BF_PD_LAG_GROUP_OPERATIONS(X)                                                              \
-    X(p4_pd_velmor_switch_lagGroup_set_property)                                                   \
-    X(p4_pd_velmor_switch_lagGroup_add_entry)                                                      \
-    X(p4_pd_velmor_switch_lagGroup_add_entry_with_selector)                                        \
-    X(p4_pd_velmor_switch_lagGroup_modify_entry)                                                   \
-    X(p4_pd_velmor_switch_lagGroup_modify_entry_with_selector)                                     \
-    X(p4_pd_velmor_switch_lagGroup_set_default_entry)                                              \
-    X(p4_pd_velmor_switch_lagGroup_set_default_entry_with_selector)                                \
-    X(p4_pd_velmor_switch_lagGroup_table_delete)                                                   \
-    X(p4_pd_velmor_switch_lagGroup_table_reset_default_entry)                                      \
-    X(p4_pd_velmor_switch_lagGroup_get_entry)                                                      \
-    X(p4_pd_velmor_switch_lagPortActionProfile_add_member_with_fixL2SubintfAlignment)              \
-    X(p4_pd_velmor_switch_lagPortActionProfile_add_member_with_invalidateUcastEgressPort)          \
-    X(p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setLagPort)                         \
-    X(p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setPhysicalPort)                    \
-    X(p4_pd_velmor_switch_lagPortActionProfile_add_member_with_setTunnelInfo)                      \
-    X(p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_fixL2SubintfAlignment)           \
-    X(p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_invalidateUcastEgressPort)       \
-    X(p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setLagPort)                      \
-    X(p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setPhysicalPort)                 \
-    X(p4_pd_velmor_switch_lagPortActionProfile_modify_member_with_setTunnelInfo)                   \
-    X(p4_pd_velmor_switch_lagPortActionProfile_del_member)                                         \
-    X(p4_pd_velmor_switch_lagPortActionProfile_create_group)                                       \
-    X(p4_pd_velmor_switch_lagPortActionProfile_del_group)                                          \
-    X(p4_pd_velmor_switch_lagPortActionProfile_add_member_to_group)                                \
-    X(p4_pd_velmor_switch_lagPortActionProfile_del_member_from_group)                              \
-    X(p4_pd_velmor_switch_lagPortActionProfile_group_member_state_set)
-
-/// The resolved operations, each a callable under the name of its PD function.
+/// The operations that the driver calls, each a callable under the name of its PD function.
 struct PdOperations {
-#define BF_PD_DECLARE_OPERATION(name) PdOperation<decltype(::name)> name{#name};
-    BF_PD_LAG_GROUP_OPERATIONS(BF_PD_DECLARE_OPERATION)
+#define BF_PD_DECLARE_OPERATION(name, ...) PdOperation<decltype(::name)> name{#name};
+    PD_DRIVER_OPERATIONS(BF_PD_DECLARE_OPERATION)
 #undef BF_PD_DECLARE_OPERATION
 
     /// Calls `visit(operation)` for every operation.
     template <class Visit>
     void forEach(Visit&& visit) {
-#define BF_PD_VISIT_OPERATION(name) visit(name);
-        BF_PD_LAG_GROUP_OPERATIONS(BF_PD_VISIT_OPERATION)
+#define BF_PD_VISIT_OPERATION(name, ...) visit(name);
+        PD_DRIVER_OPERATIONS(BF_PD_VISIT_OPERATION)
 #undef BF_PD_VISIT_OPERATION
     }
 };

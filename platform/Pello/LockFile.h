@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "framework/Export.h"
 #include "framework/String.h"
 #include "platform/Pello/FileDescriptor.h"
@@ -11,9 +13,9 @@ namespace Pello {
  * in whatever way: an advisory lock on a file, which is made (mode 0600) when it is missing and
  * stays behind. Removing it by hand while somebody holds it lets a second agent in.
  *
- * The file has the holder's process id, for the message that a second agent gets, and nothing
- * depends on that: on a full disk the lock holds all the same. A child of the process that does not
- * execute another program keeps the lock too.
+ * The file has the holder's process id, for the message that a second agent gets, and a note that
+ * holders leave to those after them. Nothing depends on that: on a full disk the lock holds all the
+ * same. A child of the process that does not execute another program keeps the lock too.
  */
 class KEL_EXPORT LockFile {
   public:
@@ -25,11 +27,22 @@ class KEL_EXPORT LockFile {
     LockFile(const FileDescriptor& directory, const Kel::String& name, const Kel::String& path,
              const Kel::String& subject);
 
+    /// The bytes that the latest holder left; empty: none. They are what the file has, whoever
+    /// wrote that.
+    const Kel::String& note() const noexcept { return note_; }
+    /// Leaves these bytes, at most `kLongestNote`, in one write, which the death of this process
+    /// does not divide. It goes to the disk when the system sees fit; one that fails leaves the
+    /// note as it was, or damaged.
+    void noteIs(std::string_view note) noexcept;
+
+    static constexpr std::size_t kLongestNote = 48;
+
   private:
     LockFile(int directory, const Kel::String& name, const Kel::String& path,
              const Kel::String& subject);
 
     FileDescriptor file_;
+    Kel::String note_;
 };
 
 } // namespace Pello

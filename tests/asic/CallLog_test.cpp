@@ -64,8 +64,8 @@ TEST_F(CallLogTest, ShowsEveryOutputOfAnEntryRead) {
     start();
     Arguments a;
     ASSERT_EQ(0u, p4_pd_velmor_switch_lagGroup_get_entry(
-                      kSession, kDevice, handle, true, &a.match_spec, &a.priority, &a.has_mbr,
-                      &a.has_grp, &a.mbr_hdl, &a.grp_hdl, &a.spare));
+                      kSession, kDevice, handle, true, &a.matchSpec, a.numbers.data(),
+                      a.flags.data(), &a.flags[1], &a.numbers[1], &a.numbers[2], &a.flags[2]));
     EXPECT_EQ("p4_pd_velmor_switch_lagGroup_get_entry(sess_hdl=0, dev_id=0, entry_hdl=2, "
               "from_hw=true) -> 0 match_spec={0xab, 0xff} priority=9 has_mbr=true has_grp=false "
               "mbr_hdl=1 grp_hdl=0 spare=false",
@@ -119,8 +119,7 @@ TEST_F(CallLogTest, LeavesOutTheReadBackForToolsAndTheDataPath) {
     for (const PdOperation& operation : pdOperations()) {
         const std::uint64_t before = kept();
         Arguments arguments;
-        Pointers pointers;
-        operation.call(kSession, kAllPipes, pointers, arguments);
+        operation.call({}, arguments);
         const std::string name = operation.name;
         const bool isForTools = name == "p4_pd_velmor_switch_get_usage" ||
                                 (name.find("_get") != std::string::npos &&

@@ -1,5 +1,5 @@
 #include "asic/ChipFileLayout.h"
-#include "asic/Operations.h"
+#include "pd/Operations.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@ namespace {
 constexpr std::uint64_t digestOfRows() {
     std::uint64_t digest = 0xCBF29CE484222325;
     const auto add = [&](std::size_t byte) { digest = (digest ^ byte) * 0x100000001B3; };
-    for (const asic::Operation& operation : asic::kOperations) {
+    for (const pd::Operation& operation : pd::kOperations) {
         for (const char c : std::string_view(operation.name))
             add(static_cast<unsigned char>(c));
         add(0);

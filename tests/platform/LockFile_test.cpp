@@ -59,6 +59,34 @@ TEST_F(LockFileTest, APidThatWasLongerLeavesNothingBehind) {
     EXPECT_EQ(std::to_string(::getpid()) + "\n", contentOf(path_));
 }
 
+TEST_F(LockFileTest, ANoteStaysForWhoTakesItNext) {
+    take();
+    EXPECT_EQ("", lock_->note());
+    const std::string note(LockFile::kLongestNote, '\0');
+    lock_->noteIs("a first one");
+    lock_->noteIs(note);
+    lock_.reset();
+    take();
+    EXPECT_EQ(note, lock_->note());
+    lock_.reset();
+    take();
+    EXPECT_EQ(note, lock_->note());
+    EXPECT_TRUE(contentOf(path_).starts_with(std::to_string(::getpid()) + "\n"));
+    EXPECT_EQ("the chip: in use by another agent, process " + std::to_string(::getpid()),
+              refusal());
+}
+
+TEST_F(LockFileTest, ANoteOutlivesTheProcess) {
+    EXPECT_EQ(-1, statusOfChild([this] {
+        take();
+        lock_->noteIs("left");
+        ::raise(SIGKILL);
+        return 0;
+    }));
+    take();
+    EXPECT_EQ("left", lock_->note());
+}
+
 TEST_F(LockFileTest, ALinkIsRefusedAndNotFollowed) {
     const fs::path victim = place_.root() / "victim";
     fs::create_symlink(victim, path_);

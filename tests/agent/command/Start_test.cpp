@@ -125,6 +125,12 @@ TEST(Start, ResultThatIsLostIsAFailureAndEndsTheScript) {
     }
 }
 
+TEST(Start, ClosedStandardInputIsAFailure) {
+    const auto closed = runCommandLine("( " LAG_AGENT " <&- )");
+    EXPECT_EQ(1, closed.status);
+    EXPECT_EQ("stdin: cannot be read\n", closed.err);
+}
+
 TEST(Start, QuitEndsTheCommands) {
     EXPECT_EQ(0, runProgram("", "quit\nnonsense\n").status);
 }

@@ -28,7 +28,9 @@ Json audited(const StatePlace& place) {
         return StatefulChip::Facts{asic.bootGeneration(target.device), chip.usage()};
     };
     PersistentState state(options, {.file = place.chip(), .attach = attach});
-    const Audit audit = LagAgent::audit(readSituation(chip, state));
+    const Audit audit =
+        LagAgent::audit({readRecords(state.keys()), chip.read(), state.database().read(),
+                         state.isNew(), state.isMendingNoted()});
     Json operations = Json::array({kEntryScope});
     for (const PdWrite& write : audit.writes) {
         operations.push_back(write.operation);

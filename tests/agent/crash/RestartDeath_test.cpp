@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "agent/desired/StateSchema.h"
 #include "tests/agent/crash/CrashTest.h"
 #include "tests/agent/crash/Spoilt.h"
 
@@ -43,6 +44,8 @@ class RestartDeath : public CrashTest {
             all.push_back({"without " + difference.mended.front(), copy(), {models().front()}});
             difference.spoil(all.back().place);
         }
+        all.push_back({"after a restore", copy(), {models().front()}});
+        addAndRestore(all.back().place);
         all.push_back({"without records", copy(), {models().front()}});
         removeRecords(all.back().place);
         all.push_back({"without what was on the chip", copy(), {models().front()}, false});
@@ -50,6 +53,16 @@ class RestartDeath : public CrashTest {
         return all;
     }
     StatePlace copy() const { return StatePlace::copyOf(prepared()); }
+    /// Leaves more objects to be removed than a command does, of which some are not recorded.
+    static void addAndRestore(const StatePlace& place) {
+        const std::string backup = place.file("backup");
+        AgentProcess(place).runOut({"backup " + backup, "member add 50 action setLagPort port 50",
+                                    "group add 50 size 4 initial 50 action setLagPort",
+                                    "entry set value 0x50 mask 0xffffffff group 50"});
+        std::filesystem::remove(place.file("groups"));
+        restoreStateDatabase(Pello::StateDirectory(Kel::String(place.directory())), backup,
+                             [](std::uint64_t) { return 100; });
+    }
 
     std::uint64_t fallOverAll(Way way, std::uint64_t stride = kStride, const Death& second = {}) {
         std::uint64_t deaths = 0;

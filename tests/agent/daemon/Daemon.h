@@ -63,6 +63,15 @@ class Daemon {
         run(work);
         said = manager.hearsUpTo("READY=1");
     }
+    /// The same without waiting.
+    void run(const std::function<int()>& work) {
+        child_ = Child([&] {
+            const int log = ::open(logPath().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+            ::dup2(log, STDERR_FILENO);
+            ::setenv("NOTIFY_SOCKET", manager.path().c_str(), 1);
+            return work();
+        });
+    }
     /// Runs the agent's program with these arguments, and waits until it is ready.
     void startProgram(const std::string& arguments = "") {
         runProgram(arguments);
@@ -99,15 +108,6 @@ class Daemon {
     std::vector<std::string> said;
 
   private:
-    void run(const std::function<int()>& work) {
-        child_ = Child([&] {
-            const int log = ::open(logPath().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-            ::dup2(log, STDERR_FILENO);
-            ::setenv("NOTIFY_SOCKET", manager.path().c_str(), 1);
-            return work();
-        });
-    }
-
     Child child_;
 };
 

@@ -11,6 +11,7 @@
 #include "agent/desired/Sqlite.h"
 #include "agent/outcome/Errors.h"
 #include "asic/SoftwareAsic.h"
+#include "platform/Pello/LockFile.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
 
@@ -19,6 +20,7 @@
 namespace LagAgent {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -340,8 +342,7 @@ TEST_F(ServeHarm, OldDatabaseBesideANewLogIsRefused) {
     EXPECT_EQ(5, port(0x20));
 }
 
-/// They agree with each other, so nothing tells that they are old.
-TEST_F(ServeHarm, MemoriesPutBackTogetherAreNoticedByHowMuchTheyChange) {
+TEST_F(ServeHarm, MemoriesThatAreOldTogetherAreRefusedByWhatStandsBesideTheChip) {
     EXPECT_EQ(0, daemon.stop());
     const std::string kept = daemon.folder / "old";
     std::filesystem::create_directory(kept);
@@ -356,10 +357,17 @@ TEST_F(ServeHarm, MemoriesPutBackTogetherAreNoticedByHowMuchTheyChange) {
         std::filesystem::copy_file(kept + "/" + name, daemon.directory() + "/" + name,
                                    std::filesystem::copy_options::overwrite_existing);
     }
+    daemon.runProgram();
+    EXPECT_EQ(2, daemon.exitStatus());
+    EXPECT_THAT(failure(), HasSubstr("it is at commit 10, " + daemon.directory() +
+                                     "/chip.agent knows of commit 12; put the latest file back"));
+    // As it was before there was such a mark.
+    std::filesystem::remove(daemon.directory() + "/chip.agent");
     daemon.startProgram();
     EXPECT_EQ(3, result("show start")["writes"]);
     EXPECT_THAT(result("show start")["notes"].dump(),
-                HasSubstr("2 objects on the chip were other than desired"));
+                AllOf(HasSubstr("2 objects on the chip were other than desired"),
+                      HasSubstr("chip.agent does not tell the commit")));
 }
 
 TEST_F(ServeHarm, ForeignStateDirectoryOverAPopulatedChipIsRefused) {
@@ -367,8 +375,9 @@ TEST_F(ServeHarm, ForeignStateDirectoryOverAPopulatedChipIsRefused) {
     const std::string chip = daemon.directory() + "/chip";
     daemon.runProgramIn(daemon.folder / "other", "--chip " + chip);
     EXPECT_EQ(2, daemon.exitStatus());
-    EXPECT_THAT(failure(), HasSubstr("it would remove from the chip what neither desired state nor "
-                                     "records explain: chip entry "));
+    EXPECT_THAT(failure(),
+                HasSubstr("it would remove from the chip more than a command that was cut "
+                          "short has left there: chip entry 5 (entry value 0x10 "));
     attachToTheChip();
     EXPECT_EQ(1, port(0x20));
     daemon.startProgram();
@@ -447,6 +456,18 @@ TEST_F(ServeBackup, NeitherReplacesAFileNorTakesAPlaceThatDependsOnTheDaemon) {
     EXPECT_EQ("refused", answer("backup " + copy_ + '\0' + "2")["error"]["kind"]);
 }
 
+TEST_F(ServeBackup, CopyMayBeBelowALinkedFolder) {
+    const std::string link = daemon.folder / "link";
+    std::filesystem::create_directory(daemon.folder / "folder");
+    std::filesystem::create_directory_symlink(daemon.folder / "folder", link);
+    good({"member add 1 action setLagPort port 1", ("backup " + link + "/copy").c_str(),
+          "member add 2 action setLagPort port 2"});
+    EXPECT_EQ(0, daemon.stop());
+    EXPECT_EQ(0, restore(link + "/copy")) << said();
+    daemon.startProgram();
+    EXPECT_THAT(memberIds(), ElementsAre(1));
+}
+
 TEST_F(ServeBackup, WhatIsNoWholeCopyIsRefusedAndTheStateStays) {
     good({"member add 1 action setLagPort port 1", ("backup " + copy_).c_str()});
     EXPECT_EQ(0, daemon.stop());
@@ -503,6 +524,29 @@ TEST_F(ServeBackup, CopyOfAnotherChipIsRefused) {
                                   "pipes"));
     daemon.startProgram();
     EXPECT_THAT(memberIds(), ElementsAre(1));
+}
+
+TEST_F(ServeBackup, RestoredStateCountsAsTheLatestThatTheChipKnowsOf) {
+    good({"member add 1 action setLagPort port 1", ("backup " + copy_).c_str(),
+          "member add 2 action setLagPort port 2", "member add 3 action setLagPort port 3"});
+    EXPECT_EQ(0, daemon.stop());
+    for (const char* table : {"entries", "members", "groups"}) {
+        std::filesystem::remove(daemon.directory() + "/" + table);
+    }
+    EXPECT_EQ(0, restore(copy_)) << said();
+    EXPECT_THAT(said(), HasSubstr("of commit 1; given up: 2 commits"));
+    daemon.startProgram();
+    EXPECT_THAT(memberIds(), ElementsAre(1));
+    EXPECT_EQ(3, result("show start")["writes"]);
+}
+
+TEST_F(ServeBackup, ChipOfAnotherAgentIsNoPlaceForARestoredState) {
+    good({("backup " + copy_).c_str()});
+    EXPECT_EQ(0, daemon.stop());
+    const std::string chip = daemon.directory() + "/chip";
+    const Pello::LockFile other(chip + ".agent", chip);
+    EXPECT_NE(0, restore(copy_));
+    EXPECT_THAT(said(), HasSubstr(chip + ": in use by another agent, process "));
 }
 
 TEST_F(ServeBackup, PipeIsNoCopy) {

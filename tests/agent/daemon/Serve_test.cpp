@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "asic/SoftwareAsic.h"
 #include "tests/agent/Process.h"
 #include "tests/agent/daemon/Client.h"
 #include "tests/agent/daemon/Daemon.h"
@@ -185,6 +186,39 @@ TEST_F(Serve, EndLeavesTheChipAsItIs) {
     std::size_t callsAtEnd = 0;
     std::ifstream(daemon.folder / "calls") >> callsAtEnd;
     EXPECT_EQ(calls, callsAtEnd);
+}
+
+/// The chip refuses each start for a reason that passes by itself.
+class ServeRefused : public Serve {
+  protected:
+    static constexpr std::uint32_t kTryAgain = 10;
+
+    void run(const std::function<void(std::chrono::milliseconds)>& pause) {
+        daemon.run([this, pause] {
+            velmor_asic_fault_plan("p4_pd_velmor_switch_lagGroup_set_property", 1, kTryAgain,
+                                   VELMOR_ASIC_FAULT_ALWAYS);
+            return serve({.target = {.pdPath = PD_VELMOR_SWITCH_LIBRARY},
+                          .stateDirectory = daemon.directory(),
+                          .control = daemon.control(),
+                          .pause = pause});
+        });
+    }
+};
+
+TEST_F(ServeRefused, MinuteOfItIsAFailureAfterWhichAnotherStartMaySucceed) {
+    run([](std::chrono::milliseconds) {}); // each counts as if it had been waited for
+    EXPECT_EQ(1, daemon.exitStatus());
+    EXPECT_THAT(daemon.log(), AllOf(HasSubstr("event=failed kind=start"),
+                                    HasSubstr("the chip forwards on as it is"),
+                                    HasSubstr("The chip has refused for a minute")));
+}
+
+TEST_F(ServeRefused, SignalToEndEndsTheStart) {
+    run({});
+    while (daemon.log().find("the chip refuses for now, and is asked again") == std::string::npos) {
+    }
+    EXPECT_EQ(0, daemon.stop());
+    EXPECT_THAT(daemon.log(), HasSubstr("event=stop reason=SIGTERM"));
 }
 
 TEST_F(Serve, RefusedPdCallIsAWarning) {

@@ -40,6 +40,30 @@ std::vector<Pello::FileDescriptor> allDescriptors() {
     return all;
 }
 
+/// So many turns, or one for which it waits.
+class FakeWork final : public Work {
+  public:
+    FakeWork(Shared& shared, std::size_t turns) : shared_(shared), turns_(turns) {}
+
+    bool goOn(Reply& reply) override {
+        if (char byte; turns_ == 0) {
+            EXPECT_EQ(1, ::read(shared_.gate, &byte, 1));
+        }
+        ++shared_.rowsMade;
+        if (turns_ > 1) {
+            --turns_;
+            return false;
+        }
+        reply.add("text", "done", "done");
+        return true;
+    }
+    int waitsFor() const override { return turns_ == 0 ? shared_.gate : -1; }
+
+  private:
+    Shared& shared_;
+    std::size_t turns_; // 0: it waits for the gate
+};
+
 /// Commands with which a test can see and steer what the server does.
 class FakeRunner final : public CommandRunner {
   public:
@@ -68,6 +92,9 @@ class FakeRunner final : public CommandRunner {
         } else if (word == "rows" || word == "terminating-rows") {
             outcome.reply.add("rows", rows(std::stoul(words.at(1)), word != "rows"));
             return outcome;
+        } else if (word == "work") {
+            outcome.reply.workIs(std::make_shared<FakeWork>(shared_, std::stoul(words.at(1))));
+            return outcome;
         } else if (word == "made") {
             text = std::to_string(shared_.rowsMade);
         } else if (word == "lines") {
@@ -92,6 +119,12 @@ class FakeRunner final : public CommandRunner {
         }
         outcome.reply.add("text", text, text);
         return outcome;
+    }
+    void goOn(Outcome& outcome) override {
+        const auto work = outcome.reply.work();
+        if (work->goOn(outcome.reply)) {
+            outcome.reply.workIs(nullptr);
+        }
     }
     std::optional<Error> atEnd() override {
         return Error{ErrorKind::expectation, std::to_string(lines_) + " lines"};
@@ -482,6 +515,61 @@ TEST_F(ServerTest, LongAnswerIsMadeNoFasterThanItIsTaken) {
         expectServes();
     }
     EXPECT_EQ(made, other.textOf("made"));
+}
+
+TEST_F(ServerTest, LongWorkIsDoneBetweenTheCommandsOfOthers) {
+    auto one = client(), two = client();
+    one.run("gate");
+    one.run("work 1000");
+    for (int i = 0; i < 10; ++i) {
+        two.run("made");
+    }
+    openGate();
+    std::size_t before = 0;
+    for (int i = 0; i < 10; ++i) {
+        const auto made = std::stoul(textIn(two.hears()));
+        // One turn while a request is read, if it has not been, and one before it has its own.
+        EXPECT_LE(made, before + 2);
+        before = made;
+    }
+    EXPECT_LT(0u, before);
+    one.hears(); // the gate's
+    EXPECT_EQ("done", textIn(one.hears()));
+    EXPECT_EQ("1000", two.textOf("made"));
+}
+
+TEST_F(ServerTest, WorkThatWaitsHoldsUpNobody) {
+    auto one = client(), two = client();
+    one.run("work 0");
+    one.run("lines");
+    expectServes();
+    EXPECT_EQ("0", two.textOf("made"));
+    openGate();
+    EXPECT_EQ("done", textIn(one.hears()));
+    EXPECT_EQ("2", textIn(one.hears()));
+}
+
+TEST_F(ServerTest, ClientThatHangsUpWhileItsWorkWaitsGoesWhenThatIsDone) {
+    auto one = client();
+    one.run("work 0");
+    one.hangUp();
+    expectServes();
+    openGate();
+    while (daemon.log().find("event=client-gone client=1") == std::string::npos) {
+        expectServes();
+    }
+}
+
+TEST_F(ServerTest, SignalToEndLetsWorkThatWaitsFinish) {
+    auto one = client();
+    one.run("work 0");
+    expectServes();
+    daemon.signal(SIGTERM);
+    EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
+    openGate();
+    EXPECT_EQ("done", textIn(one.hears()));
+    EXPECT_TRUE(one.hears().is_null());
+    EXPECT_EQ(0, daemon.exitStatus());
 }
 
 TEST_F(ServerTest, SignalEndsTheServerWhileALongAnswerIsUnderWay) {

@@ -1,5 +1,6 @@
 #include "agent/restart/PersistentState.h"
 
+#include "agent/desired/MendingNote.h"
 #include "agent/terms/CurrentError.h"
 #include "tests/agent/AgentTest.h"
 #include "tests/agent/desired/StateFiles.h"
@@ -67,7 +68,7 @@ class PersistentStateTest : public testing::Test {
     }
 
     Place place_, other_;
-    const std::string chip_ = place_.root() / "chip";
+    const std::string chip_ = place_.root() / "chip", mark_ = chip_ + ".agent";
     std::optional<PersistentState> state_;
     int attached_ = 0;
 };
@@ -79,7 +80,7 @@ TEST_F(PersistentStateTest, EverythingIsThereAgain) {
     EXPECT_EQ(someState(), state_->takeDesired());
     EXPECT_NE(0u, state_->keys().memberKey(RuxTable::RuxMemberId(1)));
     EXPECT_NE(0u, state_->keys().groupKey(RuxTable::RuxGroupId(10)));
-    EXPECT_THAT(state_->coldTables(), testing::IsEmpty());
+    EXPECT_THAT(state_->notes(), testing::IsEmpty());
 }
 
 // ---- One agent a chip ------------------------------------------------------------------------
@@ -199,7 +200,7 @@ TEST_F(PersistentStateTest, AFirstStartThatDiedBetweenDatabaseAndTablesIsAFirstS
     }
     open();
     EXPECT_EQ(DesiredState(), state_->takeDesired());
-    EXPECT_THAT(state_->coldTables(), testing::IsEmpty());
+    EXPECT_THAT(state_->notes(), testing::IsEmpty());
     EXPECT_TRUE(state_->isNew());
 }
 
@@ -223,7 +224,7 @@ TEST_F(PersistentStateTest, ADatabaseOlderThanTheRecordsIsRefusedWithBothNumbers
     EXPECT_THAT(refusal(kScope, {.boot = 6, .usage = kChip.usage}), HasSubstr("know of commit 2"));
     open(kScope, kChip, true);
     EXPECT_EQ(someState(), state_->takeDesired());
-    EXPECT_THAT(state_->coldTables(), testing::IsEmpty());
+    EXPECT_THAT(state_->notes(), testing::IsEmpty());
     open(); // the loss was accepted once and for all
     EXPECT_EQ(someState(), state_->takeDesired());
 }
@@ -233,7 +234,20 @@ TEST_F(PersistentStateTest, ALostDatabaseIsDoneWithoutWhereLossIsAccepted) {
     removeDatabase();
     open(kScope, kChip, true);
     EXPECT_EQ(DesiredState(), state_->takeDesired());
-    EXPECT_EQ(3u, state_->coldTables().size());
+    EXPECT_EQ(3u, state_->notes().size());
+}
+
+TEST_F(PersistentStateTest, TheLogOfALostDatabaseIsSetAsideWhereLossIsAccepted) {
+    runOnce();
+    removeDatabase();
+    const auto log = place_.file("desired.db-wal");
+    table_files::contentIs(log, "what somebody did");
+    fs::permissions(log, fs::perms(0600));
+    EXPECT_NE("", refusal());
+    open(kScope, kChip, true);
+    EXPECT_EQ("what somebody did", contentOf(place_.file("desired.db-wal.damaged-1")));
+    EXPECT_EQ("the database is gone; what SQLite left of it is kept as desired.db-wal.damaged-1",
+              state_->notes().at(0));
 }
 
 TEST_F(PersistentStateTest, ATableThatIsOneCommitBehindIsBelievedAndAnOlderOneIsNot) {
@@ -250,13 +264,13 @@ TEST_F(PersistentStateTest, ATableThatIsOneCommitBehindIsBelievedAndAnOlderOneIs
         state_.reset();
         table_files::contentIs(place_.file(table), old);
         open();
-        EXPECT_THAT(state_->coldTables(), testing::IsEmpty());
+        EXPECT_THAT(state_->notes(), testing::IsEmpty());
         commit(3);
         commit(4);
         state_.reset();
         table_files::contentIs(place_.file(table), old);
         open();
-        const auto reasons = state_->coldTables();
+        const auto reasons = state_->notes();
         ASSERT_EQ(1u, reasons.size());
         EXPECT_THAT(reasons[0], HasSubstr("it is an old copy, of commit"));
     }
@@ -265,10 +279,145 @@ TEST_F(PersistentStateTest, ATableThatIsOneCommitBehindIsBelievedAndAnOlderOneIs
 TEST_F(PersistentStateTest, RecordsOfAnotherDesiredStateAreNotBelieved) {
     runOnce();
     byHand(place_.file("desired.db"), "UPDATE history SET state = state + 1");
+    fs::remove(mark_);
     open();
-    ASSERT_EQ(3u, state_->coldTables().size());
-    EXPECT_THAT(state_->coldTables()[0], HasSubstr("its desired state is "));
+    ASSERT_EQ(4u, state_->notes().size());
+    EXPECT_THAT(state_->notes()[1], HasSubstr("its desired state is "));
     EXPECT_EQ(0u, state_->keys().memberKey(RuxTable::RuxMemberId(1)));
+}
+
+// ---- What the chip was brought to ------------------------------------------------------------
+
+/// A state directory of two moments: the files of the first, and the agent at the second.
+class TwoMoments : public PersistentStateTest {
+  protected:
+    TwoMoments() {
+        runOnce();
+        fs::copy(place_.state(), old_);
+        open();
+        state_->database().memberDel(RuxTable::RuxMemberId(9));
+        state_->database().commit();
+        state_.reset();
+        attached_ = 0;
+    }
+    /// Database and records agree with each other then.
+    void putBack() const {
+        for (const auto& file : fs::directory_iterator(old_)) {
+            fs::copy(file, place_.state(), fs::copy_options::overwrite_existing);
+        }
+    }
+    void startAndCommit() {
+        open();
+        state_->mendingBegins(false);
+        state_->mendingEnds();
+    }
+
+    const fs::path old_ = place_.root() / "old";
+};
+
+TEST_F(TwoMoments, MemoriesThatAreOldTogetherAreRefusedWithBothNumbers) {
+    putBack();
+    EXPECT_EQ(ofDatabase("it is older than what was acknowledged: it is at commit 1, " + mark_ +
+                         " knows of commit 2; put the latest file back, with its 'desired.db-wal' "
+                         "if it has one; to start without, and lose what it had, give "
+                         "--accept-loss"),
+              refusal());
+    open(kScope, kChip, true);
+    EXPECT_EQ(2u, state_->database().commits());
+    state_.reset();
+    startAndCommit(); // the loss was accepted once and for all
+}
+
+TEST_F(TwoMoments, WithoutAMarkNothingTellsThatTheyAreOld) {
+    for (const std::string content : {"", "4711\n", "4711\n           damaged"}) {
+        SCOPED_TRACE(content);
+        putBack();
+        table_files::contentIs(mark_, content);
+        open();
+        EXPECT_THAT(state_->notes(),
+                    testing::ElementsAre(mark_ + " does not tell the commit that the chip was "
+                                                 "brought to, as after an upgrade: were database "
+                                                 "and records both old, this start would not "
+                                                 "notice"));
+        state_->mendingBegins(false);
+        state_.reset();
+        open(); // and from then on there is one
+        EXPECT_THAT(state_->notes(), testing::IsEmpty());
+        state_.reset();
+    }
+}
+
+TEST_F(TwoMoments, EveryFlippedBitOfAMarkIsNoticed) {
+    state_.reset();
+    const std::string whole = contentOf(mark_);
+    ASSERT_EQ(48u, whole.size());
+    for (std::size_t bit = 16 * 8; bit < whole.size() * 8; ++bit) {
+        std::string damaged = whole;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
+        table_files::contentIs(mark_, damaged);
+        EXPECT_EQ(std::nullopt, markIn(Pello::LockFile(mark_.c_str(), "the chip"))) << bit;
+    }
+}
+
+TEST_F(TwoMoments, ADesiredStateThatTheChipHasLeftSinceIsRefused) {
+    byHand(place_.file("desired.db"), "UPDATE history SET state = 4711");
+    EXPECT_THAT(refusal(), AllOf(HasSubstr("it is at commit 2 of desired state 4711, but " + mark_ +
+                                           " knows that the chip was brought to commit 2 of "
+                                           "desired state "),
+                                 HasSubstr(" since; put the latest file back")));
+    open(kScope, kChip, true);
+    state_->mendingBegins(false);
+    state_.reset();
+    startAndCommit();
+}
+
+TEST_F(TwoMoments, AnAgentThatHasDoneNothingYetDoesNotMindAnother) {
+    state_.emplace(StateOptions{.directory = other_.open()},
+                   StatefulChip{.file = chip_, .attach = [] { return kChip; }});
+    EXPECT_THAT(state_->notes(), testing::IsEmpty());
+}
+
+/// Beginning to mend is what makes the chip this state's.
+TEST_F(TwoMoments, AStartThatIsRefusedLaterLeavesTheMark) {
+    const std::string before = contentOf(mark_).substr(16);
+    state_.emplace(StateOptions{.directory = other_.open()},
+                   StatefulChip{.file = chip_, .attach = [] { return kChip; }});
+    EXPECT_EQ(before, contentOf(mark_).substr(16));
+    state_->mendingBegins(false);
+    EXPECT_NE(before, contentOf(mark_).substr(16));
+}
+
+TEST_F(TwoMoments, ANoteOfWhatMayBeRemovedHoldsForItsContentUntilThatIsDone) {
+    open();
+    EXPECT_FALSE(state_->isMendingNoted());
+    state_->mendingBegins(true);
+    state_.reset();
+    open(); // it was cut short
+    EXPECT_TRUE(state_->isMendingNoted());
+    state_.reset();
+    const std::string database = contentOf(place_.file("desired.db"));
+    byHand(place_.file("desired.db"), "UPDATE members SET port = 77");
+    open();
+    EXPECT_FALSE(state_->isMendingNoted());
+    state_.reset();
+    table_files::contentIs(place_.file("desired.db"), database);
+    open();
+    EXPECT_TRUE(state_->isMendingNoted());
+    state_->mendingEnds();
+    EXPECT_FALSE(state_->isMendingNoted());
+    state_.reset();
+    open();
+    EXPECT_FALSE(state_->isMendingNoted());
+}
+
+TEST_F(TwoMoments, ANoteStaysWhereTheCommitThatCountsIsALaterOne) {
+    putBack();
+    noteMending(*place_.open(), historyOf(SqliteConnection(place_.file("desired.db"))));
+    open();
+    EXPECT_EQ(2u, state_->database().commits());
+    state_.reset();
+    open();
+    EXPECT_TRUE(state_->isMendingNoted());
 }
 
 TEST_F(PersistentStateTest, ADatabaseWithoutItsHistoryIsRefused) {

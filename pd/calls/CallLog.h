@@ -1,23 +1,15 @@
 // The latest PD calls, in a ring.
 #pragma once
 
-#include "asic/Arguments.h"
-#include "asic/Types.h"
+#include "pd/PdTools.h"
+#include "pd/calls/CallRecord.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-namespace asic {
-
-struct CallRecord {
-    std::uint64_t sequence = 0;
-    std::size_t operation = 0; // index of the operation
-    ArgumentShapes shapes{};   // one for each argument of the operation
-    ArgumentWords arguments{}; // outputs only if status is success
-    Status status = P4_PD_STATUS_SUCCESS;
-};
+namespace pd {
 
 class CallLog {
   public:
@@ -55,4 +47,9 @@ class CallLog {
 /// The call as one line: operation(argument=value, ...) -> status output=value ...
 [[nodiscard]] std::string toText(const CallRecord& record);
 
-} // namespace asic
+/// What velmor_asic_log_read and velmor_asic_log_format give for the record of a call; null stands
+/// for a call that is not in the log. The second may throw std::bad_alloc.
+[[nodiscard]] pipe_status readCall(const CallRecord* record, velmor_asic_call_t* call) noexcept;
+[[nodiscard]] int formatCall(const CallRecord* record, char* buffer, std::size_t size);
+
+} // namespace pd

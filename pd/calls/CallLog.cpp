@@ -1,16 +1,17 @@
-#include "asic/CallLog.h"
+#include "pd/calls/CallLog.h"
 
-#include "asic/Operations.h"
+#include "pd/Operations.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <utility>
 
-namespace asic {
+namespace pd {
 
 void CallLog::start(std::size_t capacity) {
-    // No page of it is touched before its calls are made: an agent that starts does not wait for it.
+    // No page of it is touched before its calls are made: an agent that starts does not wait for
+    // it.
     std::vector<CallRecord> ring;
     ring.reserve(capacity);
     ring_ = std::move(ring);
@@ -66,7 +67,7 @@ std::string toText(const CallRecord& record) {
     std::string outputs;
     const std::uint32_t* word = record.arguments.words.data();
     for (std::size_t i = 0; i < operation.argumentCount(); ++i) {
-        const auto [kind, direction] = record.shapes[i];
+        const auto [kind, direction] = kShapes[record.operation][i];
         const std::string name = operation.arguments[i];
         const char* const separator = inputs.empty() ? "" : ", ";
         if ((record.arguments.nulls >> i & 1u) != 0)
@@ -81,4 +82,17 @@ std::string toText(const CallRecord& record) {
            outputs;
 }
 
-} // namespace asic
+pipe_status readCall(const CallRecord* record, velmor_asic_call_t* call) noexcept {
+    if (!call)
+        return P4_PD_STATUS_INVALID_ARG;
+    if (!record)
+        return P4_PD_STATUS_OBJ_NOT_FOUND;
+    *call = {record->sequence, kOperations[record->operation].name, record->status};
+    return P4_PD_STATUS_SUCCESS;
+}
+
+int formatCall(const CallRecord* record, char* buffer, std::size_t size) {
+    return record ? std::snprintf(buffer, size, "%s", toText(*record).c_str()) : -1;
+}
+
+} // namespace pd
