@@ -11,7 +11,6 @@
 #include "agent/desired/StateReading.h"
 #include "agent/desired/StateSchema.h"
 #include "agent/outcome/Errors.h"
-#include "platform/Pello/StateException.h"
 
 namespace LagAgent {
 
@@ -81,12 +80,8 @@ int reserve(const Pello::FileDescriptor& file, off_t bytes) {
 
 Pello::FileDescriptor openLog(const Pello::StateDirectory& directory) {
     const Kel::String name = Kel::String(kStateFile) + "-wal";
-    try {
-        if (auto log = directory.open(name)) {
-            return std::move(log->descriptor);
-        }
-    } catch (const Pello::StateException& e) {
-        throw CommandError(ErrorKind::storage, e.what());
+    if (auto log = directory.open(name)) {
+        return std::move(log->descriptor);
     }
     storageFailed(directory.pathOf(name).charPtr(), "open it", "somebody has removed it");
 }
