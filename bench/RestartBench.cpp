@@ -164,21 +164,21 @@ struct Times {
 /// Reads what the factories read, and nothing else.
 double readRecordsAgain(Agent& agent) {
     const auto begin = Phases::Clock::now();
-    auto& keys = agent.state->keys();
+    auto& keys = agent.requiredState().keys();
     std::size_t count = 0;
     Glimt::walk(*keys.mbbGlimtTableConfig(), [&](const Glimt::MbbVantof::EntryConfig& record) {
         p4_pd_velmor_switch_lagGroup_match_spec_t match{};
         std::uint32_t priority = 0, member = 0, group = 0;
         bool hasMember = false, hasGroup = false, spare = false;
-        agent.driver.pd().p4_pd_velmor_switch_lagGroup_get_entry(
-            agent.library.session(), 0, record.sdkEntryHandle.value(), false, &match, &priority,
+        agent.driver().pd().p4_pd_velmor_switch_lagGroup_get_entry(
+            agent.library().session(), 0, record.sdkEntryHandle.value(), false, &match, &priority,
             &hasMember, &hasGroup, &member, &group, &spare);
         ++count;
     });
     const auto counted = [&count](const auto&) { ++count; };
     Glimt::walk(*keys.adtGlimtTableConfig(), counted);
     Glimt::walk(*keys.selGrpGlimtTableConfig(), counted);
-    if (count != agent.start.entries + agent.start.members + agent.start.groups) {
+    if (count != agent.start().entries + agent.start().members + agent.start().groups) {
         fail("the factories restored another number of handles than there are records");
     }
     return milliseconds(Phases::Clock::now() - begin);
@@ -192,7 +192,7 @@ std::vector<double> start(const std::string& directory, bool isRestart) {
         nullptr);
     Times times;
     times.all = milliseconds(Phases::Clock::now() - begin);
-    for (const auto& phase : agent.start.phases.all()) {
+    for (const auto& phase : agent.start().phases.all()) {
         const std::string name(phase.name);
         if (std::ranges::find(kPhases, name) == kPhases.end()) {
             fail("a start has a phase that this program does not know: " + name);
@@ -200,10 +200,10 @@ std::vector<double> start(const std::string& directory, bool isRestart) {
         times.phases[name] = milliseconds(phase.time);
     }
     if (isRestart) {
-        if (!agent.start.findings.empty()) {
+        if (!agent.start().findings.empty()) {
             fail("the audit of a restart found something");
         }
-        if (!agent.start.writes.empty()) {
+        if (!agent.start().writes.empty()) {
             fail("a restart with nothing to mend wrote something");
         }
         times.readingRecords = readRecordsAgain(agent);

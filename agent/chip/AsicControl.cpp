@@ -136,6 +136,17 @@ std::vector<PdCallRecord> AsicControl::calls(std::uint64_t begin, std::uint64_t 
     return records;
 }
 
+std::uint64_t AsicControl::calls(std::string_view function, std::uint64_t begin,
+                                 std::uint64_t end) const {
+    std::uint64_t count = 0;
+    if (functions_) {
+        pd::forEachCall(*functions_, begin, end, [&](const velmor_asic_call_t& call) {
+            count += call.operation == function ? 1 : 0;
+        });
+    }
+    return count;
+}
+
 void AsicControl::planFault(const std::string& function, std::uint32_t nth, std::uint32_t status,
                             bool isAlways) const {
     check("the fault",

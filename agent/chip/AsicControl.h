@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -60,6 +61,8 @@ class AsicControl {
     std::uint64_t nextCall() const;
     /// The calls from `begin` to before `end` that the log still has.
     std::vector<PdCallRecord> calls(std::uint64_t begin, std::uint64_t end) const;
+    /// How many of these were of that PD function.
+    std::uint64_t calls(std::string_view function, std::uint64_t begin, std::uint64_t end) const;
 
     /// The PD functions that were called from `begin` to before `end` and change the chip, in
     /// order, by whatever process; none when the log no longer has all calls from there.

@@ -115,12 +115,11 @@ void FlowRun::show(Reply& reply) const {
     reply.add("flows", std::move(json), text);
 }
 
-const FlowRun& Flows::send(int device, std::uint16_t pipe, std::uint32_t value,
-                           std::uint32_t count) {
+const FlowRun& Flows::send(std::uint32_t value, std::uint32_t count) {
     FlowRun run{.value = value};
     run.fates.reserve(count);
     for (std::uint32_t flow = 0; flow < count; ++flow) {
-        run.fates.push_back(asic_.forward(device, pipe, value, flowHash(flow)));
+        run.fates.push_back(asic_.forward(device_, pipe_, value, flowHash(flow)));
     }
     const auto earlier =
         std::ranges::find(earlier_, value, [](auto& known) { return known.first; });

@@ -7,6 +7,7 @@
 
 #include "agent/chip/AsicControl.h"
 #include "agent/outcome/Reply.h"
+#include "agent/terms/Target.h"
 
 namespace LagAgent {
 
@@ -35,16 +36,20 @@ struct FlowRun {
 /// Sends flows through the ASIC and remembers what became of them.
 class Flows {
   public:
-    explicit Flows(const AsicControl& asic) : asic_(asic) {}
+    /// Flows of that target. REQUIRES: `asic` outlives this object.
+    Flows(const AsicControl& asic, const Target& target)
+        : asic_(asic), device_(target.device), pipe_(target.pipe) {}
 
     /// Sends `count` flows of the value; flow i has the same hash in every run.
-    const FlowRun& send(int device, std::uint16_t pipe, std::uint32_t value, std::uint32_t count);
+    const FlowRun& send(std::uint32_t value, std::uint32_t count);
 
     /// The latest run; its fates are empty when there was none.
     const FlowRun& latest() const noexcept { return latest_; }
 
   private:
     const AsicControl& asic_;
+    int device_;
+    std::uint16_t pipe_;
     FlowRun latest_;
     /// The latest run of each of the values used last, the oldest value first.
     std::vector<std::pair<std::uint32_t, std::vector<FlowFate>>> earlier_;

@@ -16,10 +16,6 @@ namespace {
 
 constexpr const char* kFileName = "libpd_velmor_switch.so";
 
-[[noreturn]] void cannotStart(const std::string& message) {
-    throw CommandError(ErrorKind::start, message);
-}
-
 /// The software ASIC beside the executable, in an installation or in a build tree; where it is in
 /// none of these, its bare name, which is looked for along the loader's own path.
 std::string defaultPath() {
@@ -43,8 +39,9 @@ void requireOperations(void* library, const std::string& path) {
         }
     });
     if (!missing.empty()) {
-        cannotStart(path + " is no PD library of velmor_switch: it lacks " +
-                    std::to_string(missing.size()) + " operations: " + joined(missing));
+        throw CommandError(ErrorKind::start,
+                           path + " is no PD library of velmor_switch: it lacks " +
+                               std::to_string(missing.size()) + " operations: " + joined(missing));
     }
 }
 
@@ -54,14 +51,16 @@ PdLibrary::PdLibrary(const std::string& path)
     : path_(path.empty() ? defaultPath() : path),
       handle_(dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL)) {
     if (!handle_) {
-        cannotStart(std::string("cannot open the PD library: ") + dlerror());
+        throw CommandError(ErrorKind::start,
+                           std::string("cannot open the PD library: ") + dlerror());
     }
     requireOperations(handle_, path_);
     if (const auto init = function<decltype(::p4_pd_velmor_switch_client_init)>(
             "p4_pd_velmor_switch_client_init")) {
         if (const auto status = init(&session_); status != BfTable::kStatusSuccess) {
-            cannotStart(path_ + " opens no session: " + BfTable::pipeStatusText(status) +
-                        " (status " + std::to_string(status) + ")");
+            throw CommandError(ErrorKind::start,
+                               path_ + " opens no session: " + BfTable::pipeStatusText(status) +
+                                   " (status " + std::to_string(status) + ")");
         }
     }
 }

@@ -2,9 +2,10 @@
 
 #include <optional>
 
-#include "agent/command/Agent.h"
 #include "agent/command/ChipMoment.h"
+#include "agent/command/View.h"
 #include "agent/restart/Comparison.h"
+#include "agent/restart/PersistentState.h"
 
 namespace LagAgent {
 
@@ -15,10 +16,10 @@ class AuditWork final : public Work {
     /// Says what an audit is to tell.
     using Show = void (*)(std::shared_ptr<const Audit> audit, Reply& reply);
 
-    /// REQUIRES: the agent keeps a state, and outlives this object.
-    AuditWork(Agent& agent, Show show)
-        : state_(agent.requiredState()), show_(show),
-          moment_(agent.chip, agent.configuration, [this] { readMemories(); }) {}
+    /// REQUIRES: the state and what there is to look at outlive this object.
+    AuditWork(PersistentState& state, const View& view, Show show)
+        : state_(state), show_(show),
+          moment_(view.chip, view.configuration, [this] { readMemories(); }) {}
 
     bool goOn(Reply& reply) override;
     int waitsFor() const override { return comparison_ ? comparison_->done() : -1; }

@@ -1,12 +1,13 @@
 #include "agent/command/Commands.h"
 
-#include "agent/command/Agent.h"
 #include "agent/command/AuditWork.h"
 #include "agent/command/Expectations.h"
 #include "agent/command/Show.h"
 #include "agent/command/ValueType.h"
+#include "agent/command/View.h"
 #include "agent/outcome/Errors.h"
 #include "agent/outcome/Text.h"
+#include "agent/restart/PersistentState.h"
 
 namespace LagAgent {
 
@@ -33,37 +34,37 @@ std::uint16_t portOf(const Arguments& arguments) {
     return static_cast<std::uint16_t>(arguments.number("port", 0));
 }
 
-void memberAdd(Agent& agent, const Arguments& a, Reply&) {
-    agent.configuration.memberAdd(memberOf(a), actionOf(a), portOf(a));
+void memberAdd(Configuration& configuration, const Arguments& a) {
+    configuration.memberAdd(memberOf(a), actionOf(a), portOf(a));
 }
 
-void memberSet(Agent& agent, const Arguments& a, Reply&) {
-    agent.configuration.memberSet(memberOf(a), actionOf(a), portOf(a));
+void memberSet(Configuration& configuration, const Arguments& a) {
+    configuration.memberSet(memberOf(a), actionOf(a), portOf(a));
 }
 
-void memberDel(Agent& agent, const Arguments& a, Reply&) {
-    agent.configuration.memberDel(memberOf(a));
+void memberDel(Configuration& configuration, const Arguments& a) {
+    configuration.memberDel(memberOf(a));
 }
 
-void groupAdd(Agent& agent, const Arguments& a, Reply&) {
-    agent.configuration.groupAdd(groupOf(a), a.number("size"), memberOf(a, "initial"), actionOf(a));
+void groupAdd(Configuration& configuration, const Arguments& a) {
+    configuration.groupAdd(groupOf(a), a.number("size"), memberOf(a, "initial"), actionOf(a));
 }
 
-void groupDel(Agent& agent, const Arguments& a, Reply&) {
-    agent.configuration.groupDel(groupOf(a));
+void groupDel(Configuration& configuration, const Arguments& a) {
+    configuration.groupDel(groupOf(a));
 }
 
-void groupMemberAdd(Agent& agent, const Arguments& a, Reply&) {
-    agent.configuration.groupMemberAdd(groupOf(a, "group"), memberOf(a, "member"));
+void groupMemberAdd(Configuration& configuration, const Arguments& a) {
+    configuration.groupMemberAdd(groupOf(a, "group"), memberOf(a, "member"));
 }
 
-void groupMemberDel(Agent& agent, const Arguments& a, Reply&) {
-    agent.configuration.groupMemberDel(groupOf(a, "group"), memberOf(a, "member"));
+void groupMemberDel(Configuration& configuration, const Arguments& a) {
+    configuration.groupMemberDel(groupOf(a, "group"), memberOf(a, "member"));
 }
 
-void groupMemberSet(Agent& agent, const Arguments& a, Reply&) {
-    agent.configuration.groupMemberSet(groupOf(a, "group"), memberOf(a, "member"),
-                                       a.word("state") == "active");
+void groupMemberSet(Configuration& configuration, const Arguments& a) {
+    configuration.groupMemberSet(groupOf(a, "group"), memberOf(a, "member"),
+                                 a.word("state") == "active");
 }
 
 // ---- Entries -------------------------------------------------------------------------------
@@ -75,56 +76,50 @@ EntryName entryOf(const Arguments& a) {
     return MatchKey{a.number("value"), a.number("mask"), a.number("priority", 0)};
 }
 
-void entrySet(Agent& agent, const Arguments& a, Reply&) {
-    const EntryName entry = entryOf(a);
-    agent.configuration.entrySet(entry, {a.number("id"), a.word("target") == "member"});
-    if (agent.state) {
-        agent.state->entryWasSet(agent.configuration.entries().at(entry).match);
-    }
+void entrySet(Configuration& configuration, const Arguments& a) {
+    configuration.entrySet(entryOf(a), {a.number("id"), a.word("target") == "member"});
 }
 
-void entryDel(Agent& agent, const Arguments& a, Reply&) {
-    agent.configuration.entryDel(entryOf(a));
+void entryDel(Configuration& configuration, const Arguments& a) {
+    configuration.entryDel(entryOf(a));
 }
 
 // ---- Looking, and the ASIC's controls ------------------------------------------------------
 
-void showModel(Agent& agent, const Arguments&, Reply& reply) {
+void showModel(const View& view, const Arguments&, Reply& reply) {
     for (const char* section : {"members", "groups", "entries"}) {
-        show(agent, section, reply);
+        show(view, section, reply);
     }
 }
 
-void showSection(Agent& agent, const Arguments& a, Reply& reply) {
-    show(agent, a.word("section"), reply);
+void showSection(const View& view, const Arguments& a, Reply& reply) {
+    show(view, a.word("section"), reply);
 }
 
-void flows(Agent& agent, const Arguments& a, Reply& reply) {
-    const auto& helper = agent.driver.helper();
-    agent.flows.send(helper.deviceId(), helper.devPipeId(), a.number("value"), a.number("count"))
-        .show(reply);
+void sendFlows(Flows& flows, const Arguments& a, Reply& reply) {
+    flows.send(a.number("value"), a.number("count")).show(reply);
 }
 
-void fault(Agent& agent, const Arguments& a, Reply&) {
-    agent.asic.planFault(operationName(a.number("operation")), a.number("nth"), a.number("status"),
-                         a.word("mode") == "always");
+void fault(const AsicControl& asic, const Arguments& a) {
+    asic.planFault(operationName(a.number("operation")), a.number("nth"), a.number("status"),
+                   a.word("mode") == "always");
 }
 
-void faultClear(Agent& agent, const Arguments&, Reply&) {
-    agent.asic.clearFaults();
+void faultClear(const AsicControl& asic, const Arguments&) {
+    asic.clearFaults();
 }
 
 // ---- The state over restarts ---------------------------------------------------------------
 
-void auditNow(Agent& agent, const Arguments&, Reply& reply) {
-    reply.workIs(std::make_shared<AuditWork>(agent, showFindings));
+void auditNow(PersistentState& state, const View& view, const Arguments&, Reply& reply) {
+    reply.workIs(std::make_shared<AuditWork>(state, view, showFindings));
 }
 
-void auditSteps(Agent& agent, const Arguments&, Reply& reply) {
-    reply.workIs(std::make_shared<AuditWork>(agent, showSteps));
+void auditSteps(PersistentState& state, const View& view, const Arguments&, Reply& reply) {
+    reply.workIs(std::make_shared<AuditWork>(state, view, showSteps));
 }
 
-void backup(Agent& agent, const Arguments& a, Reply&) {
+void backup(PersistentState& state, const View&, const Arguments& a, Reply&) {
     const std::string& path = a.word("text");
     if (!path.starts_with('/')) {
         refuse("the daemon writes the copy, and knows nothing of your folder: give a path that "
@@ -133,7 +128,7 @@ void backup(Agent& agent, const Arguments& a, Reply&) {
     if (path.find('\0') != std::string::npos) {
         refuse("a path has no byte 0");
     }
-    agent.requiredState().database().backup(path);
+    state.database().backup(path);
 }
 
 // ---- The language --------------------------------------------------------------------------
@@ -146,11 +141,11 @@ void addHelp(const std::vector<const Command*>& commands, Reply& reply) {
     reply.add("help", std::move(listing), "");
 }
 
-void help(Agent&, const Arguments&, Reply& reply) {
+void help(const View&, const Arguments&, Reply& reply) {
     addHelp(commandGrammar().commandsOf({}), reply);
 }
 
-void helpOn(Agent&, const Arguments& a, Reply& reply) {
+void helpOn(const View&, const Arguments& a, Reply& reply) {
     const auto commands = commandGrammar().commandsOf(wordsOf(a.word("text")));
     if (commands.empty()) {
         throw CommandError(ErrorKind::usage, "no command begins with " + inQuotes(a.word("text")) +
@@ -159,8 +154,8 @@ void helpOn(Agent&, const Arguments& a, Reply& reply) {
     addHelp(commands, reply);
 }
 
-void quit(Agent& agent, const Arguments&, Reply&) {
-    agent.script.isOver = true;
+void quit(ScriptState& script, const Arguments&) {
+    script.isOver = true;
 }
 
 constexpr Command kCommands[]{
@@ -189,7 +184,7 @@ constexpr Command kCommands[]{
     {"audit steps", auditSteps, "Show the PD writes that a restart would make, in order"},
     {"backup <text>", backup,
      "Write a copy of the desired state to a new file, for 'lag-agent restore'"},
-    {"flows value <value:number> count <count:flows>", flows,
+    {"flows value <value:number> count <count:flows>", sendFlows,
      "Send flows with that metadata value and show where they go"},
     {"fault <operation> nth <nth> status <status:nth> <mode>", fault,
      "Make the nth call of a PD operation from now fail, once or always from then on"},

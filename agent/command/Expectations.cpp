@@ -1,10 +1,8 @@
 #include "agent/command/Expectations.h"
 
-#include <algorithm>
-
-#include "agent/command/Agent.h"
 #include "agent/command/Grammar.h"
 #include "agent/command/ValueType.h"
+#include "agent/command/View.h"
 #include "agent/outcome/Errors.h"
 
 namespace LagAgent::Expect {
@@ -18,16 +16,16 @@ void requireEqual(const std::string& what, std::uint64_t actual, std::uint64_t w
     }
 }
 
-const FlowRun& requiredRun(const Agent& agent) {
-    const FlowRun& run = agent.flows.latest();
+const FlowRun& requiredRun(const View& view) {
+    const FlowRun& run = view.flows.latest();
     if (run.fates.empty()) {
         refuse("no flows were sent: send them with 'flows' first");
     }
     return run;
 }
 
-const FlowRun& requiredSecondRun(const Agent& agent) {
-    const FlowRun& run = requiredRun(agent);
+const FlowRun& requiredSecondRun(const View& view) {
+    const FlowRun& run = requiredRun(view);
     if (run.before.empty()) {
         refuse("value " + std::to_string(run.value) +
                " has one run of flows only: nothing can have moved");
@@ -53,57 +51,55 @@ std::uint16_t portOf(const Arguments& arguments) {
 
 } // namespace
 
-void error(Agent& agent, const Arguments& arguments, Reply&) {
-    agent.script.expectedError = arguments.word("text");
+void error(ScriptState& script, const Arguments& arguments) {
+    script.expectedError = arguments.word("text");
 }
 
-void objects(Agent& agent, const Arguments& arguments, Reply&) {
+void objects(const View& view, const Arguments& arguments) {
     const std::string& kind = arguments.word("objects");
-    const auto& profile = agent.driver.profile();
+    const auto& profile = view.driver.profile();
     const std::size_t count = kind == "members"  ? profile.entry().size()
                               : kind == "groups" ? profile.group().size()
-                                                 : agent.configuration.entries().size();
+                                                 : view.configuration.entries().size();
     requireEqual(kind, count, arguments.number("count"));
 }
 
-void asicObjects(Agent& agent, const Arguments& arguments, Reply&) {
+void asicObjects(const View& view, const Arguments& arguments) {
     const std::string& kind = arguments.word("objects");
-    const auto usage = agent.chip.usage();
+    const auto usage = view.chip.usage();
     const std::uint32_t count = kind == "members"  ? usage.members
                                 : kind == "groups" ? usage.groups
                                                    : usage.entries;
     requireEqual(kind + " in the ASIC", count, arguments.number("count"));
 }
 
-void asicEmpty(Agent& agent, const Arguments&, Reply&) {
-    const auto usage = agent.chip.usage();
+void asicEmpty(const View& view, const Arguments&) {
+    const auto usage = view.chip.usage();
     requireEqual("entries in the ASIC", usage.entries, 0);
     requireEqual("groups in the ASIC", usage.groups, 0);
     requireEqual("members in the ASIC", usage.members, 0);
-    requireEqual("default entries in the ASIC", agent.chip.hasDefaultEntry() ? 1 : 0, 0);
+    requireEqual("default entries in the ASIC", view.chip.hasDefaultEntry() ? 1 : 0, 0);
 }
 
-void calls(Agent& agent, const Arguments& arguments, Reply&) {
+void calls(const View& view, const Arguments& arguments) {
     std::uint64_t made = 0;
-    for (const auto& [begin, end] : agent.script.calls) {
+    for (const auto& [begin, end] : view.script.calls) {
         made += end - begin;
     }
     requireEqual("PD calls", made, arguments.number("count"));
 }
 
-void operationCalls(Agent& agent, const Arguments& arguments, Reply&) {
+void operationCalls(const View& view, const Arguments& arguments) {
     const std::string name = operationName(arguments.number("operation"));
     std::uint64_t count = 0;
-    for (const auto& [begin, end] : agent.script.calls) {
-        for (const PdCallRecord& call : agent.asic.calls(begin, end)) {
-            count += call.operation == name ? 1 : 0;
-        }
+    for (const auto& [begin, end] : view.script.calls) {
+        count += view.asic.calls(name, begin, end);
     }
     requireEqual("calls of " + name, count, arguments.number("count"));
 }
 
-void portShare(Agent& agent, const Arguments& arguments, Reply&) {
-    const FlowRun& run = requiredRun(agent);
+void portShare(const View& view, const Arguments& arguments) {
+    const FlowRun& run = requiredRun(view);
     const std::uint64_t flows = onPort(run, portOf(arguments));
     const std::uint64_t total = run.fates.size();
     const std::uint32_t low = arguments.number("low"), high = arguments.number("high");
@@ -114,26 +110,26 @@ void portShare(Agent& agent, const Arguments& arguments, Reply&) {
     }
 }
 
-void onlyPort(Agent& agent, const Arguments& arguments, Reply&) {
-    const FlowRun& run = requiredRun(agent);
+void onlyPort(const View& view, const Arguments& arguments) {
+    const FlowRun& run = requiredRun(view);
     requireEqual("flows on " + portName(portOf(arguments)), onPort(run, portOf(arguments)),
                  run.fates.size());
 }
 
-void lost(Agent& agent, const Arguments& arguments, Reply&) {
+void lost(const View& view, const Arguments& arguments) {
     std::uint32_t count = 0;
-    for (const auto& [fate, flows] : requiredRun(agent).spread()) {
+    for (const auto& [fate, flows] : requiredRun(view).spread()) {
         count += fate.kind == FlowFate::Kind::forwarded ? 0 : flows;
     }
     requireEqual("lost flows", count, arguments.number("count"));
 }
 
-void moved(Agent& agent, const Arguments& arguments, Reply&) {
-    requireEqual("moved flows", requiredSecondRun(agent).moved(), arguments.number("count"));
+void moved(const View& view, const Arguments& arguments) {
+    requireEqual("moved flows", requiredSecondRun(view).moved(), arguments.number("count"));
 }
 
-void movedPort(Agent& agent, const Arguments& arguments, Reply&) {
-    const FlowRun& run = requiredSecondRun(agent);
+void movedPort(const View& view, const Arguments& arguments) {
+    const FlowRun& run = requiredSecondRun(view);
     const std::uint16_t port = portOf(arguments);
     const bool isFrom = arguments.word("direction") == "from";
     const std::uint32_t onIt = isFrom ? run.onPortBefore(port) : run.onPortNow(port);

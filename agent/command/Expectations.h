@@ -2,25 +2,25 @@
 
 namespace LagAgent {
 
-class Agent;
 class Arguments;
-class Reply;
+struct ScriptState;
+struct View;
 
 /// The handlers of the 'expect' commands, with which a script checks itself. Each throws
 /// `CommandError` (expectation) that says what there is instead.
 namespace Expect {
 
-void error(Agent& agent, const Arguments& arguments, Reply& reply);
-void objects(Agent& agent, const Arguments& arguments, Reply& reply);
-void asicObjects(Agent& agent, const Arguments& arguments, Reply& reply);
-void asicEmpty(Agent& agent, const Arguments& arguments, Reply& reply);
-void calls(Agent& agent, const Arguments& arguments, Reply& reply);
-void operationCalls(Agent& agent, const Arguments& arguments, Reply& reply);
-void portShare(Agent& agent, const Arguments& arguments, Reply& reply);
-void onlyPort(Agent& agent, const Arguments& arguments, Reply& reply);
-void lost(Agent& agent, const Arguments& arguments, Reply& reply);
-void moved(Agent& agent, const Arguments& arguments, Reply& reply);
-void movedPort(Agent& agent, const Arguments& arguments, Reply& reply);
+void error(ScriptState& script, const Arguments& arguments);
+void objects(const View& view, const Arguments& arguments);
+void asicObjects(const View& view, const Arguments& arguments);
+void asicEmpty(const View& view, const Arguments& arguments);
+void calls(const View& view, const Arguments& arguments);
+void operationCalls(const View& view, const Arguments& arguments);
+void portShare(const View& view, const Arguments& arguments);
+void onlyPort(const View& view, const Arguments& arguments);
+void lost(const View& view, const Arguments& arguments);
+void moved(const View& view, const Arguments& arguments);
+void movedPort(const View& view, const Arguments& arguments);
 
 } // namespace Expect
 

@@ -4,12 +4,18 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace LagAgent {
 
-class Agent;
+class AsicControl;
+class Configuration;
+class Flows;
+class PersistentState;
 class Reply;
+struct ScriptState;
+struct View;
 
 /// The values that a command's parameters got.
 class Arguments {
@@ -36,6 +42,16 @@ class Arguments {
     std::vector<Value> values_;
 };
 
+/// Carries a command out. Its parameters say what it works on; what it has no parameter for, it
+/// leaves alone.
+using CommandFunction =
+    std::variant<void (*)(Configuration&, const Arguments&),
+                 void (*)(Flows&, const Arguments&, Reply&),
+                 void (*)(const AsicControl&, const Arguments&),
+                 void (*)(PersistentState&, const View&, const Arguments&, Reply&),
+                 void (*)(ScriptState&, const Arguments&), void (*)(const View&, const Arguments&),
+                 void (*)(const View&, const Arguments&, Reply&)>;
+
 /**
  * One command of the language.
  *
@@ -45,7 +61,7 @@ class Arguments {
  */
 struct Command {
     const char* pattern;
-    void (*run)(Agent& agent, const Arguments& arguments, Reply& reply);
+    CommandFunction run;
     const char* help;
 };
 

@@ -27,57 +27,70 @@ class Transaction {
     Configuration& configuration_;
 };
 
-/// While it lives, the script whose line is carried out is the agent's.
-class Turn {
-  public:
-    Turn(Agent& agent, ScriptState& script) : agent_(agent), script_(script) { change(); }
-    ~Turn() { change(); }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
+/// Gives a command's function what it works on.
+struct Performance {
+    Agent& agent;
+    ScriptState& script;
+    const Arguments& arguments;
+    Reply& reply;
 
-  private:
-    void change() noexcept { std::swap(agent_.script, script_); }
-
-    Agent& agent_;
-    ScriptState& script_;
+    void operator()(void (*run)(Configuration&, const Arguments&)) const {
+        run(agent.configuration(), arguments);
+    }
+    void operator()(void (*run)(Flows&, const Arguments&, Reply&)) const {
+        run(agent.flows(), arguments, reply);
+    }
+    void operator()(void (*run)(const AsicControl&, const Arguments&)) const {
+        run(agent.asic(), arguments);
+    }
+    void operator()(void (*run)(PersistentState&, const View&, const Arguments&, Reply&)) const {
+        run(agent.requiredState(), agent.view(script), arguments, reply);
+    }
+    void operator()(void (*run)(ScriptState&, const Arguments&)) const { run(script, arguments); }
+    void operator()(void (*run)(const View&, const Arguments&)) const {
+        run(agent.view(script), arguments);
+    }
+    void operator()(void (*run)(const View&, const Arguments&, Reply&)) const {
+        run(agent.view(script), arguments, reply);
+    }
 };
 
 } // namespace
 
-Outcome Interpreter::run(std::string_view line) {
-    Outcome outcome = begin(line);
+Outcome Interpreter::run(std::string_view line, WantedCalls calls) {
+    Outcome outcome = begin(line, calls);
     while (outcome.isUnderWay()) {
         goOn(outcome);
     }
     return outcome;
 }
 
-Outcome Interpreter::begin(std::string_view line) {
-    const Turn turn(agent_, script_);
+Outcome Interpreter::begin(std::string_view line, WantedCalls calls) {
     Outcome outcome;
     const auto words = wordsOf(line);
     if (words.empty()) {
         return outcome;
     }
     outcome.command = joined(words);
-    expected_ = std::exchange(agent_.script.expectedError, std::nullopt);
+    wanted_ = calls;
+    expected_ = std::exchange(script_.expectedError, std::nullopt);
     CallNumbers made;
     perform(outcome, made, [&] {
         const auto parsed = commandGrammar().parse(words);
         agent_.requireUnharmed();
-        Transaction transaction(agent_.configuration);
-        parsed.command->run(agent_, parsed.arguments, outcome.reply);
+        Transaction transaction(agent_.configuration());
+        std::visit(Performance{agent_, script_, parsed.arguments, outcome.reply},
+                   parsed.command->run);
         transaction.commit();
     });
     if (words.front() != "expect") {
-        agent_.script.calls = std::move(made);
+        script_.calls = std::move(made);
     }
     return outcome;
 }
 
 void Interpreter::goOn(Outcome& outcome) {
-    const Turn turn(agent_, script_);
-    perform(outcome, agent_.script.calls, [&] {
+    perform(outcome, script_.calls, [&] {
         agent_.requireUnharmed();
         const auto work = outcome.reply.work(); // which may end itself
         if (work->goOn(outcome.reply)) {
@@ -88,7 +101,7 @@ void Interpreter::goOn(Outcome& outcome) {
 
 template <class Part>
 void Interpreter::perform(Outcome& outcome, CallNumbers& made, Part part) {
-    const std::uint64_t begin = agent_.asic.nextCall();
+    const std::uint64_t begin = agent_.asic().nextCall();
     try {
         part();
         agent_.requireUnharmed();
@@ -96,9 +109,11 @@ void Interpreter::perform(Outcome& outcome, CallNumbers& made, Part part) {
         outcome.error = currentError();
         outcome.reply.workIs(nullptr);
     }
-    const std::uint64_t end = agent_.asic.nextCall();
+    const std::uint64_t end = agent_.asic().nextCall();
     made.emplace_back(begin, end);
-    std::ranges::move(agent_.asic.calls(begin, end), std::back_inserter(outcome.calls));
+    if (wanted_ == WantedCalls::all) {
+        std::ranges::move(agent_.asic().calls(begin, end), std::back_inserter(outcome.calls));
+    }
     if (expected_ && !outcome.isUnderWay()) {
         judge(*expected_, outcome);
     }

@@ -12,10 +12,10 @@ class Interpreter final : public CommandRunner {
   public:
     explicit Interpreter(Agent& agent) : agent_(agent) {}
 
-    Outcome run(std::string_view line) override;
+    Outcome run(std::string_view line, WantedCalls calls) override;
     std::vector<std::string> continuations(const std::vector<std::string>& words) override;
     /// The same in turns: the command may be under way when this returns.
-    Outcome begin(std::string_view line);
+    Outcome begin(std::string_view line, WantedCalls calls);
     void goOn(Outcome& outcome) override;
     std::optional<Error> atEnd() override;
     bool isOver() const noexcept override { return script_.isOver; }
@@ -28,7 +28,9 @@ class Interpreter final : public CommandRunner {
 
     Agent& agent_;
     ScriptState script_{};
-    std::optional<std::string> expected_{}; // the error of the latest command
+    // Of the latest command.
+    std::optional<std::string> expected_{};
+    WantedCalls wanted_ = WantedCalls::none;
 };
 
 } // namespace LagAgent

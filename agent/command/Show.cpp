@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "agent/chip/EntryReadBack.h"
-#include "agent/command/Agent.h"
 #include "agent/command/ChipMoment.h"
+#include "agent/command/View.h"
 #include "agent/outcome/Errors.h"
 
 namespace LagAgent {
@@ -77,12 +77,12 @@ struct MemberRow {
     bool isAbandoned;
 };
 
-Copied<MemberRow> copyMembers(const Agent& agent) {
+Copied<MemberRow> copyMembers(const View& view) {
     using Entry = BfLagGroup::LagGroupActionProfileEntry;
     Copied<MemberRow> all;
-    const auto& entries = agent.driver.profile().entry();
+    const auto& entries = view.driver.profile().entry();
     all.rows.reserve(entries.size());
-    const auto& memberships = agent.configuration.memberships();
+    const auto& memberships = view.configuration.memberships();
     all.ids.reserve(memberships.size());
     auto membership = memberships.begin();
     for (const auto& [id, entry] :
@@ -93,18 +93,18 @@ Copied<MemberRow> copyMembers(const Agent& agent) {
         }
         const auto& action = *entry->action();
         all.rows.push_back({.id = id,
-                            .handle = agent.driver.handles().member(RuxMemberId(id)).value(),
+                            .handle = view.driver.handles().member(RuxMemberId(id)).value(),
                             .groups = {begin, all.ids.size()},
                             .action = action.actionType(),
                             .port = action.egrL2AintfPort(),
-                            .isAbandoned = agent.configuration.isAbandoned(RuxMemberId(id))});
+                            .isAbandoned = view.configuration.isAbandoned(RuxMemberId(id))});
     }
     return all;
 }
 
-void showMembers(Agent& agent, Reply& reply) {
+void showMembers(const View& view, Reply& reply) {
     reply.add("members", listingOf({"id", "action", "port", "handle", "groups", "abandoned"},
-                                   copyMembers(agent), [](const auto& all, const MemberRow& row) {
+                                   copyMembers(view), [](const auto& all, const MemberRow& row) {
                                        return Cells{row.id,
                                                     nameOf(row.action),
                                                     row.port,
@@ -141,10 +141,10 @@ void copyMembersOf(const BfLagGroup::LagGroupGroup& group, GroupRow& row, Ids& i
     row.inactive = sorted(row.active.end);
 }
 
-Copied<GroupRow> copyGroups(const Agent& agent) {
+Copied<GroupRow> copyGroups(const View& view) {
     using Group = BfLagGroup::LagGroupGroup;
     Copied<GroupRow> all;
-    const auto& groups = agent.driver.profile().group();
+    const auto& groups = view.driver.profile().group();
     all.rows.reserve(groups.size());
     for (const auto& [id, group] :
          byId<Group>(groups, [](const Group& g) { return g.groupId(); })) {
@@ -152,20 +152,20 @@ Copied<GroupRow> copyGroups(const Agent& agent) {
             GroupRow{.id = id,
                      .size = group->groupSize(),
                      .initial = group->initialMemberId(),
-                     .handle = agent.driver.handles().group(RuxGroupId(id)).value(),
+                     .handle = view.driver.handles().group(RuxGroupId(id)).value(),
                      .active = {},
                      .inactive = {},
                      .action = group->actionType(),
-                     .isAbandoned = agent.configuration.isAbandoned(RuxGroupId(id))});
+                     .isAbandoned = view.configuration.isAbandoned(RuxGroupId(id))});
         copyMembersOf(*group, row, all.ids);
     }
     return all;
 }
 
-void showGroups(Agent& agent, Reply& reply) {
+void showGroups(const View& view, Reply& reply) {
     reply.add("groups", listingOf({"id", "size", "initial", "action", "handle", "active",
                                    "inactive", "abandoned"},
-                                  copyGroups(agent), [](const auto& all, const GroupRow& row) {
+                                  copyGroups(view), [](const auto& all, const GroupRow& row) {
                                       return Cells{row.id,
                                                    row.size,
                                                    row.initial,
@@ -186,12 +186,12 @@ struct EntryRow {
     std::optional<Target> readBack;
 };
 
-Copied<EntryRow> copyEntries(const Agent& agent) {
+Copied<EntryRow> copyEntries(const View& view) {
     Copied<EntryRow> all;
-    EntryReadBack readBack(agent.driver);
-    all.rows.reserve(agent.configuration.entries().size());
-    for (const auto& [name, installed] : agent.configuration.entries()) {
-        const auto handle = agent.driver.handles().entry(installed.match).value();
+    EntryReadBack readBack(view.driver);
+    all.rows.reserve(view.configuration.entries().size());
+    for (const auto& [name, installed] : view.configuration.entries()) {
+        const auto handle = view.driver.handles().entry(installed.match).value();
         all.rows.push_back(
             {name, handle, installed.target, readBack.targetOf(handle, installed.target)});
     }
@@ -203,10 +203,10 @@ Cell fieldOf(const EntryName& entry, std::uint32_t MatchKey::*field) {
     return entry ? Cell(Value{(*entry).*field}) : Cell();
 }
 
-void showEntries(Agent& agent, Reply& reply) {
+void showEntries(const View& view, Reply& reply) {
     reply.add("entries",
               listingOf({"default", "value", "mask", "priority", "target", "handle", "read back"},
-                        copyEntries(agent), [](const auto&, const EntryRow& row) {
+                        copyEntries(view), [](const auto&, const EntryRow& row) {
                             return Cells{!row.name,
                                          fieldOf<Hex>(row.name, &MatchKey::value),
                                          fieldOf<Hex>(row.name, &MatchKey::mask),
@@ -237,12 +237,12 @@ void copyHandles(const Map& map, std::vector<HandleRow>& rows) {
                       [](const HandleRow& row) { return std::get<Id>(row.object).value(); });
 }
 
-void showHandles(Agent& agent, Reply& reply) {
-    const auto& handles = agent.driver.handles();
+void showHandles(const View& view, Reply& reply) {
+    const auto& handles = view.driver.handles();
     Copied<HandleRow> all;
     copyHandles(handles.member(), all.rows);
     copyHandles(handles.group(), all.rows);
-    for (const auto& [entry, installed] : agent.configuration.entries()) {
+    for (const auto& [entry, installed] : view.configuration.entries()) {
         all.rows.push_back({entry, handles.entry(installed.match).value()});
     }
     reply.add(
@@ -262,8 +262,8 @@ std::uint64_t attempts(const Records& records) {
     return sum;
 }
 
-void showStatus(Agent& agent, Reply& reply) {
-    auto& status = agent.driver.status();
+void showStatus(const View& view, Reply& reply) {
+    auto& status = view.driver.status();
     Listing listing({"objects", "known", "attempts"});
     listing.add({"entries", status.entries().size(), attempts(status.entries())});
     listing.add({"members", status.members().size(), attempts(status.members())});
@@ -273,7 +273,7 @@ void showStatus(Agent& agent, Reply& reply) {
 
 class ShowAsic final : public Work {
   public:
-    explicit ShowAsic(const Agent& agent) : chip_(agent.chip, agent.configuration) {}
+    explicit ShowAsic(const View& view) : chip_(view.chip, view.configuration) {}
 
     bool goOn(Reply& reply) override {
         const bool isAll = chip_.goOn();
@@ -287,41 +287,35 @@ class ShowAsic final : public Work {
     ChipMoment chip_;
 };
 
-void showAsic(Agent& agent, Reply& reply) {
-    reply.workIs(std::make_shared<ShowAsic>(agent));
+void showAsic(const View& view, Reply& reply) {
+    reply.workIs(std::make_shared<ShowAsic>(view));
 }
 
-void showCalls(Agent& agent, Reply& reply) {
-    if (!agent.asic.isPresent()) {
+void showCalls(const View& view, Reply& reply) {
+    if (!view.asic.isPresent()) {
         throw CommandError(ErrorKind::unsupported, "the PD library keeps no log of its calls");
     }
-    const auto calls = std::make_shared<const std::vector<PdCallRecord>>(
-        agent.asic.calls(0, agent.asic.nextCall()));
-    Pieces text;
-    text.add("calls:\n");
-    text.add(calls->size(), [calls](std::size_t i, std::string& out) {
-        const PdCallRecord& call = (*calls)[i];
-        out += "  " + std::to_string(call.sequence) + "  " + call.text + "\n";
-    });
-    const auto rows = std::make_shared<Listing>(
-        std::vector<std::string>{"sequence", "operation", "status", "call"}, calls->size(),
-        [calls](std::size_t i) {
-            const PdCallRecord& call = (*calls)[i];
-            return Cells{call.sequence, call.operation, call.status, call.text};
-        });
-    reply.addArray(
-        "calls", rows->rows(),
-        [rows](std::size_t i, std::string& out) { rows->appendJson(i, out); }, text);
+    const auto calls =
+        std::make_shared<const std::vector<PdCallRecord>>(view.asic.calls(0, view.asic.nextCall()));
+    Listing listing({"sequence", "operation", "status", "call"}, calls->size(),
+                    [calls](std::size_t i) {
+                        const PdCallRecord& call = (*calls)[i];
+                        return Cells{call.sequence, call.operation, call.status, call.text};
+                    });
+    listing.linesAre({0, 3});
+    reply.add("calls", std::move(listing));
 }
 
-void showStart(Agent& agent, Reply& reply) {
-    agent.requiredState();
-    agent.start.show(reply);
+void showStart(const View& view, Reply& reply) {
+    if (!view.start) {
+        throw CommandError(ErrorKind::unsupported, kKeepsNothing);
+    }
+    view.start->show(reply);
 }
 
 struct Section {
     std::string_view name;
-    void (*show)(Agent& agent, Reply& reply);
+    void (*show)(const View& view, Reply& reply);
 };
 
 constexpr Section kSections[]{
@@ -332,8 +326,8 @@ constexpr Section kSections[]{
 
 } // namespace
 
-void show(Agent& agent, std::string_view section, Reply& reply) {
-    std::ranges::find(kSections, section, &Section::name)->show(agent, reply);
+void show(const View& view, std::string_view section, Reply& reply) {
+    std::ranges::find(kSections, section, &Section::name)->show(view, reply);
 }
 
 } // namespace LagAgent

@@ -4,10 +4,10 @@
 
 namespace LagAgent {
 
-class Agent;
 class Reply;
+struct View;
 
 /// One section of what there is to see, by the name that `show` takes.
-void show(Agent& agent, std::string_view section, Reply& reply);
+void show(const View& view, std::string_view section, Reply& reply);
 
 } // namespace LagAgent

@@ -32,6 +32,10 @@ class Presenter {
     /// An error that belongs to no command.
     void show(const Error& error, const Place& place);
 
+    /// What outcomes need to have for what it shows.
+    WantedCalls wantedCalls() const noexcept {
+        return options_.calls ? WantedCalls::all : WantedCalls::none;
+    }
     /// Nothing is written when that outcome is shown.
     bool isSilentAbout(const Outcome& outcome) const;
 

@@ -34,7 +34,7 @@ bool Session::runFile(const std::string& name, bool isForced) {
 }
 
 bool Session::runLine(std::string_view line, const Place& place) {
-    const Outcome outcome = runner_.run(line);
+    const Outcome outcome = runner_.run(line, presenter_.wantedCalls());
     if (!presenter_.isSilentAbout(outcome)) {
         progress_.hide();
     }

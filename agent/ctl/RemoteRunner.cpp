@@ -19,10 +19,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kRetryPause(20);
 
-[[noreturn]] void lost(const std::string& what) {
-    throw CommandError(ErrorKind::connection, what);
-}
-
 /// Connects to that address, or returns the error's number.
 int tryToConnect(const sockaddr_un& address, Posix::FileDescriptor& socket) {
     // A socket of its own for each try: what one is like after a failure is not specified.
@@ -43,7 +39,8 @@ RemoteRunner::RemoteRunner(std::string control, Patience patience)
         connect(begin);
         Wire::readHello(receive(begin + patience_.greeting));
     } catch (const CommandError& e) {
-        lost("cannot reach a daemon at " + control_ + ": " + e.what());
+        throw CommandError(ErrorKind::connection,
+                           "cannot reach a daemon at " + control_ + ": " + e.what());
     }
 }
 
@@ -57,18 +54,20 @@ void RemoteRunner::connect(Clock::time_point begin) {
                               : isCrowded ? patience_.greeting
                                           : std::chrono::seconds();
         if (Clock::now() >= begin + patience) {
-            lost(isCrowded ? "too many clients are waiting there" : std::strerror(error));
+            throw CommandError(ErrorKind::connection, isCrowded
+                                                          ? "too many clients are waiting there"
+                                                          : std::strerror(error));
         }
         std::this_thread::sleep_for(kRetryPause);
     }
 }
 
-Outcome RemoteRunner::run(std::string_view line) {
+Outcome RemoteRunner::run(std::string_view line, WantedCalls calls) {
     const auto words = wordsOf(line);
     if (words.empty()) {
         return {};
     }
-    auto answer = ask({.line = std::string(line)});
+    auto answer = ask({.line = std::string(line), .calls = calls});
     answer.outcome.command = joined(words);
     isOver_ = isOver_ || answer.isOver;
     return std::move(answer.outcome);
@@ -120,11 +119,12 @@ void RemoteRunner::await(short events, const End& end) const {
             return;
         }
         if (ready == 0) {
-            lost("process " + std::to_string(peerOf(socket_.get()).process) +
-                 " does not answer in time: it is busy, starting or stopped");
+            throw CommandError(ErrorKind::connection,
+                               "process " + std::to_string(peerOf(socket_.get()).process) +
+                                   " does not answer in time: it is busy, starting or stopped");
         }
     } while (errno == EINTR);
-    lost(std::strerror(errno));
+    throw CommandError(ErrorKind::connection, std::strerror(errno));
 }
 
 void RemoteRunner::send(std::string_view text, const End& end) {
@@ -132,7 +132,7 @@ void RemoteRunner::send(std::string_view text, const End& end) {
         await(POLLOUT, end);
         const ssize_t size = ::send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL);
         if (size < 0 && errno != EINTR && errno != EAGAIN) {
-            lost(std::strerror(errno));
+            throw CommandError(ErrorKind::connection, std::strerror(errno));
         }
         text.remove_prefix(size > 0 ? static_cast<std::size_t>(size) : 0);
     }
@@ -144,16 +144,16 @@ std::string RemoteRunner::receive(const End& end) {
         await(POLLIN, end);
         const ssize_t size = ::recv(socket_.get(), bytes.data(), bytes.size(), 0);
         if (size == 0) {
-            lost("it closed the connection");
+            throw CommandError(ErrorKind::connection, "it closed the connection");
         }
         if (size < 0 && errno != EINTR && errno != EAGAIN) {
-            lost(std::strerror(errno));
+            throw CommandError(ErrorKind::connection, std::strerror(errno));
         }
         in_.add({bytes.data(), size > 0 ? static_cast<std::size_t>(size) : 0});
     }
     const auto line = in_.next();
     if (line->isTooLong) {
-        lost("its answer is too long");
+        throw CommandError(ErrorKind::connection, "its answer is too long");
     }
     return line->text;
 }

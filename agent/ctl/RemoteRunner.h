@@ -30,7 +30,7 @@ class RemoteRunner final : public CommandRunner {
     /// the socket and says why.
     explicit RemoteRunner(std::string control, Patience patience = {});
 
-    Outcome run(std::string_view line) override;
+    Outcome run(std::string_view line, WantedCalls calls) override;
     /// Asks the daemon. None when it is lost, or too old to know.
     std::vector<std::string> continuations(const std::vector<std::string>& words) override;
     std::optional<Error> atEnd() override;

@@ -13,7 +13,7 @@ class AgentRunner final : public CommandRunner {
     AgentRunner(Agent& agent, const Log& log) : agent_(agent), interpreter_(agent), log_(log) {}
 
     /// A command that takes long is under way then.
-    Outcome run(std::string_view line) override;
+    Outcome run(std::string_view line, WantedCalls calls) override;
     std::vector<std::string> continuations(const std::vector<std::string>& words) override {
         return interpreter_.continuations(words);
     }

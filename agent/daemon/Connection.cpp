@@ -28,7 +28,7 @@ Wire::Answer carryOut(CommandRunner& runner, const LineBuffer::Line& line) {
     try {
         const auto request = requestIn(line);
         if (request.line) {
-            answer.outcome = runner.run(*request.line);
+            answer.outcome = runner.run(*request.line, request.calls);
         } else if (request.begun) {
             answer.continuations = runner.continuations(wordsOf(*request.begun));
         } else {

@@ -32,9 +32,8 @@ int connectTo(const Posix::FileDescriptor& socket, const std::string& path) {
     return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
 
-[[noreturn]] void cannotReplace(const std::string& path, const Posix::FileDescriptor& listener) {
-    cannotListen(path, "process " + std::to_string(peerOf(listener.get()).process) +
-                           " takes commands there");
+std::string listenerAt(const Posix::FileDescriptor& socket) {
+    return "process " + std::to_string(peerOf(socket.get()).process) + " takes commands there";
 }
 
 } // namespace
@@ -52,7 +51,7 @@ void ControlSocket::lock() {
     } catch (const Posix::StateException& e) {
         const auto socket = newSocket(path_);
         if (connectTo(socket, path_) == 0) {
-            cannotReplace(path_, socket);
+            cannotListen(path_, listenerAt(socket));
         }
         cannotListen(path_, e.what());
     }
@@ -68,7 +67,7 @@ void ControlSocket::removeStale() const {
     }
     const auto socket = newSocket(path_);
     if (connectTo(socket, path_) == 0) {
-        cannotReplace(path_, socket);
+        cannotListen(path_, listenerAt(socket));
     }
     if (errno != ECONNREFUSED) {
         cannotListen(path_, std::string("somebody's socket is there: ") + std::strerror(errno));

@@ -7,6 +7,7 @@
 #include "agent/daemon/AgentRunner.h"
 #include "agent/daemon/Server.h"
 #include "agent/daemon/StartProgress.h"
+#include "agent/restart/Retry.h"
 #include "agent/terms/CurrentError.h"
 
 namespace LagAgent {
@@ -67,7 +68,8 @@ StateOptions takeState(const ServeOptions& options, const Log& log) {
 /// The chip has changed, and the desired state could not follow, or what the agent relies on has
 /// changed behind its back. The next start puts either right.
 std::string obstacleOf(const Agent& agent) {
-    return agent.configuration.isOutOfStep() ? "the desired state could not be kept" : agent.harm();
+    return agent.configuration().isOutOfStep() ? "the desired state could not be kept"
+                                               : agent.harm();
 }
 
 /// REQUIRES: called in a handler.
@@ -95,7 +97,7 @@ int serve(const ServeOptions& options) {
         Server server(options.control, log);
         Agent& agent = startAgent(options, state, progress);
         progress.hide();
-        logStart(agent.start, log);
+        logStart(agent.start(), log);
         failed = kExitDaemonFailed;
         StateDatabase& database = agent.requiredState().database();
         const int status = server.run([&] { return std::make_unique<AgentRunner>(agent, log); },

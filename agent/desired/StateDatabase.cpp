@@ -11,7 +11,6 @@
 #include "agent/desired/StateReading.h"
 #include "agent/desired/StateSchema.h"
 #include "agent/outcome/Errors.h"
-#include "posix/StateException.h"
 
 namespace LagAgent {
 
@@ -81,12 +80,8 @@ int reserve(const Posix::FileDescriptor& file, off_t bytes) {
 
 Posix::FileDescriptor openLog(const Posix::StateDirectory& directory) {
     const std::string name = std::string(kStateFile) + "-wal";
-    try {
-        if (auto log = directory.open(name)) {
-            return std::move(log->descriptor);
-        }
-    } catch (const Posix::StateException& e) {
-        throw CommandError(ErrorKind::storage, e.what());
+    if (auto log = directory.open(name)) {
+        return std::move(log->descriptor);
     }
     storageFailed(directory.pathOf(name), "open it", "somebody has removed it");
 }

@@ -16,7 +16,6 @@
 #include "agent/desired/StateReading.h"
 #include "agent/desired/WalIndexRoom.h"
 #include "agent/outcome/Errors.h"
-#include "posix/StateException.h"
 
 namespace LagAgent {
 
@@ -328,11 +327,7 @@ SqliteConnection openChecked(const std::string& path, const ChipScope& scope) {
 } // namespace
 
 bool isStateDatabaseThere(const StateDirectory& directory) {
-    try {
-        return isDatabaseThere(directory, databaseIn(directory));
-    } catch (const Posix::StateException& e) {
-        throw CommandError(ErrorKind::storage, e.what());
-    }
+    return isDatabaseThere(directory, databaseIn(directory));
 }
 
 std::vector<std::string> setLogAside(const StateDirectory& directory) {
@@ -412,29 +407,21 @@ restoreStateDatabase(const StateDirectory& directory, const std::string& copy,
     history.commits = restored.latest = std::max(history.commits, latestCommit(history.state));
     memory.execute("count the commits",
                    "UPDATE history SET commits = " + std::to_string(restored.latest));
-    try {
-        const std::string path = databaseIn(directory);
-        noteMending(directory, history);
-        writeImage(directory, path, imageOf(memory, path));
-        settleOld(path, scopeOf(memory));
-        removeOld(directory);
-        directory.publish(kStateFile);
-    } catch (const Posix::StateException& e) {
-        throw CommandError(ErrorKind::storage, e.what());
-    }
+    const std::string path = databaseIn(directory);
+    noteMending(directory, history);
+    writeImage(directory, path, imageOf(memory, path));
+    settleOld(path, scopeOf(memory));
+    removeOld(directory);
+    directory.publish(kStateFile);
     return restored;
 }
 
 SqliteConnection openStateDatabase(const StateDirectory& directory, const ChipScope& scope) {
     const std::string path = databaseIn(directory);
-    try {
-        if (!isDatabaseThere(directory, path)) {
-            makeDatabase(directory, path, emptyDatabase(path, scope));
-        }
-        return openChecked(path, scope);
-    } catch (const Posix::StateException& e) {
-        throw CommandError(ErrorKind::storage, e.what());
+    if (!isDatabaseThere(directory, path)) {
+        makeDatabase(directory, path, emptyDatabase(path, scope));
     }
+    return openChecked(path, scope);
 }
 
 } // namespace LagAgent

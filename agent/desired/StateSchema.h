@@ -34,10 +34,10 @@ std::vector<std::string> setLogAside(const Posix::StateDirectory& directory);
  * disk when a transaction has ended (write-ahead log, synchronous=FULL), and keeps the references
  * between tables.
  *
- * Throws `CommandError` (storage) and changes nothing in a file that is not an agent's of this
- * version: a link, one of another user or with another mode than 0600 (the log and its index
- * likewise), no database, another application's, a newer version's, one with another schema, one of
- * another scope.
+ * Throws `Posix::StateException` or `CommandError` (storage) and changes nothing in a file that is
+ * not an agent's of this version: a link, one of another user or with another mode than 0600 (the
+ * log and its index likewise), no database, another application's, a newer version's, one with
+ * another schema, one of another scope.
  */
 SqliteConnection openStateDatabase(const Posix::StateDirectory& directory, const ChipScope& scope);
 
@@ -65,7 +65,7 @@ struct RestoredState {
  * Lets a copy of a desired state, from `StateDatabase::backup`, take the place of the database.
  * `latestCommit(state)` tells what is known of that desired state: the restored one counts as that
  * commit, so that records are believed, and what they have beyond it is removed by the next start,
- * which finds a note that it may (see `MendingNote`). Throws `CommandError` (storage), with the
+ * which finds a note that it may (see `MendingNote`). Throws as `openStateDatabase`, with the
  * database that was there in its place, when the copy is no whole desired state of this version or
  * an older one, or of another chip.
  */

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <vector>
@@ -67,6 +68,9 @@ class Configuration {
     void entrySet(const EntryName& entry, const Target& target);
     void entryDel(const EntryName& entry);
     const Entries& entries() const noexcept { return entries_; }
+    /// Told of each entry that `entrySet` has set.
+    using EntryWasSet = std::function<void(const BfLagGroup::LagGroupMatchSpec::PtrConst& match)>;
+    void onEntrySet(EntryWasSet told) { entryWasSet_ = std::move(told); }
     /// Takes over an entry that is in the chip and in the database already.
     void installedEntryIs(const EntryName& entry, InstalledEntry installed);
 
@@ -128,6 +132,7 @@ class Configuration {
     Driver& driver_;
     StateDatabase* desired_;
     Entries entries_;
+    EntryWasSet entryWasSet_;
     mutable Memberships memberships_;
     mutable Usage<std::pair<bool, std::uint32_t>, EntryName> pointing_; // (is member, id) -> entry
     std::uint64_t changes_ = 0;

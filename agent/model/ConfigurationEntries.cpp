@@ -28,6 +28,9 @@ void Configuration::entrySet(const EntryName& entry, const Target& target) {
     // When the chip refuses, the entry stays as it was; a new one is not entered.
     driver_.table().entryIs({match, target});
     installedEntryIs(entry, {match, target});
+    if (entryWasSet_) {
+        entryWasSet_(match);
+    }
 }
 
 void Configuration::installedEntryIs(const EntryName& entry, InstalledEntry installed) {

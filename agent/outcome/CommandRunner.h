@@ -19,12 +19,15 @@ struct Outcome {
     std::optional<Error> error{};
     /// The failure that the script had announced with 'expect error'.
     std::optional<Error> expectedError{};
-    /// The PD calls that the command made, where the PD library records them.
+    /// The PD calls that the command made, where they are wanted and the PD library records them.
     std::vector<PdCallRecord> calls{};
 
     /// The command has begun, and has more to do before there is anything to be read.
     bool isUnderWay() const noexcept { return reply.work() != nullptr; }
 };
+
+/// The PD calls that an outcome is to have. Their texts cost more than most commands.
+enum class WantedCalls { none, all };
 
 /// Carries out the command lines of one script, wherever the driver is. No line ends the process,
 /// and no exception leaves.
@@ -35,7 +38,7 @@ class CommandRunner {
     CommandRunner& operator=(const CommandRunner&) = delete;
     virtual ~CommandRunner() = default;
 
-    virtual Outcome run(std::string_view line) = 0;
+    virtual Outcome run(std::string_view line, WantedCalls calls) = 0;
 
     /// Does more of a command that is under way when `run` returns, as it is of runners that say
     /// so. REQUIRES: no other line was carried out since.

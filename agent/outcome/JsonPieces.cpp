@@ -39,13 +39,6 @@ void ObjectPieces::add(std::string_view name, const Pieces& json) {
     pieces_.add(json);
 }
 
-void ObjectPieces::addText(std::string_view name, const Pieces& text) {
-    addName(name);
-    pieces_.add("\"");
-    pieces_.add(text, appendEscaped);
-    pieces_.add("\"");
-}
-
 void ObjectPieces::addArray(std::string_view name, std::size_t count, Pieces::Write write) {
     addName(name);
     pieces_.add("[");

@@ -26,8 +26,6 @@ class ObjectPieces {
     void add(std::string_view name, Json value);
     /// REQUIRES: the pieces are JSON.
     void add(std::string_view name, const Pieces& json);
-    /// The text as a string.
-    void addText(std::string_view name, const Pieces& text);
     /// An array; `write(i, out)` writes an element of it, as JSON.
     void addArray(std::string_view name, std::size_t count, Pieces::Write write);
 

@@ -62,44 +62,58 @@ struct InText {
 
 } // namespace
 
+void appendJson(const Cell& cell, std::string& out) {
+    std::visit(InJson{out}, cell);
+}
+
 Listing::Listing(std::vector<std::string> columns, std::size_t rows, RowOf rowOf)
     : columns_(std::move(columns)), rows_(rows), rowOf_(std::move(rowOf)) {
     for (const std::string& column : columns_) {
         names_.push_back(toText(column) + ":");
-        widths_.push_back(column.size());
     }
 }
 
-void Listing::measure(const Cells& row) {
-    std::string text;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-        text.clear();
-        std::visit(InText{text}, row[i]);
-        widths_[i] = std::max(widths_[i], text.size());
-    }
-    ++measured_;
-}
-
-void Listing::appendJson(std::size_t row, std::string& out) {
+void Listing::appendJson(std::size_t row, std::string& out) const {
     const Cells values = cells(row);
-    if (row == measured_) {
-        measure(values);
-    }
     for (std::size_t i = 0; i < values.size(); ++i) {
         out += i == 0 ? '{' : ',';
         out += names_[i];
-        std::visit(InJson{out}, values[i]);
+        LagAgent::appendJson(values[i], out);
     }
     out += '}';
 }
 
+void Listing::measure() {
+    for (const std::string& column : columns_) {
+        widths_.push_back(column.size());
+    }
+    std::string text;
+    for (std::size_t row = 0; row < rows(); ++row) {
+        const Cells values = cells(row);
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            text.clear();
+            std::visit(InText{text}, values[i]);
+            widths_[i] = std::max(widths_[i], text.size());
+        }
+    }
+}
+
 void Listing::appendLine(std::size_t line, std::string& out) {
+    if (!isAligned()) {
+        const Cells values = cells(line);
+        for (const std::uint32_t column : lineColumns_) {
+            out += "  ";
+            std::visit(InText{out}, values[column]);
+        }
+        out += '\n';
+        return;
+    }
     if (rows() == 0) {
         out += "  none\n";
         return;
     }
-    while (measured_ < rows()) {
-        measure(cells(measured_));
+    if (widths_.empty()) {
+        measure();
     }
     const Cells values = line == 0 ? Cells(columns_.begin(), columns_.end()) : cells(line - 1);
     out += ' ';

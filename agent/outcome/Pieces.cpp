@@ -18,16 +18,6 @@ void Pieces::add(const Pieces& other) {
     sections_.insert(sections_.end(), other.sections_.begin(), other.sections_.end());
 }
 
-void Pieces::add(const Pieces& other, void (*change)(std::string_view, std::string&)) {
-    for (const Section& section : other.sections_) {
-        add(section.count, [write = section.write, change](std::size_t piece, std::string& out) {
-            std::string before;
-            write(piece, before);
-            change(before, out);
-        });
-    }
-}
-
 std::string Pieces::whole() const {
     std::string text;
     for (const Section& section : sections_) {

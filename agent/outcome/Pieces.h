@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace LagAgent {
@@ -20,8 +19,6 @@ class Pieces {
     void add(std::size_t count, Write write);
     /// All pieces of another text, from its beginning.
     void add(const Pieces& other);
-    /// The same, with each piece passed through `change(piece, out)`.
-    void add(const Pieces& other, void (*change)(std::string_view piece, std::string& out));
 
     /// There is nothing in it.
     bool isEmpty() const noexcept { return sections_.empty(); }

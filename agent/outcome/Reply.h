@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "agent/outcome/JsonPieces.h"
 #include "agent/outcome/Listing.h"
@@ -9,40 +10,49 @@
 
 namespace LagAgent {
 
-/// What a command has to say: the same for people and for tools. It is made when it is read, from
-/// values that were taken when the command ran, and costs little until then.
+/// What a command has to say: the same for people and for tools. It is made readable when it is
+/// read, from values that were taken when the command ran, and costs little until then.
 class Reply {
   public:
-    Reply() = default;
-    /// What a reply held, as it came from elsewhere. REQUIRES: `json` is an object.
-    Reply(Json json, std::string text);
+    /// One thing that it says.
+    struct Part {
+        /// Different from that of the other parts.
+        std::string name;
+        /// For people: the title of a table, or all of anything else.
+        std::string text;
+        /// What is no table, for tools.
+        Json value{};
+        /// Null for what is no table.
+        std::shared_ptr<Listing> table{};
+    };
 
-    /// A part under a name of its own, in both forms.
-    void add(const std::string& name, Json json, std::string text);
-    /// The same as an array, of which `write(i, out)` writes an element.
-    void addArray(const std::string& name, std::size_t count, Pieces::Write write,
-                  const Pieces& text);
-    /// A table, for people under its name, or under `title`.
-    void add(const std::string& name, Listing listing) {
-        add(name, std::move(listing), name + ":\n");
+    /// A part in both forms.
+    void add(std::string name, Json value, std::string text) {
+        parts_.push_back({std::move(name), std::move(text), std::move(value)});
     }
-    void add(const std::string& name, Listing listing, std::string title);
+    /// A table, for people under its name, or under `title`.
+    void add(const std::string& name, Listing table) { add(name, std::move(table), name + ":\n"); }
+    void add(std::string name, Listing table, std::string title) {
+        parts_.push_back(
+            {std::move(name), std::move(title), {}, std::make_shared<Listing>(std::move(table))});
+    }
+
+    const std::vector<Part>& parts() const noexcept { return parts_; }
 
     /// There is nothing for tools.
-    bool isEmpty() const noexcept { return json_.isEmpty(); }
-    Pieces jsonPieces() const { return json_.pieces(); }
-    const Pieces& textPieces() const noexcept { return text_; }
+    bool isEmpty() const noexcept { return parts_.empty(); }
+    Pieces jsonPieces() const;
+    Pieces textPieces() const;
 
     /// What is left to be done before the reply can be read; null: nothing.
     void workIs(std::shared_ptr<Work> work) { work_ = std::move(work); }
     const std::shared_ptr<Work>& work() const noexcept { return work_; }
 
-    Json json() const;
-    std::string text() const { return text_.whole(); }
+    Json json() const { return Json::parse(jsonPieces().whole()); }
+    std::string text() const { return textPieces().whole(); }
 
   private:
-    ObjectPieces json_;
-    Pieces text_;
+    std::vector<Part> parts_;
     std::shared_ptr<Work> work_;
 };
 

@@ -1,8 +1,8 @@
 #include "agent/wire/Wire.h"
 
-#include <algorithm>
-
 #include "agent/outcome/OutcomeJson.h"
+#include "agent/wire/Received.h"
+#include "agent/wire/ReplyParts.h"
 
 namespace LagAgent::Wire {
 
@@ -47,12 +47,14 @@ std::string bytesOf(std::string_view text) {
     return bytes;
 }
 
-std::vector<std::string> wordsIn(const Json& json) {
-    if (!json.is_array() ||
-        !std::ranges::all_of(json, [](auto& word) { return word.is_string(); })) {
-        makesNoSense("the continuations in an answer are no array of words");
+WantedCalls wantedCalls(const Json& request) {
+    if (!request.contains("calls") || request["calls"] == false) {
+        return WantedCalls::none;
     }
-    return json.get<std::vector<std::string>>();
+    if (request["calls"] != true) {
+        makesNoSense("whether a request wants \"calls\" is true or false");
+    }
+    return WantedCalls::all;
 }
 
 } // namespace
@@ -68,14 +70,23 @@ void readHello(std::string_view document) {
         const Error error = errorOf(json["error"]);
         throw CommandError(error.kind, error.message);
     }
-    if (textOf(json, "hello") != "lag-agent" || numberOf(json, "protocol") != kProtocol) {
-        makesNoSense("there is a daemon of another protocol");
+    if (textOf(json, "hello") != "lag-agent") {
+        makesNoSense("there is another service");
+    }
+    if (const auto protocol = numberOf(json, "protocol"); protocol != kProtocol) {
+        makesNoSense("the daemon speaks protocol " + std::to_string(protocol) +
+                     ", and this program protocol " + std::to_string(kProtocol) +
+                     ": use lagctl and lag-agent of one version");
     }
 }
 
 std::string encode(const Request& request) {
     if (request.line) {
-        return toLine({{"run", charactersOf(*request.line)}});
+        Json json{{"run", charactersOf(*request.line)}};
+        if (request.calls == WantedCalls::all) {
+            json["calls"] = true;
+        }
+        return toLine(json);
     }
     if (request.begun) {
         return toLine({{"complete", charactersOf(*request.begun)}});
@@ -92,6 +103,7 @@ Request requestOf(std::string_view document) {
     Request request;
     if (json.contains("run")) {
         request.line = bytesOf(textOf(json, "run"));
+        request.calls = wantedCalls(json);
     } else if (json.contains("complete")) {
         request.begun = bytesOf(textOf(json, "complete"));
     }
@@ -102,10 +114,7 @@ Pieces encode(Answer answer) {
     Outcome& outcome = answer.outcome;
     ObjectPieces document;
     if (!outcome.reply.isEmpty()) {
-        document.add("result", outcome.reply.jsonPieces());
-    }
-    if (!outcome.reply.textPieces().isEmpty()) {
-        document.addText("text", outcome.reply.textPieces());
+        document.add("parts", partsOf(outcome.reply));
     }
     if (outcome.error) {
         document.add("error", toJson(*outcome.error));
@@ -128,13 +137,11 @@ Pieces encode(Answer answer) {
 }
 
 Answer answerOf(std::string_view document) {
-    Json json = objectOf(document);
+    const Json json = objectOf(document);
     Answer answer;
-    Json result = json.contains("result") ? std::move(json["result"]) : Json::object();
-    if (!result.is_object()) {
-        makesNoSense("the result in an answer is no object");
+    if (json.contains("parts")) {
+        answer.outcome.reply = replyOf(json);
     }
-    answer.outcome.reply = {std::move(result), json.contains("text") ? textOf(json, "text") : ""};
     if (json.contains("error")) {
         answer.outcome.error = errorOf(json["error"]);
     }
@@ -142,11 +149,11 @@ Answer answerOf(std::string_view document) {
         answer.outcome.expectedError = errorOf(json["expectedError"]);
     }
     if (json.contains("calls")) {
-        answer.outcome.calls = callsOf(json["calls"]);
+        answer.outcome.calls = callsOf(json);
     }
     answer.isOver = json.contains("over");
     if (json.contains("continuations")) {
-        answer.continuations = wordsIn(json["continuations"]);
+        answer.continuations = wordsOf(json, "continuations");
     }
     return answer;
 }

@@ -32,7 +32,7 @@ class AgentTest : public testing::Test {
         reinterpret_cast<void (*)()>(dlsym(library, "velmor_asic_reset"))();
     }
 
-    Outcome run(const std::string& line) { return interpreter->run(line); }
+    Outcome run(const std::string& line) { return interpreter->run(line, WantedCalls::all); }
 
     void good(const std::string& line) {
         const Outcome outcome = run(line);

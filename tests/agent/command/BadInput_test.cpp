@@ -53,11 +53,11 @@ TEST_F(LagTest, RandomCommandsNeverEndTheAgentAndModelAndChipStayInStep) {
         succeeded += run(line).error ? 0 : 1;
     }
     EXPECT_GT(succeeded, 50);
-    const auto usage = agent->chip.usage();
-    EXPECT_EQ(usage.members, agent->driver.profile().entry().size());
-    EXPECT_EQ(usage.groups, agent->driver.profile().group().size());
-    EXPECT_EQ(usage.entries + (agent->chip.hasDefaultEntry() ? 1 : 0),
-              agent->configuration.entries().size());
+    const auto usage = agent->chip().usage();
+    EXPECT_EQ(usage.members, agent->driver().profile().entry().size());
+    EXPECT_EQ(usage.groups, agent->driver().profile().group().size());
+    EXPECT_EQ(usage.entries + (agent->chip().hasDefaultEntry() ? 1 : 0),
+              agent->configuration().entries().size());
 }
 
 /// A change of configuration with small numbers, so that changes meet each other.
@@ -108,11 +108,11 @@ TEST_F(AgentTest, RandomChangesUnderRandomFaultsKeepModelAndChipInStep) {
             ASSERT_NE(ErrorKind::internal, outcome.error->kind) << line;
             refusedByChip += outcome.error->kind == ErrorKind::table ? 1 : 0;
         }
-        const auto usage = agent->chip.usage();
-        ASSERT_EQ(usage.members, agent->driver.profile().entry().size()) << line;
-        ASSERT_EQ(usage.groups, agent->driver.profile().group().size()) << line;
-        ASSERT_EQ(usage.entries + (agent->chip.hasDefaultEntry() ? 1 : 0),
-                  agent->configuration.entries().size())
+        const auto usage = agent->chip().usage();
+        ASSERT_EQ(usage.members, agent->driver().profile().entry().size()) << line;
+        ASSERT_EQ(usage.groups, agent->driver().profile().group().size()) << line;
+        ASSERT_EQ(usage.entries + (agent->chip().hasDefaultEntry() ? 1 : 0),
+                  agent->configuration().entries().size())
             << line;
     }
     EXPECT_GT(refusedByChip, 50);

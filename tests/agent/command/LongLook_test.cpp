@@ -32,7 +32,7 @@ class LongLook : public AgentTest {
     }
 
     Outcome looked(const std::function<void(int turn)>& between) {
-        Outcome outcome = look.begin("show asic");
+        Outcome outcome = look.begin("show asic", WantedCalls::all);
         for (turns = 0; outcome.isUnderWay(); ++turns) {
             between(turns);
             look.goOn(outcome);
@@ -86,14 +86,14 @@ TEST_F(LongLook, ItsPdCallsAreThoseOfItsOwnTurns) {
     });
     ASSERT_EQ(1u, outcome.calls.size());
     EXPECT_THAT(outcome.calls[0].operation, HasSubstr("get_entry"));
-    EXPECT_FALSE(look.run("expect calls 1").error);
-    EXPECT_FALSE(look.run("expect calls lagGroup_get_entry 1").error);
-    EXPECT_FALSE(interpreter->run("expect calls 1").error); // of the member that was set
+    EXPECT_FALSE(look.run("expect calls 1", WantedCalls::none).error);
+    EXPECT_FALSE(look.run("expect calls lagGroup_get_entry 1", WantedCalls::none).error);
+    EXPECT_FALSE(run("expect calls 1").error); // of the member that was set
 }
 
 TEST_F(LongLook, FailureInALaterTurnIsTheCommandsOwn) {
     good("fault lagGroup_get_entry nth 1 status 5 always");
-    Outcome outcome = look.begin("show asic");
+    Outcome outcome = look.begin("show asic", WantedCalls::all);
     while (outcome.isUnderWay()) {
         look.goOn(outcome);
     }
@@ -103,8 +103,8 @@ TEST_F(LongLook, FailureInALaterTurnIsTheCommandsOwn) {
 
 TEST_F(LongLook, FailureInALaterTurnIsTheOneThatWasAnnounced) {
     good("fault lagGroup_get_entry nth 1 status 5 always");
-    look.run("expect error get_entry");
-    Outcome outcome = look.begin("show asic");
+    look.run("expect error get_entry", WantedCalls::none);
+    Outcome outcome = look.begin("show asic", WantedCalls::all);
     while (outcome.isUnderWay()) {
         EXPECT_FALSE(outcome.error);
         good("expect members " + std::to_string(kMembers)); // in another script
@@ -132,7 +132,7 @@ class LongAudit : public AgentTest {
 
 TEST_F(LongAudit, ComparesMemoriesOfOneMomentWhateverChangesMeanwhile) {
     Interpreter look(*agent);
-    Outcome outcome = look.begin("audit");
+    Outcome outcome = look.begin("audit", WantedCalls::all);
     look.goOn(outcome);
     good({"member set 1 action setLagPort port 2", "member add 9999 action setTunnelInfo"});
     while (outcome.isUnderWay()) {

@@ -65,7 +65,7 @@ TEST_F(LagTest, GroupThatCanNeitherBeFilledNorTakenBackIsAbandoned) {
           "fault lagPortActionProfile_del_group nth 1 status 10 once"});
     EXPECT_EQ("p4_pd_velmor_switch_lagPortActionProfile_add_member_to_group",
               bad("group add 11 size 2 initial 2 action setLagPort").function);
-    EXPECT_TRUE(agent->configuration.isAbandoned(RuxTable::RuxGroupId(11)));
+    EXPECT_TRUE(agent->configuration().isAbandoned(RuxTable::RuxGroupId(11)));
     good({"expect groups 2", "expect asic groups 2"});
     EXPECT_THAT(refusal("group member add 11 1"), HasSubstr("abandoned"));
     good({"group del 11", "expect groups 1", "expect asic groups 1"});
@@ -76,7 +76,7 @@ TEST_F(LagTest, MemberThatTheChipKeepsIsAbandonedUntilItIsDeletedAgain) {
     const Outcome refused = run("member del 3");
     ASSERT_TRUE(refused.error);
     EXPECT_EQ(1u, refused.calls.size());
-    EXPECT_TRUE(agent->configuration.isAbandoned(RuxTable::RuxMemberId(3)));
+    EXPECT_TRUE(agent->configuration().isAbandoned(RuxTable::RuxMemberId(3)));
     good({"expect members 3", "expect asic members 3"});
     EXPECT_THAT(refusal("member set 3 action setLagPort"), HasSubstr("abandoned"));
     EXPECT_THAT(refusal("member add 3 action setLagPort"), HasSubstr("exists already"));

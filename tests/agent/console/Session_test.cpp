@@ -15,7 +15,7 @@ using testing::ElementsAre;
 /// A runner that succeeds; 'say' has something to say.
 class Runner final : public CommandRunner {
   public:
-    Outcome run(std::string_view line) override {
+    Outcome run(std::string_view line, WantedCalls) override {
         Outcome outcome;
         outcome.command = line;
         if (line == "say") {

@@ -53,7 +53,7 @@ int serve(int orders, int answers, const MakeAgent& make, const HasDone& hasDone
         Interpreter interpreter(*agent);
         LineReader lines(orders);
         while (const auto line = lines.next()) {
-            const Outcome outcome = interpreter.run(*line);
+            const Outcome outcome = interpreter.run(*line, WantedCalls::none);
             if (interpreter.isOver()) {
                 return 0;
             }

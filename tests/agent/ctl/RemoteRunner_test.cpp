@@ -74,8 +74,10 @@ TEST_F(RemoteRunnerTest, DaemonThatDoesNotGreetIsNone) {
     daemonSays("hello\n");
     EXPECT_EQ("cannot reach a daemon at " + control + ": what was received is no JSON object",
               objection());
-    daemonSays("{\"hello\":\"lag-agent\",\"protocol\":99}\n");
-    EXPECT_THAT(objection(), EndsWith(": there is a daemon of another protocol"));
+    daemonSays("{\"hello\":\"lag-agent\",\"protocol\":1}\n");
+    EXPECT_THAT(objection(),
+                EndsWith(": the daemon speaks protocol 1, and this program protocol 2: use "
+                         "lagctl and lag-agent of one version"));
     daemonSays("{\"error\":{\"kind\":\"connection\",\"message\":\"too many\"}}\n");
     EXPECT_THAT(objection(), EndsWith(": too many"));
 }
@@ -90,10 +92,10 @@ TEST_F(RemoteRunnerTest, DescriptorsThatHaveRunOutAreTheReason) {
 }
 
 TEST_F(RemoteRunnerTest, AnswerThatMakesNoSenseEndsTheScript) {
-    for (const char* answer : {"nonsense\n", "{\"text\":5}\n", "{\"text\":\"half"}) {
+    for (const char* answer : {"nonsense\n", "{\"parts\":5}\n", "{\"parts\":[\"half"}) {
         daemonSays(Wire::hello(), answer);
         RemoteRunner runner(control);
-        const auto outcome = runner.run("  show   members # all ");
+        const auto outcome = runner.run("  show   members # all ", WantedCalls::none);
         EXPECT_EQ("show members", outcome.command);
         ASSERT_TRUE(outcome.error) << answer;
         EXPECT_EQ(ErrorKind::connection, outcome.error->kind);
@@ -104,10 +106,10 @@ TEST_F(RemoteRunnerTest, AnswerThatMakesNoSenseEndsTheScript) {
 
 TEST_F(RemoteRunnerTest, AnswerThatDoesNotComeInTimeEndsTheScript) {
     isSilent = true;
-    for (const char* answer : {"", "{\"text\":\"half"}) {
+    for (const char* answer : {"", "{\"parts\":[\"half"}) {
         daemonSays(Wire::hello(), answer);
         RemoteRunner runner(control, {.answer = std::chrono::seconds(1)});
-        const auto outcome = runner.run("show");
+        const auto outcome = runner.run("show", WantedCalls::none);
         ASSERT_TRUE(outcome.error);
         EXPECT_EQ("lost the daemon at " + control +
                       " before it answered, so this may have been carried out or not: process " +
@@ -131,10 +133,11 @@ TEST_F(RemoteRunnerTest, SocketThatTakesNoMoreClientsIsNotWaitedForLongerThanTol
 }
 
 TEST_F(RemoteRunnerTest, EmptyLineIsNotSent) {
-    daemonSays(Wire::hello(), "{\"text\":\"answer\"}\n");
+    daemonSays(Wire::hello(), R"({"parts":[{"name":"said","value":1,"text":"answer"}]})"
+                              "\n");
     RemoteRunner runner(control);
-    EXPECT_EQ("", runner.run("  # nothing").command);
-    EXPECT_EQ("answer", runner.run("show").reply.text());
+    EXPECT_EQ("", runner.run("  # nothing", WantedCalls::none).command);
+    EXPECT_EQ("answer", runner.run("show", WantedCalls::none).reply.text());
 }
 
 } // namespace

@@ -9,9 +9,18 @@
 #include <string>
 
 #include "agent/wire/Address.h"
+#include "agent/wire/Wire.h"
 #include "posix/FileDescriptor.h"
 
 namespace LagAgent {
+
+/// What an answer has to say, for people and for tools.
+inline std::string textIn(const nlohmann::json& answer) {
+    return Wire::answerOf(answer.dump()).outcome.reply.text();
+}
+inline nlohmann::json resultIn(const nlohmann::json& answer) {
+    return Wire::answerOf(answer.dump()).outcome.reply.json();
+}
 
 /// A client that says what the test wants it to say, be it nonsense.
 class Client {
@@ -60,7 +69,7 @@ class Client {
     /// The text that a command line's answer has.
     std::string textOf(const std::string& line) {
         run(line);
-        return hears().value("text", "");
+        return textIn(hears());
     }
 
     int fd() const { return socket_.get(); }

@@ -45,9 +45,9 @@ class DaemonAndChip : public testing::Test {
     std::string text(const std::string& line) const {
         const auto document = answer(line);
         EXPECT_FALSE(document.contains("error")) << document;
-        return document.value("text", "");
+        return textIn(document);
     }
-    nlohmann::json result(const std::string& line) const { return answer(line)["result"]; }
+    nlohmann::json result(const std::string& line) const { return resultIn(answer(line)); }
     void good(std::initializer_list<const char*> lines) const {
         for (const char* line : lines) {
             EXPECT_EQ("", text(line)) << line;

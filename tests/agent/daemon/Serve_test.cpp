@@ -180,7 +180,7 @@ TEST_F(Serve, EndLeavesTheChipAsItIs) {
     one.textOf("group add 10 size 4 initial 1 action setLagPort");
     one.textOf("entry set value 5 mask 0xff group 10");
     one.run("show calls");
-    const std::size_t calls = one.hears()["result"]["calls"].size();
+    const std::size_t calls = resultIn(one.hears())["calls"].size();
     EXPECT_GE(calls, 4u);
     EXPECT_EQ(0, daemon.stop());
     std::size_t callsAtEnd = 0;

@@ -75,7 +75,7 @@ class FakeRunner final : public CommandRunner {
         return all;
     }
 
-    Outcome run(std::string_view line) override {
+    Outcome run(std::string_view line, WantedCalls calls) override {
         const auto words = wordsOf(line);
         const std::string word = words.empty() ? "" : words[0];
         ++lines_;
@@ -99,6 +99,8 @@ class FakeRunner final : public CommandRunner {
             text = std::to_string(shared_.rowsMade);
         } else if (word == "lines") {
             text = std::to_string(lines_);
+        } else if (word == "calls") {
+            text = calls == WantedCalls::all ? "all" : "none";
         } else if (word == "quit") {
             isOver_ = true;
         } else if (word == "fail") {
@@ -198,12 +200,19 @@ TEST_F(ServerTest, GreetsAndAnswers) {
     Client client(daemon.control());
     EXPECT_EQ(nlohmann::json::parse(Wire::hello()), client.hears());
     client.run("some command");
-    EXPECT_EQ(nlohmann::json::parse(R"({"result":{"text":"1"},"text":"1"})"), client.hears());
+    EXPECT_EQ(nlohmann::json::parse(R"({"parts":[{"name":"text","value":"1","text":"1"}]})"),
+              client.hears());
     client.run("fail so");
-    EXPECT_EQ(
-        nlohmann::json::parse(
-            R"({"result":{"text":"2"},"text":"2","error":{"kind":"refused","message":"fail so"}})"),
-        client.hears());
+    EXPECT_EQ(nlohmann::json::parse(R"({"parts":[{"name":"text","value":"2","text":"2"}],)"
+                                    R"("error":{"kind":"refused","message":"fail so"}})"),
+              client.hears());
+}
+
+TEST_F(ServerTest, PdCallsAreMadeReadableForTheRequestsThatWantThem) {
+    auto one = client();
+    one.say("{\"run\":\"calls\",\"calls\":true}\n");
+    EXPECT_EQ("all", textIn(one.hears()));
+    EXPECT_EQ("none", one.textOf("calls"));
 }
 
 TEST_F(ServerTest, TellsWhatMayFollowTheWordsOfALine) {
@@ -237,7 +246,7 @@ TEST_F(ServerTest, RequestsSentAtOnceAreAnsweredInOrder) {
         one.run("command");
     }
     for (int i = 1; i <= 100; ++i) {
-        EXPECT_EQ(std::to_string(i), one.hears()["text"]);
+        EXPECT_EQ(std::to_string(i), textIn(one.hears()));
     }
 }
 
@@ -253,9 +262,9 @@ TEST_F(ServerTest, ClientsTakeTurns) {
     for (int i = 0; i < 10; ++i) {
         one.hears();
     }
-    const int lastOfOne = std::stoi(one.hears()["text"].get<std::string>());
+    const int lastOfOne = std::stoi(textIn(one.hears()));
     two.hears();
-    const int lastOfTwo = std::stoi(two.hears()["text"].get<std::string>());
+    const int lastOfTwo = std::stoi(textIn(two.hears()));
     EXPECT_LT(lastOfTwo, lastOfOne);
     EXPECT_EQ(13, lastOfOne);
 }
@@ -293,8 +302,8 @@ TEST_F(ServerTest, AnswerThatIsNotTakenDisturbsNobodyAndIsKept) {
     auto other = client();
     EXPECT_EQ("1", other.textOf("lines"));
     EXPECT_EQ("3", other.textOf("fail")); // nothing was carried out behind the answer not taken
-    EXPECT_EQ(2'000'000u, slow.hears()["text"].get<std::string>().size());
-    EXPECT_EQ("4", slow.hears()["text"]);
+    EXPECT_EQ(2'000'000u, textIn(slow.hears()).size());
+    EXPECT_EQ("4", textIn(slow.hears()));
 }
 
 TEST_F(ServerTest, ClientThatDiesDisturbsNobody) {
@@ -316,8 +325,8 @@ TEST_F(ServerTest, ClientThatSaysNoMoreStillGetsItsAnswers) {
     one.run("big 1000000");
     one.run("lines");
     one.sayNoMore();
-    EXPECT_EQ(1'000'000u, one.hears()["text"].get<std::string>().size());
-    EXPECT_EQ("2", one.hears()["text"]);
+    EXPECT_EQ(1'000'000u, textIn(one.hears()).size());
+    EXPECT_EQ("2", textIn(one.hears()));
     EXPECT_TRUE(one.hears().is_null());
 }
 
@@ -347,7 +356,7 @@ TEST_F(ServerTest, ObstacleEndsTheServerWhenItsRequestIsAnswered) {
     auto one = client(), two = client();
     one.run("obstacle on the disk");
     const auto answer = one.hears();
-    EXPECT_EQ("1", answer["text"]);
+    EXPECT_EQ("1", textIn(answer));
     EXPECT_EQ("not kept", answer["error"]["message"]);
     EXPECT_TRUE(one.hears().is_null());
     EXPECT_TRUE(two.hears().is_null());
@@ -437,12 +446,12 @@ TEST_F(ServerTest, SignalToEndLetsTheRequestUnderWayFinishAndNoOther) {
         two.run("command");
     }
     openGate();
-    EXPECT_TRUE(one.hears().contains("text"));
-    const auto last = std::stoi(one.hears()["text"].get<std::string>());
+    EXPECT_TRUE(one.hears().contains("parts"));
+    const auto last = std::stoi(textIn(one.hears()));
     EXPECT_TRUE(one.hears().is_null());
     int answersOfTwo = 0; // before, in its turns
     for (auto answer = two.hears(); !answer.is_null(); answer = two.hears()) {
-        EXPECT_LT(std::stoi(answer["text"].get<std::string>()), last);
+        EXPECT_LT(std::stoi(textIn(answer)), last);
         ++answersOfTwo;
     }
     EXPECT_EQ(last, 2 + answersOfTwo);
@@ -458,13 +467,13 @@ TEST_F(ServerTest, AnswerUnderWayIsTakenToItsEnd) {
     one.run("gate");
     one.run("big 2000000");
     openGate();
-    EXPECT_EQ("1", one.hears()["text"]);
+    EXPECT_EQ("1", textIn(one.hears()));
     // The answer does not fit into the socket, so it is under way when its first byte is here.
     char byte;
     ASSERT_EQ(1, ::recv(one.fd(), &byte, 1, MSG_PEEK));
     daemon.signal(SIGINT);
     EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
-    EXPECT_EQ(2'000'000u, one.hears()["text"].get<std::string>().size());
+    EXPECT_EQ(2'000'000u, textIn(one.hears()).size());
     EXPECT_EQ(0, daemon.exitStatus());
 }
 
@@ -478,7 +487,7 @@ TEST_F(ServerTest, LongAnswerIsMadeBetweenTheCommandsOfOthers) {
     openGate();
     std::size_t before = 0;
     for (int i = 0; i < 10; ++i) {
-        const auto made = std::stoul(two.hears()["text"].get<std::string>());
+        const auto made = std::stoul(textIn(two.hears()));
         // One turn while a request is read, if it has not been, and one before it has its own.
         EXPECT_LE(made, before + 2 * Connection::kPiecesOfTurn);
         before = made;
@@ -487,9 +496,8 @@ TEST_F(ServerTest, LongAnswerIsMadeBetweenTheCommandsOfOthers) {
     EXPECT_LT(before, 100'000u);
     one.hears(); // the gate's: one of the others may have come before it
     const auto answer = one.hears();
-    ASSERT_EQ(100'000u, answer["result"]["rows"].size());
-    EXPECT_EQ(99'999u, answer["result"]["rows"][99'999]["row"]);
-    EXPECT_EQ(100'002, std::ranges::count(answer["text"].get<std::string>(), '\n'));
+    ASSERT_EQ(100'000u, answer["parts"][0]["rows"].size());
+    EXPECT_EQ(nlohmann::json::array({99'999}), answer["parts"][0]["rows"][99'999]);
 }
 
 TEST_F(ServerTest, LongAnswerIsMadeNoFasterThanItIsTaken) {
@@ -519,14 +527,14 @@ TEST_F(ServerTest, LongWorkIsDoneBetweenTheCommandsOfOthers) {
     openGate();
     std::size_t before = 0;
     for (int i = 0; i < 10; ++i) {
-        const auto made = std::stoul(two.hears()["text"].get<std::string>());
+        const auto made = std::stoul(textIn(two.hears()));
         // One turn while a request is read, if it has not been, and one before it has its own.
         EXPECT_LE(made, before + 2);
         before = made;
     }
     EXPECT_LT(0u, before);
     one.hears(); // the gate's
-    EXPECT_EQ("done", one.hears()["text"]);
+    EXPECT_EQ("done", textIn(one.hears()));
     EXPECT_EQ("1000", two.textOf("made"));
 }
 
@@ -537,8 +545,8 @@ TEST_F(ServerTest, WorkThatWaitsHoldsUpNobody) {
     expectServes();
     EXPECT_EQ("0", two.textOf("made"));
     openGate();
-    EXPECT_EQ("done", one.hears()["text"]);
-    EXPECT_EQ("2", one.hears()["text"]);
+    EXPECT_EQ("done", textIn(one.hears()));
+    EXPECT_EQ("2", textIn(one.hears()));
 }
 
 TEST_F(ServerTest, ClientThatHangsUpWhileItsWorkWaitsGoesWhenThatIsDone) {
@@ -559,7 +567,7 @@ TEST_F(ServerTest, SignalToEndLetsWorkThatWaitsFinish) {
     daemon.signal(SIGTERM);
     EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
     openGate();
-    EXPECT_EQ("done", one.hears()["text"]);
+    EXPECT_EQ("done", textIn(one.hears()));
     EXPECT_TRUE(one.hears().is_null());
     EXPECT_EQ(0, daemon.exitStatus());
 }
@@ -585,7 +593,7 @@ TEST_F(ServerTest, LongAnswerUnderWayIsMadeAndTakenToItsEnd) {
     ASSERT_EQ(1, ::recv(one.fd(), &byte, 1, MSG_PEEK));
     daemon.signal(SIGTERM);
     EXPECT_EQ("STOPPING=1\nSTATUS=Stopping", daemon.manager.hears());
-    EXPECT_EQ(30'000u, one.hears()["result"]["rows"].size());
+    EXPECT_EQ(30'000u, resultIn(one.hears())["rows"].size());
     EXPECT_TRUE(one.hears().is_null());
     EXPECT_EQ(0, daemon.exitStatus());
 }
@@ -593,7 +601,7 @@ TEST_F(ServerTest, LongAnswerUnderWayIsMadeAndTakenToItsEnd) {
 TEST_F(ServerTest, LongAnswerThatWaitsForItsTurnWhenTheSignalComesIsMadeToItsEndToo) {
     auto one = client();
     one.run("terminating-rows 3000"); // which the socket takes, turn by turn
-    EXPECT_EQ(3000u, one.hears()["result"]["rows"].size());
+    EXPECT_EQ(3000u, resultIn(one.hears())["rows"].size());
     EXPECT_EQ(0, daemon.exitStatus());
 }
 

@@ -8,6 +8,7 @@
 #include "agent/desired/ContentDigest.h"
 #include "agent/desired/StateDatabase.h"
 #include "agent/outcome/Errors.h"
+#include "agent/terms/CurrentError.h"
 #include "tests/agent/Actions.h"
 #include "tests/mapped-tables/TableFiles.h"
 
@@ -23,9 +24,10 @@ template <class Call>
 std::string storageErrorOf(Call call) {
     try {
         call();
-    } catch (const CommandError& e) {
-        EXPECT_EQ(ErrorKind::storage, e.kind());
-        return e.what();
+    } catch (...) {
+        const Error error = currentError();
+        EXPECT_EQ(ErrorKind::storage, error.kind);
+        return error.message;
     }
     return {};
 }

@@ -28,18 +28,18 @@ class KeptTest : public AgentTest {
     /// The model, as the database should say it.
     DesiredState model() const {
         DesiredState state;
-        for (const auto& entry : agent->driver.profile().entry()) {
+        for (const auto& entry : agent->driver().profile().entry()) {
             state.members[entry->memberId().value()] = {entry->action()->actionType(),
                                                         entry->action()->egrL2AintfPort()};
         }
-        for (const auto& group : agent->driver.profile().group()) {
+        for (const auto& group : agent->driver().profile().group()) {
             auto& desired = state.groups[group->groupId().value()];
             desired = {group->groupSize(), group->initialMemberId(), group->actionType(), {}};
             for (const auto& member : group->member()) {
                 desired.members[member->memberId().value()] = member->active();
             }
         }
-        for (const auto& [entry, installed] : agent->configuration.entries()) {
+        for (const auto& [entry, installed] : agent->configuration().entries()) {
             state.entries[entry] = installed.target;
         }
         return state;
@@ -173,7 +173,7 @@ TEST_F(KeptTest, WhatCannotBeKeptDoesNotReachTheChip) {
         EXPECT_TRUE(outcome.calls.empty()) << command;
         EXPECT_EQ(before, state());
     }
-    EXPECT_FALSE(agent->configuration.isOutOfStep());
+    EXPECT_FALSE(agent->configuration().isOutOfStep());
     byHand(connection_.get(), "PRAGMA query_only=OFF");
     good("member del 3");
 }
@@ -210,7 +210,7 @@ TEST_F(FullDiskTest, IsNoticedBeforeTheChipWhereverItIsFull) {
     write(database, kept());
     database.commit();
     // An agent's rules on the same driver, with its database on the small disk.
-    Configuration small(agent->driver, &database);
+    Configuration small(agent->driver(), &database);
     std::uint32_t next = 100;
     int refusals = 0;
     for (std::size_t free = 0; free <= 160 * 1024; free += 4096) {
@@ -238,13 +238,13 @@ TEST_F(FullDiskTest, IsNoticedBeforeTheChipWhereverItIsFull) {
 TEST_F(KeptTest, AfterAFailedCommitNothingIsChangedAnyMore) {
     const DesiredState before = kept();
     refuseCommits(connection_.get());
-    EXPECT_FALSE(agent->configuration.isOutOfStep());
+    EXPECT_FALSE(agent->configuration().isOutOfStep());
     const Error error = bad("member add 4 action setLagPort port 4");
     EXPECT_EQ(ErrorKind::storage, error.kind);
     EXPECT_STREQ("storage", kindName(error.kind));
     EXPECT_THAT(error.message, HasSubstr("cannot end the transaction: "));
     EXPECT_THAT(error.message, EndsWith("the chip has the change, the desired state has not"));
-    EXPECT_TRUE(agent->configuration.isOutOfStep());
+    EXPECT_TRUE(agent->configuration().isOutOfStep());
     EXPECT_EQ(before, kept());
     good({"expect members 4", "expect asic members 4", "show"});
     for (const char* command :
@@ -259,14 +259,14 @@ TEST_F(KeptTest, AfterAFailedCommitNothingIsChangedAnyMore) {
 
 TEST_F(KeptTest, DesiredStateLostIsAnErrorOfStorage) {
     refuseCommits(connection_.get());
-    agent->configuration.entryDel(MatchKey{5, 0xFF, 9});
-    EXPECT_THROW(agent->configuration.commit(), DesiredStateLost);
-    EXPECT_NO_THROW(agent->configuration.commit());
+    agent->configuration().entryDel(MatchKey{5, 0xFF, 9});
+    EXPECT_THROW(agent->configuration().commit(), DesiredStateLost);
+    EXPECT_NO_THROW(agent->configuration().commit());
 }
 
 TEST_F(KeptTest, AnEntryThatIsInstalledCanBeTakenOver) {
-    const auto entry = agent->configuration.entries().begin()->second;
-    Configuration other(agent->driver, database_.get());
+    const auto entry = agent->configuration().entries().begin()->second;
+    Configuration other(agent->driver(), database_.get());
     other.installedEntryIs(MatchKey{5, 0xFF, 9}, entry);
     other.entryDel(MatchKey{5, 0xFF, 9});
     other.commit();

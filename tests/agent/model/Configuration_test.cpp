@@ -11,12 +11,13 @@ TEST_F(LagTest, TheTypicalRequestForwardsFlowsOverBothPorts) {
 }
 
 TEST_F(LagTest, SessionHandleOfTheStateMachineIsTheOpenedSession) {
-    EXPECT_NE(0u, agent->driver.library().session());
-    EXPECT_EQ(agent->driver.library().session(), agent->driver.stateMachine().sessionHandle());
+    EXPECT_NE(0u, agent->driver().library().session());
+    EXPECT_EQ(agent->driver().library().session(), agent->driver().stateMachine().sessionHandle());
     const Outcome outcome = run("member set 1 action setLagPort port 3");
     ASSERT_EQ(1u, outcome.calls.size());
-    EXPECT_THAT(outcome.calls[0].text,
-                HasSubstr("(sess_hdl=" + std::to_string(agent->driver.library().session()) + ","));
+    EXPECT_THAT(
+        outcome.calls[0].text,
+        HasSubstr("(sess_hdl=" + std::to_string(agent->driver().library().session()) + ","));
 }
 
 TEST_F(LagTest, MemberInAGroupIsNotDeleted) {

@@ -37,7 +37,7 @@ TEST(Usage, LowestUserIsOfThatThing) {
 /// What the index must say, found by a walk.
 std::set<Numbers::Pair> membershipsIn(const Agent& agent) {
     std::set<Numbers::Pair> all;
-    for (const auto& group : agent.driver.profile().group()) {
+    for (const auto& group : agent.driver().profile().group()) {
         for (const auto& member : group->member()) {
             all.emplace(member->memberId().value(), group->groupId().value());
         }
@@ -90,9 +90,9 @@ TEST_F(UsageTest, StaysTrueWhateverTheChipRefuses) {
                                      "entry del value " + number(3) + " mask 1"};
         const auto outcome = run(commands[random() % 8]);
         refused += outcome.error && outcome.error->status;
-        ASSERT_EQ(membershipsIn(*agent), agent->configuration.memberships()) << outcome.command;
+        ASSERT_EQ(membershipsIn(*agent), agent->configuration().memberships()) << outcome.command;
         good("fault clear");
-        for (const auto& [entry, installed] : agent->configuration.entries()) {
+        for (const auto& [entry, installed] : agent->configuration().entries()) {
             const auto kind = installed.target.member() ? "member del " : "group del ";
             const auto message = refusal(kind + std::to_string(installed.target.id()));
             ASSERT_THAT(message, HasSubstr("points at")) << outcome.command;

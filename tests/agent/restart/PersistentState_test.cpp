@@ -503,7 +503,7 @@ TEST_F(StatefulAgent, ASecondOneOnItsChipChangesNothingThere) {
               table_files::refusalOf([&] {
                   Agent(target(), {.directory = other_.open(), .chipFile = chip}, nullptr);
               }));
-    EXPECT_EQ(1u, agent->chip.usage().members);
+    EXPECT_EQ(1u, agent->chip().usage().members);
     EXPECT_FALSE(fs::exists(other_.file("desired.db")));
 }
 

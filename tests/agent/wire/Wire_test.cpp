@@ -56,8 +56,8 @@ TEST(Wire, WhatIsNoRequestIsRefused) {
     for (const char* text :
          {"", "{", "[]", "1", "null", "{}", R"({"run":1})", R"({"run":null})", R"({"end":false})",
           R"({"end":1})", R"({"run":"show","end":true})", R"({"line":"show"})", R"({"complete":1})",
-          R"({"run":"a","complete":"a"})", "{\"run\":\"\xff\"}", R"({"run":"\u0100"})",
-          R"({"run":"\ud83d\ude00"})", R"({"run":"show"} x)"}) {
+          R"({"run":"show","calls":1})", R"({"run":"a","complete":"a"})", "{\"run\":\"\xff\"}",
+          R"({"run":"\u0100"})", R"({"run":"\ud83d\ude00"})", R"({"run":"show"} x)"}) {
         EXPECT_NE("", complaint([&] { Wire::requestOf(text); })) << text;
     }
     const std::string deep = "{\"run\":" + std::string(60'000, '[');
@@ -71,7 +71,8 @@ TEST(Wire, MembersThatAreNotKnownAreIgnored) {
 
 TEST(Wire, AnswerComesBackWhole) {
     Wire::Answer answer;
-    answer.outcome.reply = Reply({{"z", 1}, {"a", {{{"big", 4294967295}}}}}, "two\nlines\n");
+    answer.outcome.reply.add("z", 1, "");
+    answer.outcome.reply.add("a", Json::array({{{"big", 4294967295}}}), "two\nlines\n");
     answer.outcome.error = Error{ErrorKind::table, "no", "Class", "function", 9};
     answer.outcome.expectedError = Error{ErrorKind::refused, "yes"};
     answer.outcome.calls = {{0, "operation", 3, "operation() -> 3"}};
@@ -92,6 +93,64 @@ TEST(Wire, AnswerComesBackWhole) {
     EXPECT_TRUE(received.isOver);
 }
 
+TEST(Wire, RequestSaysWhetherItWantsThePdCalls) {
+    const std::string sent = Wire::encode({.line = "show", .calls = WantedCalls::all});
+    EXPECT_EQ("{\"run\":\"show\",\"calls\":true}\n", sent);
+    EXPECT_EQ(WantedCalls::all, Wire::requestOf(sent).calls);
+    EXPECT_EQ("{\"run\":\"show\"}\n", Wire::encode({.line = "show"}));
+    EXPECT_EQ(WantedCalls::none, Wire::requestOf(R"({"run":"show"})").calls);
+    EXPECT_EQ(WantedCalls::none, Wire::requestOf(R"({"run":"show","calls":false})").calls);
+}
+
+TEST(Wire, TableComesBackWithItsRowsAndReadsTheSame) {
+    Listing listing({"number", "hex", "flag", "text", "ids", "none"});
+    listing.add({std::uint64_t{1} << 40, Hex{255}, true, "a \"b\"", Ids{1, 22}, {}});
+    Wire::Answer answer;
+    answer.outcome.reply.add("things", std::move(listing), "all things:\n");
+    Listing log({"number", "text"});
+    log.linesAre({1});
+    log.add({7u, "said"});
+    answer.outcome.reply.add("log", std::move(log));
+    const std::string sent = Wire::encode(answer).whole();
+    EXPECT_EQ(R"({"parts":[{"name":"things","title":"all things:\n","columns":["number","hex",)"
+              R"("flag","text","ids","none"],"rows":[[1099511627776,{"hex":255},true,"a \"b\"",)"
+              R"([1,22],null]]},{"name":"log","title":"log:\n","columns":["number","text"],)"
+              R"("lines":[1],"rows":[[7,"said"]]}]})"
+              "\n",
+              sent);
+    const Reply received = Wire::answerOf(sent).outcome.reply;
+    EXPECT_EQ(answer.outcome.reply.text(), received.text());
+    EXPECT_EQ(answer.outcome.reply.jsonPieces().whole(), received.jsonPieces().whole());
+    EXPECT_EQ(sent, Wire::encode({.outcome = {.reply = received}}).whole());
+}
+
+TEST(Wire, PartThatMakesNoSenseIsRefused) {
+    for (const char* part :
+         {"1",
+          "{}",
+          R"({"name":"n"})",
+          R"({"name":"n","text":"t"})",
+          R"({"name":1,"text":""})",
+          R"({"name":"n","text":1})",
+          R"({"name":"n","columns":["c"],"rows":[]})",
+          R"({"name":"n","title":"t","columns":["c"]})",
+          R"({"name":"n","title":"t","columns":[1],"rows":[]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[1]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[[]]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[[1,2]]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[[-1]]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[[0.5]]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[[{}]]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[[{"hex":4294967296}]]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[[["1"]]]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[],"lines":[1]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[],"lines":["c"]})",
+          R"({"name":"n","title":"t","columns":["c"],"rows":[],"lines":0})"}) {
+        const std::string answer = std::string("{\"parts\":[") + part + "]}";
+        EXPECT_NE("", complaint([&] { Wire::answerOf(answer); })) << part;
+    }
+}
+
 TEST(Wire, AnswerWithNothingToSayIsEmpty) {
     EXPECT_EQ("{}\n", Wire::encode(Wire::Answer{}).whole());
     const auto answer = Wire::answerOf("{}");
@@ -104,15 +163,15 @@ TEST(Wire, AnswerWithNothingToSayIsEmpty) {
 
 TEST(Wire, BytesOfAnAnswerThatAreNoUtf8AreReplaced) {
     Wire::Answer answer;
-    answer.outcome.reply = Reply(Json::object(), "\xff");
+    answer.outcome.reply.add("said", true, "\xff");
     EXPECT_EQ("\xef\xbf\xbd", Wire::answerOf(Wire::encode(answer).whole()).outcome.reply.text());
 }
 
 TEST(Wire, WhatIsNoAnswerIsRefused) {
     for (
         const char* text :
-        {"", "[]", R"({"result":1})", R"({"text":1})", R"({"error":1})",
-         R"({"error":{"kind":"usage"}})", R"({"error":{"kind":"strange","message":"m"}})",
+        {"", "[]", R"({"parts":1})", R"({"error":1})", R"({"error":{"kind":"usage"}})",
+         R"({"error":{"kind":"strange","message":"m"}})",
          R"({"error":{"kind":"table","message":"m","status":9}})",
          R"({"error":{"kind":"table","message":"m","class":"c","function":"f","status":-1}})",
          R"({"error":{"kind":"table","message":"m","class":"c","function":"f","status":4294967296}})",
@@ -124,10 +183,11 @@ TEST(Wire, WhatIsNoAnswerIsRefused) {
 
 TEST(Wire, HelloIsOfThisProtocolOrSaysWhyNot) {
     EXPECT_EQ("", complaint([] { Wire::readHello(Wire::hello()); }));
-    EXPECT_EQ("there is a daemon of another protocol",
-              complaint([] { Wire::readHello(R"({"hello":"lag-agent","protocol":2})"); }));
-    EXPECT_EQ("there is a daemon of another protocol",
-              complaint([] { Wire::readHello(R"({"hello":"other","protocol":1})"); }));
+    EXPECT_EQ("the daemon speaks protocol 1, and this program protocol 2: use lagctl and lag-agent "
+              "of one version",
+              complaint([] { Wire::readHello(R"({"hello":"lag-agent","protocol":1})"); }));
+    EXPECT_EQ("there is another service",
+              complaint([] { Wire::readHello(R"({"hello":"other","protocol":2})"); }));
     EXPECT_NE("", complaint([] { Wire::readHello("220 mail"); }));
     EXPECT_EQ("go away", complaint([] {
                   Wire::readHello(R"({"error":{"kind":"connection","message":"go away"}})");
