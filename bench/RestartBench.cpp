@@ -186,10 +186,9 @@ double readRecordsAgain(Agent& agent) {
 
 std::vector<double> start(const std::string& directory, bool isRestart) {
     const auto begin = Phases::Clock::now();
-    Agent agent(
-        Target{.pdPath = PD_VELMOR_SWITCH_LIBRARY},
-        StateOptions{.directory = std::make_shared<Posix::StateDirectory>(Kel::String(directory))},
-        nullptr);
+    Agent agent(Target{.pdPath = PD_VELMOR_SWITCH_LIBRARY},
+                StateOptions{.directory = std::make_shared<Posix::StateDirectory>(directory)},
+                nullptr);
     Times times;
     times.all = milliseconds(Phases::Clock::now() - begin);
     for (const auto& phase : agent.start().phases.all()) {
@@ -222,9 +221,8 @@ std::vector<double> readAlone(const std::string& directory) {
         asic.attach(target.device, directory + "/chip");
         return StatefulChip::Facts{asic.bootGeneration(target.device), chip.usage()};
     };
-    PersistentState state(
-        {.directory = std::make_shared<Posix::StateDirectory>(Kel::String(directory))},
-        {.attach = attach});
+    PersistentState state({.directory = std::make_shared<Posix::StateDirectory>(directory)},
+                          {.attach = attach});
     const DesiredState desired = state.takeDesired();
     const Records records = readRecords(state.keys());
     const ChipState onChip = chip.read();

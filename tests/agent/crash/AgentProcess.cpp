@@ -82,8 +82,8 @@ AgentProcess::AgentProcess(const StatePlace& place, const Death& death,
             reaper->starts();
             return std::make_unique<Agent>(
                 asicTarget(),
-                StateOptions{.directory = std::make_shared<const Posix::StateDirectory>(
-                                 Kel::String(place.directory())),
+                StateOptions{.directory =
+                                 std::make_shared<const Posix::StateDirectory>(place.directory()),
                              .pause = [](std::chrono::milliseconds) {},
                              .beforeStore = [reaper] { reaper->tableStore(); }},
                 nullptr);

@@ -20,7 +20,7 @@ Json audited(const StatePlace& place) {
     const AsicControl asic(library);
     const ChipTables chip(library, target);
     const StateOptions options{
-        .directory = std::make_shared<const Posix::StateDirectory>(Kel::String(place.directory()))};
+        .directory = std::make_shared<const Posix::StateDirectory>(place.directory())};
     std::uint64_t firstCall = 0;
     const auto attach = [&] {
         asic.attach(target.device, place.chip());

@@ -60,7 +60,7 @@ class RestartDeath : public CrashTest {
                                     "group add 50 size 4 initial 50 action setLagPort",
                                     "entry set value 0x50 mask 0xffffffff group 50"});
         std::filesystem::remove(place.file("groups"));
-        restoreStateDatabase(Posix::StateDirectory(Kel::String(place.directory())), backup,
+        restoreStateDatabase(Posix::StateDirectory(place.directory()), backup,
                              [](std::uint64_t) { return 100; });
     }
 

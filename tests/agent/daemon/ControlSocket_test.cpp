@@ -83,7 +83,7 @@ TEST_F(ControlSocketTest, OfALivingDaemonIsNot) {
 
 TEST_F(ControlSocketTest, OfADaemonThatHasNotGotItYetIsLeftToIt) {
     leaveStaleSocket();
-    const Posix::LockFile lock(Kel::String(path + ".lock"), "the test");
+    const Posix::LockFile lock(path + ".lock", "the test");
     EXPECT_EQ("cannot take commands at " + path + ": " + path +
                   ": in use by another agent, process " + std::to_string(::getpid()),
               complaint());
