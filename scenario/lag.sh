@@ -18,6 +18,7 @@ set -euo pipefail
 scenario=$(cd "$(dirname "$0")" && pwd)
 pace=(--burst 100 --every 30)
 fault=
+options=()
 while [[ ${1-} == --* ]]; do
     case $1 in
         --fast) pace=(--burst 70 --every 10) ;;

@@ -25,7 +25,8 @@ if [[ ${1-} != --inside ]]; then
         command -v "$program" > /dev/null || cannot "there is no $program: install openvswitch-switch and iproute2"
     done
     own=(unshare --mount --net --pid --fork --kill-child --mount-proc)
-    "${own[@]}" true 2> /dev/null || cannot "this machine gives no namespaces"
+    [[ -c /dev/net/tun ]] || cannot "there is no /dev/net/tun, of which the switch makes its own port"
+    "${own[@]}" mount -t tmpfs tmpfs /run 2> /dev/null || cannot "this machine gives no namespaces"
     exec "${own[@]}" "$0" --inside "$@"
 fi
 shift
