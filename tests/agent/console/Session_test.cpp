@@ -27,7 +27,7 @@ class Runner final : public CommandRunner {
     bool isOver() const override { return false; }
 };
 
-class Recorder final : public Progress {
+class ShownProgress final : public Progress {
   public:
     void show(std::string_view phase, std::size_t done, std::size_t total) override {
         events.push_back(std::string(phase) + " " + std::to_string(done) + "/" +
@@ -45,7 +45,7 @@ TEST(SessionProgress, IsInBytesOfTheFileAndGivesWayToOutput) {
     std::ostringstream out, err;
     Presenter presenter({}, out, err);
     Runner runner;
-    Recorder progress;
+    ShownProgress progress;
     EXPECT_TRUE(Session(runner, presenter, progress).run({.batch = name}));
     EXPECT_THAT(progress.events,
                 ElementsAre(name + " 4/13", "hide", name + " 8/13", name + " 13/13", "hide"));

@@ -37,7 +37,7 @@ class StateDatabaseTest : public testing::Test {
         open();
     }
 
-    Place place_;
+    table_files::Place place_;
     LatestConnection connection_;
     std::optional<StateDatabase> database_;
 };

@@ -14,8 +14,6 @@
 
 namespace LagAgent {
 
-using table_files::Place;
-
 /// The one that a database is of where the test is not about it.
 inline constexpr ChipScope kScope{};
 

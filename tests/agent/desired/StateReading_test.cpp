@@ -74,7 +74,7 @@ const Wrong kWrong[]{
 class WrongState : public testing::TestWithParam<Wrong> {};
 
 TEST_P(WrongState, IsRefusedWithWhatIsWrong) {
-    const Place place;
+    const table_files::Place place;
     {
         StateDatabase database(place.open(), kScope);
         write(database, someState());
@@ -91,7 +91,7 @@ INSTANTIATE_TEST_SUITE_P(ByHand, WrongState, testing::ValuesIn(kWrong),
                          [](const auto& test) { return test.param.name; });
 
 TEST(StateReading, ADamagedFileIsRefused) {
-    const Place place;
+    const table_files::Place place;
     {
         StateDatabase database(place.open(), kScope);
         for (std::uint32_t id = 0; id < 2000; ++id) {
@@ -111,7 +111,7 @@ TEST(StateReading, ADamagedFileIsRefused) {
 
 /// The pages and all values are good.
 TEST(StateReading, AValueThatWasNeverCommittedIsRefused) {
-    const Place place;
+    const table_files::Place place;
     {
         StateDatabase database(place.open(), kScope);
         write(database, someState());
@@ -129,7 +129,7 @@ TEST(StateReading, AValueThatWasNeverCommittedIsRefused) {
 }
 
 TEST(StateReading, AGroupMayHaveLostTheMemberItWasMadeWith) {
-    const Place place;
+    const table_files::Place place;
     StateDatabase database(place.open(), kScope);
     DesiredState state = someState();
     state.groups[10].members.erase(1);

@@ -43,12 +43,12 @@ class StateSchemaTest : public testing::Test {
         return all;
     }
 
-    Place place_;
+    table_files::Place place_;
     const fs::path file_ = place_.file("desired.db");
 };
 
 TEST_F(StateSchemaTest, TheFileIsPrivateWhateverTheUmask) {
-    const Place place;
+    const table_files::Place place;
     EXPECT_EQ(0, table_files::statusOfChild([&] {
                   ::umask(0);
                   StateDatabase database(place.open(), kScope);

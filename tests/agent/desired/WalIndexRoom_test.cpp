@@ -37,8 +37,8 @@ class WalIndexRoomTest : public testing::Test {
         settle();
     }
 
-    Place image_; // gone last
-    Place place_;
+    table_files::Place image_; // gone last
+    table_files::Place place_;
 
   private:
     void settle() const {

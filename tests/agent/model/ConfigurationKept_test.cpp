@@ -46,7 +46,7 @@ class KeptTest : public AgentTest {
     }
     DesiredState kept() const { return database_->read(); }
 
-    Place place_;
+    table_files::Place place_;
     LatestConnection connection_;
     std::unique_ptr<StateDatabase> database_ =
         std::make_unique<StateDatabase>(place_.open(), kScope);
@@ -201,7 +201,7 @@ class FullDiskTest : public KeptTest {
         table_files::contentIs(filler, std::string(free > bytes ? free - bytes : 0, 'x'));
     }
 
-    Place small_;
+    table_files::Place small_;
     bool isMounted_ = false;
 };
 

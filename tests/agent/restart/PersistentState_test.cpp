@@ -67,7 +67,7 @@ class PersistentStateTest : public testing::Test {
         return place_.file("desired.db").string() + ": refused: " + reason;
     }
 
-    Place place_, other_;
+    table_files::Place place_, other_;
     const std::string chip_ = place_.root() / "chip", mark_ = chip_ + ".agent";
     std::optional<PersistentState> state_;
     int attached_ = 0;
@@ -493,7 +493,7 @@ class StatefulAgent : public AgentTest {
 
     static Target target() { return {.pdPath = PD_VELMOR_SWITCH_LIBRARY}; }
 
-    Place place_, other_;
+    table_files::Place place_, other_;
 };
 
 TEST_F(StatefulAgent, ASecondOneOnItsChipChangesNothingThere) {

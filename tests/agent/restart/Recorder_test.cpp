@@ -43,7 +43,7 @@ class RecorderTest : public testing::Test {
     BfLagGroup::LagGroupTableHandles& handles() const { return table->helper()->requiredHandles(); }
     Records records() const { return readRecords(*keys); }
 
-    Place place_;
+    table_files::Place place_;
     PdLibrary library_{PD_VELMOR_SWITCH_LIBRARY};
     SharedKeyManager::Ptr keys;
     BfLagGroup::LagGroupTable::Ptr table;
