@@ -111,24 +111,12 @@ class HashMap {
     /// Inserts `element`, keeping the given reference. REQUIRES: it is in no collection, and its
     /// key is not in this one.
     void newMember(Ptr<T> element) {
-        const Probe probe(element->fwkKey());
-        newMember(std::move(element), probe);
+        const Key& key = element->fwkKey();
+        insert(std::move(element), key, keyHash(key, Seed));
     }
     /// The same. REQUIRES: `probe` is that of the element's key.
     void newMember(Ptr<T> element, const Probe& probe) {
-        const U32 hash = probe.keyRhash();
-        assertThat(!link(element.ptr()).member_, "!element->isMember()");
-        if (size_ > lastBucket_) {
-            grow();
-        }
-        T** const place = insertionPlace(hash, probe.key(), element.ptr());
-        HashMapLink<T>& added = link(element.ptr());
-        added.hash_ = hash;
-        added.member_ = true;
-        added.next_ = *place;
-        *place = element.detach();
-        ++size_;
-        ++changes_;
+        insert(std::move(element), probe.key(), probe.keyRhash());
     }
 
     /// Removes the element under `key` and hands it over with its reference; null when absent.
@@ -179,6 +167,21 @@ class HashMap {
     }
 
   private:
+    void insert(Ptr<T> element, const Key& key, U32 hash) {
+        assertThat(!link(element.ptr()).member_, "!element->isMember()");
+        if (size_ > lastBucket_) {
+            grow();
+        }
+        T** const place = insertionPlace(hash, key, element.ptr());
+        HashMapLink<T>& added = link(element.ptr());
+        added.hash_ = hash;
+        added.member_ = true;
+        added.next_ = *place;
+        *place = element.detach();
+        ++size_;
+        ++changes_;
+    }
+
     template <class Map>
     friend class HashMapChecker;
     using AllocatorTraits = std::allocator_traits<Allocator>;

@@ -65,7 +65,9 @@ class NotifieeList::Scope {
 };
 
 NotifieeList::~NotifieeList() {
-    for (Visit* visit = Visit::innermost; visit; visit = visit->outer) {
+    // A visit keeps the list's size above 0. Without notifiees nothing shared is looked at, so that
+    // such an object can die on any thread.
+    for (Visit* visit = size_ != 0 ? Visit::innermost : nullptr; visit; visit = visit->outer) {
         if (visit->list == this) {
             visit->list = nullptr;
             visit->end = 0;

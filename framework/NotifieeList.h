@@ -11,8 +11,8 @@ namespace Kel {
  * Registration does not count as a reference. A visit tolerates whatever a handler does: register
  * or unregister itself or others, destroy notifiees or even the notifier, change the same object
  * again (a nested visit), throw. A notifiee registered during a visit is not told of the change
- * under way. Slots left empty by unregistering are reused only when no visit is running, so that a
- * visit never meets a notifiee twice.
+ * under way. Slots left empty by unregistering are reused only when no visit walks the list, so
+ * that a visit never meets a notifiee twice; telling an only notifiee is no walk.
  */
 class KEL_EXPORT NotifieeList {
   public:

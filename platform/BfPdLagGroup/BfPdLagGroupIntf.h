@@ -14,7 +14,7 @@ namespace BfPdLagGroup {
  *
  * They are resolved by name from the library handle whenever the handle is set; a null handle means
  * the process's own symbols, and a handle of no open library resolves nothing. The handle is
- * borrowed: the library stays open for as long.
+ * borrowed: its owner keeps the library open for as long as this object has it.
  */
 class KEL_EXPORT BfPdLagGroupIntf : public Kel::Object<BfPdLagGroupIntf, Kel::Entity>,
                                     public PdOperations {
