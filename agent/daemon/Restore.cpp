@@ -49,6 +49,11 @@ std::uint64_t latestCommitOfChip(const std::string& chip, std::uint64_t state) {
 
 int restoreState(const RestoreOptions& options) {
     try {
+        if (!std::filesystem::is_directory(options.stateDirectory)) {
+            throw CommandError(ErrorKind::start, "there is no state directory " +
+                                                     options.stateDirectory +
+                                                     ": name the daemon's with --state-dir");
+        }
         const Posix::StateDirectory directory(options.stateDirectory);
         const std::string chip =
             options.chipFile.empty() ? directory.pathOf("chip") : options.chipFile;

@@ -46,10 +46,10 @@ std::optional<ServeOptions> readServeOptions(int argc, const char* const* argv, 
         .add("--chip-boot", options.chipBoot,
              "With another PD library: a number that differs after every reset of the chip")
         .typeName("NUMBER");
-    parser.addFlag(
-        "--accept-loss", options.acceptsLoss,
-        "Start once although acknowledged commands are lost, or objects removed from the "
-        "chip that nothing explains");
+    parser.addFlag("--accept-loss", options.acceptsLoss,
+                   "For this start: go on although acknowledged commands are lost, or objects "
+                   "removed from the "
+                   "chip that nothing explains");
     parser.addFlag("--log-json", options.log.json, "Log JSON documents instead of logfmt");
     addLogLevel(parser, options.log.level);
     parser.footer(

@@ -250,7 +250,7 @@ void Server::waitFor(int fd, Client& client) {
     client.work = loop_.onFile(fd, EPOLLIN, [this, &client](auto) {
         client.work = {};
         client.source.enabledIs(true);
-        carryOut(client);
+        letWait(client);
     });
 }
 
@@ -266,10 +266,15 @@ void Server::settle(Client& client) {
     }
     client.source.eventsAre(client.connection.events());
     if (!client.isWaiting && client.connection.hasWork()) {
-        waiting_.push_back(client.number);
-        client.isWaiting = true;
-        takeTurn();
+        letWait(client);
     }
+}
+
+/// For its turn.
+void Server::letWait(Client& client) {
+    waiting_.push_back(client.number);
+    client.isWaiting = true;
+    takeTurn();
 }
 
 } // namespace LagAgent

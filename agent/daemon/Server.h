@@ -71,6 +71,7 @@ class Server {
     void carryOut(Client& client);
     void waitFor(int fd, Client& client);
     void settle(Client& client);
+    void letWait(Client& client);
     /// Runs a part of the work for a client. A failure that is not the client's ends its connection
     /// and nothing else.
     template <class Work>

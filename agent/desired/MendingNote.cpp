@@ -13,8 +13,8 @@ namespace {
 constexpr const char* kFile = "mending";
 
 std::string textOf(const History& history) {
-    return "to commit " + std::to_string(history.commits) + " of desired state " +
-           std::to_string(history.state) + ", with digest " + std::to_string(history.digest) + "\n";
+    return "to desired state " + std::to_string(history.state) + " with digest " +
+           std::to_string(history.digest) + "\n";
 }
 
 } // namespace

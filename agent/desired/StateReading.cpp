@@ -90,7 +90,8 @@ class Reader {
     void checkDigest() {
         if (historyOf(database_).digest != contentDigest(database_)) {
             wrong("its content is not what was committed: it is damaged, or the file and its log "
-                  "are of different times");
+                  "are of different times; put both back as they were at one time, or a backup "
+                  "with 'lag-agent restore'");
         }
     }
 

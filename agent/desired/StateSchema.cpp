@@ -408,9 +408,11 @@ restoreStateDatabase(const StateDirectory& directory, const std::string& copy,
     memory.execute("count the commits",
                    "UPDATE history SET commits = " + std::to_string(restored.latest));
     const std::string path = databaseIn(directory);
-    noteMending(directory, history);
     writeImage(directory, path, imageOf(memory, path));
     settleOld(path, scopeOf(memory));
+    // From here on nothing is likely to fail: the note of an earlier restore holds until then.
+    noteMending(directory, history);
+    setLogAside(directory);
     removeOld(directory);
     directory.publish(kStateFile);
     return restored;

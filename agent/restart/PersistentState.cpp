@@ -101,9 +101,6 @@ void PersistentState::openDatabase(const StateOptions& options, const ChipScope&
     // A loss that was accepted: the file that was given up for this one must count as older.
     if (const auto known = latestCommit(); known > database_->commits()) {
         database_->commitsAre(known);
-        if (isMendingNoted_) {
-            noteMending(*directory_, database_->history());
-        }
     }
 }
 
@@ -161,7 +158,12 @@ void PersistentState::mendingBegins(bool isNoted) {
     if (isNoted) {
         noteMending(*directory_, database_->history());
     }
-    markIs(database_->commits());
+    // A state that nobody has asked for anything yet must not make another one look old: its disk
+    // may have come late.
+    const auto mark = chipMark();
+    if (database_->commits() != 0 || !mark || mark->state == database_->state()) {
+        markIs(database_->commits());
+    }
 }
 
 void PersistentState::mendingEnds() noexcept {

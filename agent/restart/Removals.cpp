@@ -92,6 +92,9 @@ std::string tooManyRemovals(const Identified& identified, const Situation& situa
          {&identified.unwantedEntries, &identified.unwantedGroups, &identified.unwantedMembers}) {
         for (const Removal& removal : *removals) {
             const Finding& finding = identified.findings[removal.finding];
+            if (finding.kind == Kind::groupTwice) {
+                continue; // a start that made the group anew was cut short
+            }
             names.push_back(finding.object);
             if (removals == &identified.unwantedEntries && finding.kind == Kind::orphan) {
                 names.back() += " (" + nameOf(chip.entries.at(removal.handle).name) + ")";
@@ -110,8 +113,9 @@ std::string tooManyRemovals(const Identified& identified, const Situation& situa
     }
     return "it would remove from the chip more than a command that was cut short has left there: " +
            list +
-           "; nothing has been touched. See that this is the right state directory for this chip, "
-           "and desired.db the latest; to have these removed, give --accept-loss";
+           "; the chip has not been touched. See that this is the right state directory for this "
+           "chip, and desired.db the latest (an older one is put back with 'lag-agent restore'); "
+           "to have these removed, give --accept-loss";
 }
 
 } // namespace LagAgent

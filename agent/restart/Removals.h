@@ -22,7 +22,8 @@ void listUnwanted(const ChipState& chip, const RecordedHandles& recorded, Identi
  * A command changes the chip before it is committed, and adds one object at most. So one that was
  * cut short leaves one member, group or entry that is not desired, recorded or not; deletions and
  * changes leave none. Where nobody has asked for anything yet, nothing can be left. More than that
- * was brought about by something else, say by memories of different times.
+ * was brought about by something else, say by memories of different times. A second group for one
+ * that is desired does not count: a start that was cut short has made the other.
  */
 std::string tooManyRemovals(const Identified& identified, const Situation& situation);
 

@@ -84,12 +84,13 @@ class Restarting {
     void requireAllowed(const Mending& mending, const Situation& situation) {
         const std::string removals = tooManyRemovals(identified_, situation);
         std::string obstacle = mending.obstacle();
-        if (obstacle.empty() && !context_.acceptsLoss) {
+        if (obstacle.empty() && !context_.acceptsLoss && !isAllowed_) {
             obstacle = removals;
         }
         if (!obstacle.empty()) {
             throw CommandError(ErrorKind::start, "this start is refused: " + obstacle);
         }
+        isAllowed_ = true; // what a refused PD call has left is this start's own
         state_.mendingBegins(!removals.empty());
     }
 
@@ -114,6 +115,7 @@ class Restarting {
     const DesiredState desired_;
     HandleKeeper keeper_;
     Identified identified_;
+    bool isAllowed_ = false;
 };
 
 } // namespace

@@ -9,7 +9,14 @@ namespace LagAgent::Wire {
 namespace {
 
 Json objectOf(std::string_view document) {
-    Json json = Json::parse(document, nullptr, false);
+    // What is nested deeply would be copied and shown by deep recursion.
+    constexpr int kDeepest = 32;
+    bool isTooDeep = false;
+    const auto look = [&](int depth, auto, auto&) { return !(isTooDeep |= depth > kDeepest); };
+    Json json = Json::parse(document, look, false);
+    if (isTooDeep) {
+        makesNoSense("what was received is nested too deeply");
+    }
     if (!json.is_object()) {
         makesNoSense("what was received is no JSON object");
     }

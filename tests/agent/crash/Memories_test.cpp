@@ -85,16 +85,17 @@ class Memories : public CrashTest {
 
     /// What a start over them must be: everything is as it was acknowledged, or it is refused.
     void expectNothingLost(const StatePlace& place, Fate database, Fate chip) {
-        AgentProcess agent(place);
-        const std::string error = agent.startError();
+        std::optional<AgentProcess> agent(place);
+        const std::string error = agent->startError();
         if (!error.empty()) {
+            agent.reset(); // it has the lock until it has died
             ++refused_;
             EXPECT_THAT(error, testing::ContainsRegex("refused|no chip|malformed"));
             expectUntouched(place, chip);
             return;
         }
         ++started_;
-        const Json found = modelOf(agent.tell("show"));
+        const Json found = modelOf(agent->tell("show"));
         // Nothing of the switch was left that could be lost.
         const bool isNothingLeft = database != Fate::kept && chip != Fate::kept;
         EXPECT_TRUE(found == models().front() || isNothingLeft) << found;

@@ -526,6 +526,32 @@ TEST_F(ServeBackup, CopyOfAnotherChipIsRefused) {
     EXPECT_THAT(memberIds(), ElementsAre(1));
 }
 
+TEST_F(ServeBackup, RestoreThatIsRefusedLeavesTheOneBeforeItAsItWas) {
+    good({("backup " + copy_).c_str(), "member add 1 action setLagPort port 1",
+          "member add 2 action setLagPort port 2"});
+    EXPECT_EQ(0, daemon.stop());
+    EXPECT_EQ(0, restore(copy_)) << said();
+    const std::string other = daemon.folder / "other";
+    std::filesystem::copy(copy_, other);
+    SqliteConnection(other).execute("be of another chip", "UPDATE chip SET device = 1");
+    EXPECT_NE(0, restore(other));
+    daemon.startProgram();
+    EXPECT_THAT(memberIds(), ElementsAre());
+}
+
+TEST_F(ServeBackup, IsNotRestoredWhereThereIsNoStateDirectory) {
+    good({("backup " + copy_).c_str()});
+    EXPECT_EQ(0, daemon.stop());
+    const std::string elsewhere = daemon.folder / "elsewhere";
+    const std::string command =
+        LAG_AGENT " restore " + copy_ + " --state-dir " + elsewhere + " > " + said_ + " 2>&1";
+    EXPECT_NE(0, ::system(command.c_str()));
+    EXPECT_EQ("lag-agent restore: there is no state directory " + elsewhere +
+                  ": name the daemon's with --state-dir\n",
+              said());
+    EXPECT_FALSE(std::filesystem::exists(elsewhere));
+}
+
 TEST_F(ServeBackup, RestoredStateCountsAsTheLatestThatTheChipKnowsOf) {
     good({"member add 1 action setLagPort port 1", ("backup " + copy_).c_str(),
           "member add 2 action setLagPort port 2", "member add 3 action setLagPort port 3"});

@@ -183,11 +183,22 @@ TEST(Audit, OneObjectMayBeLeftByACommandButNotTwo) {
     world.chip.members[103] = {P4_PD_ACTION_setLagPort, 3};
     EXPECT_EQ("", world.audited().obstacle);
     world.chip.entries[121] = {.name = MatchKey{0x20, 0xff, 5}, .target = {103, false}};
-    EXPECT_EQ("it would remove from the chip more than a command that was cut short has left "
-              "there: chip entry 121 (entry value 0x20 mask 0xff priority 5), chip member 103; "
-              "nothing has been touched. See that this is the right state directory for this chip, "
-              "and desired.db the latest; to have these removed, give --accept-loss",
-              world.audited().obstacle);
+    EXPECT_EQ(
+        "it would remove from the chip more than a command that was cut short has left "
+        "there: chip entry 121 (entry value 0x20 mask 0xff priority 5), chip member 103; "
+        "the chip has not been touched. See that this is the right state directory for this "
+        "chip, and desired.db the latest (an older one is put back with 'lag-agent restore'); "
+        "to have these removed, give --accept-loss",
+        world.audited().obstacle);
+}
+
+TEST(Audit, GroupThatAStartHasMadeAnewIsNotCounted) {
+    World world;
+    world.chip.members[103] = {P4_PD_ACTION_setLagPort, 3};
+    world.chip.groups[111] = world.chip.groups.at(110);
+    world.chip.groups.at(110).members.erase(102);
+    world.chip.entries.at(120).target.handle = 111;
+    EXPECT_EQ("", world.audited().obstacle);
 }
 
 TEST(Audit, RecordedObjectsCountAsMuchAsOthers) {
@@ -197,7 +208,7 @@ TEST(Audit, RecordedObjectsCountAsMuchAsOthers) {
     world.desired = {};
     EXPECT_THAT(world.audited().obstacle,
                 testing::HasSubstr("there: entry value 0x10 mask 0xff priority 5, group 10, "
-                                   "member 1, member 2; nothing"));
+                                   "member 1, member 2; the chip has not"));
 }
 
 TEST(Audit, WhatIsNotedAsGivenUpMayGo) {
@@ -211,7 +222,8 @@ TEST(Audit, AnAgentThatHasDoneNothingYetHasLeftNothing) {
     World world;
     static_cast<Situation&>(world) = {.isNew = true};
     world.chip.members[101] = {P4_PD_ACTION_setLagPort, 1};
-    EXPECT_THAT(world.audited().obstacle, testing::HasSubstr("there: chip member 101; nothing"));
+    EXPECT_THAT(world.audited().obstacle,
+                testing::HasSubstr("there: chip member 101; the chip has not"));
     // Its first command was cut short.
     world.records.reservations = {{.key = 1, .isAnonymous = true}};
     EXPECT_EQ("", world.audited().obstacle);
@@ -225,7 +237,7 @@ TEST(Audit, OfManyRemovalsTenAreNamed) {
         world.chip.members[handle] = {P4_PD_ACTION_setLagPort, 3};
     }
     EXPECT_THAT(world.audited().obstacle,
-                testing::HasSubstr("chip member 9, chip member 10 and 2 more; nothing"));
+                testing::HasSubstr("chip member 9, chip member 10 and 2 more; the chip has not"));
 }
 
 TEST(Audit, MoreThanTheChipCanEverTakeIsAnObstacle) {

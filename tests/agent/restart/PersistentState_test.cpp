@@ -377,13 +377,16 @@ TEST_F(TwoMoments, AnAgentThatHasDoneNothingYetDoesNotMindAnother) {
     EXPECT_THAT(state_->notes(), testing::IsEmpty());
 }
 
-/// Beginning to mend is what makes the chip this state's.
-TEST_F(TwoMoments, AStartThatIsRefusedLaterLeavesTheMark) {
+/// The first commit is what makes the chip that of a new state.
+TEST_F(TwoMoments, AnAgentThatHasDoneNothingYetLeavesTheMarkOfAnother) {
     const std::string before = contentOf(mark_).substr(16);
     state_.emplace(StateOptions{.directory = other_.open()},
                    StatefulChip{.file = chip_, .attach = [] { return kChip; }});
     EXPECT_EQ(before, contentOf(mark_).substr(16));
-    state_->mendingBegins(false);
+    state_->mendingBegins(false); // nobody has asked for anything
+    EXPECT_EQ(before, contentOf(mark_).substr(16));
+    state_->database().memberIs(RuxTable::RuxMemberId(1), {kSetLagPort, 1});
+    state_->database().commit();
     EXPECT_NE(before, contentOf(mark_).substr(16));
 }
 

@@ -65,6 +65,18 @@ TEST(Wire, WhatIsNoRequestIsRefused) {
     EXPECT_NE("", complaint([&] { Wire::requestOf(deep + std::string(60'000, ']') + "}"); }));
 }
 
+TEST(Wire, WhatIsNestedDeeplyIsRefused) {
+    const auto nested = [](std::size_t depth) {
+        return R"({"parts":[{"name":"x","text":"","value":)" + std::string(depth, '[') +
+               std::string(depth, ']') + "}]}";
+    };
+    EXPECT_EQ("", complaint([&] { Wire::answerOf(nested(20)); }));
+    for (const std::size_t depth : {40, 200'000}) {
+        EXPECT_EQ("what was received is nested too deeply",
+                  complaint([&] { Wire::answerOf(nested(depth)); }));
+    }
+}
+
 TEST(Wire, MembersThatAreNotKnownAreIgnored) {
     EXPECT_EQ("show", Wire::requestOf(R"({"run":"show","color":true})").line);
 }
