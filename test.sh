@@ -2,7 +2,7 @@
 # Installs what is missing, builds, and runs every test: the reference counts under the thread
 # sanitizer, everything under the address and undefined-behaviour sanitizers, everything in release.
 #
-#   ./test.sh           everything but the soak; within 20 minutes on two cores
+#   ./test.sh           everything but the soak; about 25 minutes on two cores
 #   ./test.sh --soak    the soak: thousands of random deaths of the agent, and 90 under real packets
 #                       of a private Open vSwitch, in release
 set -euo pipefail
